@@ -1,0 +1,14 @@
+#pragma once
+
+#include "external/HostExport.h"
+#include "external/JsonObject.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+/** Reads a JSON object; nothing, with the cause in `error`, when the text is not one. */
+HOST_EXPORT std::optional<JsonObject> parseJsonObject(QByteArray const& text, QString& error);
+
+/** An object as compact JSON on one line, keys in ascending order. */
+HOST_EXPORT QByteArray toCompactJson(JsonObject const& object);

@@ -1,0 +1,50 @@
+#include "host/framework/LogLineFormat.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+QLatin1String const kLevel("level");
+QLatin1String const kName("name");
+QLatin1String const kPrefix("prefix");
+QLatin1String const kText("text");
+QLatin1String const kLabel("label");
+QLatin1String const kValue("value");
+
+} // namespace
+
+QString toText(LogLine const& line)
+{
+    return line.isLabelled ? line.label + line.value : line.text;
+}
+
+QByteArray toJson(LogLine const& line)
+{
+    QJsonObject json{{kLevel, line.level}, {kName, line.name}, {kPrefix, line.prefix}};
+    if (line.isLabelled) {
+        json.insert(kLabel, line.label);
+        json.insert(kValue, line.value);
+    } else {
+        json.insert(kText, line.text);
+    }
+    return QJsonDocument(json).toJson(QJsonDocument::Compact);
+}
+
+std::optional<LogLine> fromJson(QByteArray const& bytes)
+{
+    if (!bytes.startsWith('{'))
+        return std::nullopt;
+    QJsonObject const json = QJsonDocument::fromJson(bytes).object();
+    LogLine line;
+    line.isLabelled = json.value(kLabel).isString() && json.value(kValue).isString();
+    if (!json.value(kLevel).isDouble() || !(line.isLabelled || json.value(kText).isString()))
+        return std::nullopt;
+    line.level = json.value(kLevel).toInt();
+    line.name = json.value(kName).toString();
+    line.prefix = json.value(kPrefix).toString();
+    line.text = json.value(kText).toString();
+    line.label = json.value(kLabel).toString();
+    line.value = json.value(kValue).toString();
+    return line;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "external/HostExport.h"
+#include "host/framework/LogSink.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+/** A line as the text a person reads, without level, name or prefix; label and value stand side by side. */
+HOST_EXPORT QString toText(LogLine const& line);
+
+/**
+ * A line as one object of compact JSON: "level", "name", "prefix" and "text", or "label" and "value" in place
+ * of "text".
+ */
+HOST_EXPORT QByteArray toJson(LogLine const& line);
+
+/** Reads a line written by toJson; nothing when the bytes are something else. */
+HOST_EXPORT std::optional<LogLine> fromJson(QByteArray const& bytes);
+
+/** Environment variable by which a host asks a process for its log lines as JSON (value "json"). */
+constexpr char const* kLogFormatVariable = "VREL_LOG_FORMAT";

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "external/HostExport.h"
+#include "external/Logger.h"
+
+#include <QString>
+
+#include <functional>
+
+/** One logged line. */
+struct LogLine
+{
+    Logger::LogLevel level = 0;
+    QString name;   ///< name of the handler that logged it
+    QString prefix; ///< its prefix
+    bool isLabelled = false;
+    QString text;  ///< of a line logged as one text; may itself hold several lines
+    QString label; ///< of a line logged with label and value
+    QString value;
+};
+
+/** Receives every line, on the thread that logs it; several threads may log at once. */
+using LogSink = std::function<void(LogLine const&)>;
+
+/**
+ * Sets where the lines of all handlers of this process go, and returns where they went before. Without a sink
+ * they are dropped. A line being logged on another thread meanwhile goes to one of the two.
+ */
+HOST_EXPORT LogSink setLogSink(LogSink sink);
