@@ -1,0 +1,84 @@
+#include "emulator/JsonFile.h"
+
+#include "emulator/FileSystem.h"
+#include "emulator/HexText.h"
+#include "emulator/InputFile.h"
+#include "emulator/NumberText.h"
+#include "emulator/RigError.h"
+
+#include <QJsonDocument>
+
+#include <limits>
+
+namespace VrelRig {
+
+namespace {
+
+constexpr std::uint64_t kMaximumSize = 1024 * 1024;
+constexpr std::uint64_t kMaximumNumber = std::numeric_limits<std::uint32_t>::max();
+
+} // namespace
+
+JsonFile::JsonFile(std::string path)
+    : m_path(std::move(path))
+{
+    QJsonParseError error;
+    auto const document =
+        QJsonDocument::fromJson(QByteArray::fromStdString(readFile(InputFile(m_path), kMaximumSize)), &error);
+    if (error.error != QJsonParseError::NoError)
+        throw RigError(quoted(m_path) + ": JSON error at offset " + std::to_string(error.offset) + ": " +
+                       error.errorString().toStdString());
+    if (!document.isObject())
+        throw RigError(quoted(m_path) + ": a JSON object is expected");
+    m_object = document.object();
+}
+
+std::string JsonFile::text(char const* key) const
+{
+    auto const value = m_object.value(QLatin1String(key));
+    if (!value.isString())
+        refuse(key, "a text");
+    return value.toString().toStdString();
+}
+
+std::uint32_t JsonFile::number(char const* key) const
+{
+    auto const value = m_object.value(QLatin1String(key));
+    auto const written = value.isDouble() ? QByteArray::number(value.toDouble(), 'f', 3).replace(".000", "")
+                                          : value.toString().toUtf8();
+    auto const number = parseNumber(written.toStdString());
+    if (!number || *number > kMaximumNumber)
+        refuse(key, "a number from 0 to 0xFFFFFFFF");
+    return static_cast<std::uint32_t>(*number);
+}
+
+std::string JsonFile::bytes(char const* key, std::size_t length) const
+{
+    auto const bytes = parseHex(text(key));
+    if (!bytes || bytes->size() != length)
+        refuse(key, std::to_string(length) + " bytes in hexadecimal");
+    return *bytes;
+}
+
+void JsonFile::refuse(char const* key, std::string const& expected) const
+{
+    auto const found = m_object.contains(QLatin1String(key)) ? " is not " : " is missing, expected ";
+    throw RigError(quoted(m_path) + ": " + quoted(key) + found + expected);
+}
+
+std::uint32_t recordedCount(std::string const& path)
+{
+    return exists(path) ? JsonFile(path).number("count") : 0;
+}
+
+std::string jsonText(QJsonObject const& object)
+{
+    return QJsonDocument(object).toJson().toStdString();
+}
+
+QJsonValue jsonValue(std::string const& text)
+{
+    return QString::fromStdString(text);
+}
+
+} // namespace VrelRig

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QJsonObject>
+
+#include <cstdint>
+#include <string>
+
+namespace VrelRig {
+
+/**
+ * A JSON object in a file of the rig. Numbers may be written as numbers or as texts ("15680", "0x3D40"); byte
+ * sequences are texts of hexadecimal digits. Whatever is wrong gives a RigError that names the file and the
+ * key.
+ */
+class JsonFile
+{
+public:
+    /** Reads the file. @throws RigError with the offset of a syntax error */
+    explicit JsonFile(std::string path);
+
+    std::string text(char const* key) const;
+    std::uint32_t number(char const* key) const;
+    std::string bytes(char const* key, std::size_t length) const;
+
+private:
+    [[noreturn]] void refuse(char const* key, std::string const& expected) const;
+
+    std::string m_path;
+    QJsonObject m_object;
+};
+
+/** @return how often the operation recorded in this file has been done; 0 when the file does not exist */
+std::uint32_t recordedCount(std::string const& path);
+
+/** @return the object as an indented JSON text */
+std::string jsonText(QJsonObject const& object);
+
+/** @return a JSON text value of UTF-8 bytes */
+QJsonValue jsonValue(std::string const& text);
+
+} // namespace VrelRig

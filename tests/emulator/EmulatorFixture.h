@@ -1,0 +1,85 @@
+#pragma once
+
+#include "external/IVrelAPI.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+/** A directory of its own, with a rig that does not exist yet, for every test. */
+class EmulatorTest : public testing::Test
+{
+protected:
+    EmulatorTest();
+    ~EmulatorTest() override;
+
+    /** @return a file in the test's directory with this content */
+    std::string makeFile(std::string const& name, std::string const& content) const;
+
+    std::string rigFile(std::string const& name) const { return m_rig + '/' + name; }
+
+    std::filesystem::path m_directory;
+    std::string m_rig;
+    std::string m_module;
+};
+
+/** The same, with the API acquired. */
+class HeldRigTest : public EmulatorTest
+{
+protected:
+    HeldRigTest();
+    ~HeldRigTest() override { api_release(); }
+
+    /** Calls an operation with the arguments between its recovery module and its error text. */
+    template <typename Member, typename... Arguments>
+    int run(Member operation, Arguments... arguments)
+    {
+        return (m_api->*operation)(m_module.c_str(), arguments..., m_error, nullptr, nullptr);
+    }
+
+    IVrelAPI* m_api;
+    char m_error[kVrelErrorTextSize] = "untouched";
+};
+
+constexpr char const* kFirst = "0A1B2C3D";  ///< has an eMMC and SPI flash
+constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
+
+// Types and indices of storage devices.
+constexpr std::uint8_t kSpi = 1;
+constexpr std::uint8_t kEmmc = 2;
+constexpr std::uint8_t kUfs = 3;
+constexpr std::uint8_t kUfsHpb = 16;
+constexpr std::uint8_t kZero = 0;
+
+/** An operation called with arguments that succeed on a new rig, but for those given. */
+struct Operation
+{
+    struct Arguments
+    {
+        char const* module;
+        char const* input;
+        char const* output;
+        char const* serial;
+        char* errorText;
+        bool withNullAnswers = false;
+    };
+
+    char const* name;
+    bool needsModule;
+    bool needsInput;
+    std::function<int(IVrelAPI&, Arguments const&)> call;
+};
+
+/** @return all operations on a device, each after those whose work it needs */
+std::vector<Operation> const& deviceOperations();
+
+std::string contentOf(std::string const& path);
+
+/** Runs the work in a child process, which ends without cleaning up. @return its process ID */
+int runInChild(std::function<int()> const& work);
+
+/** @return the exit code of the child, -1 when it was killed */
+int waitForChild(int child);
