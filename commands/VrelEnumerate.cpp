@@ -1,0 +1,35 @@
+#include "commands/VrelEnumerate.h"
+
+#include "plugin/VrelErrorText.h"
+#include "plugin/VrelLogLevel.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelEnumerate::getUsage()
+{
+    return QStringLiteral("\tenumerate\t\n");
+}
+
+bool VrelEnumerate::run(VrelApiManager api, QString const& /*serial*/, LogHandler& log) const
+{
+    if (!isValid())
+        return false;
+    std::map<QString, QString> devices;
+    QString error;
+    int const result = api.getDeviceList(devices, error);
+    if (result == -1) {
+        log.logMessage(VrelLogLevel::kError, "API already in use");
+        return false;
+    }
+    if (result != 0) {
+        log.logMessage(VrelLogLevel::kError, QStringLiteral("Command enumerate failed with code 0x%1")
+                                                 .arg(static_cast<quint32>(result), 8, 16, QLatin1Char('0')));
+        log.logMessage(VrelLogLevel::kError, VrelErrorText::orReplacement(error));
+        return false;
+    }
+    for (auto const& [location, serial] : devices)
+        log.logMessage(VrelLogLevel::kProgress, QStringLiteral("\"%1\" : \"%2\"").arg(location, serial));
+    return true;
+}
+
+} // namespace VrelUtilsCommand

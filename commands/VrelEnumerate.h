@@ -1,0 +1,19 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "enumerate": lists the devices that the vendor API sees, one line per device. */
+class VrelEnumerate : public VrelCommandTpl<VrelEnumerate>
+{
+public:
+    static constexpr char const* kCommandId = "enumerate";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelEnumerate> parameters() { return {}; }
+};
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "erasetoken": clears a slot. */
+class VrelEraseToken : public VrelCommandTpl<VrelEraseToken>
+{
+public:
+    static constexpr char const* kCommandId = "erasetoken";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelEraseToken> parameters();
+
+private:
+    QString m_fwModulePath;
+    unsigned char m_slot = 0;
+};
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,174 @@
+#include "commands/VrelFlashUtils.h"
+
+#include "commands/VrelCommand.h"
+#include "external/JsonObject.h"
+#include "external/LogConsoleHandler.h"
+#include "plugin/VrelLogLevel.h"
+
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <algorithm>
+
+using VrelUtilsCommand::VrelCommand;
+
+namespace {
+
+QString commandKey()
+{
+    return QStringLiteral("command");
+}
+
+bool isExecutableFile(QString const& path)
+{
+    QFileInfo const info(path);
+    return info.isFile() && info.isExecutable();
+}
+
+} // namespace
+
+VrelFlashUtils::VrelFlashUtils() = default;
+
+VrelFlashUtils::VrelFlashUtils(JsonObject const& json)
+{
+    LogHandler log;
+    parseArguments(json, log);
+}
+
+VrelFlashUtils::~VrelFlashUtils() = default;
+
+bool VrelFlashUtils::parseArguments(JsonObject const& json, LogHandler& log)
+{
+    QString id;
+    int const readResult = json.getString(commandKey(), id);
+    if (readResult == JsonObject::Unusable) {
+        log.logMessage(VrelLogLevel::kError, "Invalid command parameter value");
+        return false;
+    }
+    if (readResult == JsonObject::Absent) {
+        log.logMessage(VrelLogLevel::kError, "Missing command parameter");
+        return false;
+    }
+    if (id.isEmpty()) {
+        log.logMessage(VrelLogLevel::kError, "Invalid empty command parameter");
+        return false;
+    }
+    std::unique_ptr<VrelCommand> parsed(VrelCommand::createCommandFromId(id));
+    if (!parsed) {
+        log.logMessage(VrelLogLevel::kError, QStringLiteral("Unknown command '") + id + QLatin1Char('\''));
+        return false;
+    }
+    if (!parsed->parseArguments(json, log))
+        return false;
+    command = std::move(parsed);
+    return true;
+}
+
+QString VrelFlashUtils::getCommandId()
+{
+    return command ? command->getCommandId() : QStringLiteral("null");
+}
+
+JsonObject VrelFlashUtils::getParameters()
+{
+    if (!command)
+        return JsonObject();
+    JsonObject params = command->getParameters();
+    params.setValue(commandKey(), command->getCommandId());
+    return params;
+}
+
+QString VrelFlashUtils::getUsages()
+{
+    return VrelCommand::getUsages();
+}
+
+JsonObject VrelFlashUtils::getParameters(JsonObject const& json, QString& error)
+{
+    return VrelCommand::getParameters(json, error);
+}
+
+JsonObject VrelFlashUtils::getParameterTypes(JsonObject const& json)
+{
+    QString id;
+    if (json.getString(commandKey(), id) != JsonObject::Present)
+        return JsonObject();
+    JsonObject types = VrelCommand::getParameterTypes(id);
+    if (!types.empty())
+        types.setValue(commandKey(), QStringList(id));
+    return types;
+}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a run holds a handle of its own
+bool VrelFlashUtils::run(VrelApiManager api, QString const& serial, LogHandler& log)
+{
+    if (!command || !api)
+        return false;
+    log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Running command '") + command->getCommandId() +
+                                             QStringLiteral("' on ") + serial.toUpper());
+    return command->run(api, serial, log);
+}
+
+bool VrelFlashUtils::run(QString const& exe, QString const& serial, LogHandler& log,
+                         unsigned long long timeout)
+{
+    QProcess process;
+    DefaultExeRunner runner;
+    commonRun(process, exe, serial, log, runner, timeout);
+    return runner.success;
+}
+
+void VrelFlashUtils::commonRun(QProcess& process, QString const& exe, QString const& serial, LogHandler& log,
+                               ExeRunner& runner, unsigned long long timeout)
+{
+    if (!command || !isExecutableFile(exe) || !command->isValid())
+        return;
+    QStringList const args = exeArguments(serial);
+    LogConsoleHandler const console(process);
+    log.bind(console);
+    log.logMessage(VrelLogLevel::kTrace,
+                   QStringLiteral("Running ruxFwDownloader ") + args.join(QLatin1Char(' ')));
+    runner.run(process, exe, args, timeout);
+}
+
+QStringList VrelFlashUtils::exeArguments(QString const& serial) const
+{
+    QStringList args{QStringLiteral("--command"), command->getCommandId()};
+    if (!serial.isEmpty())
+        args << QStringLiteral("--sn") << serial;
+    for (auto const& [key, value] : command->getParameters())
+        args << QStringLiteral("--") + key << value.toString();
+    return args;
+}
+
+VrelFlashUtils::ExeRunner::ExeRunner() = default;
+
+VrelFlashUtils::ExeRunner::~ExeRunner() = default;
+
+void VrelFlashUtils::DefaultExeRunner::run(QProcess& process, QString const& exe, QStringList const& args,
+                                           unsigned long long timeout)
+{
+    constexpr int kReapTime = 5000;
+    int const waitTime = static_cast<int>(static_cast<quint32>(timeout));
+
+    // waitForFinished never looks at the clock while output keeps coming: a process that floods is ended
+    // here.
+    QDeadlineTimer const deadline(waitTime == -1 ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                                 : QDeadlineTimer(std::max(waitTime, 0)));
+    auto const killWhenLate = [&process, &deadline] {
+        if (deadline.hasExpired())
+            process.kill();
+    };
+    QMetaObject::Connection const guard =
+        QObject::connect(&process, &QProcess::channelReadyRead, &process, killWhenLate, Qt::DirectConnection);
+
+    process.start(exe, args, QIODevice::ReadWrite);
+    bool const finished = process.waitForFinished(waitTime);
+    if (!finished) {
+        process.kill();
+        process.waitForFinished(kReapTime);
+    }
+    QObject::disconnect(guard);
+    success = finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}

@@ -1,0 +1,42 @@
+#include "commands/VrelFwRecCommand.h"
+
+#include "commands/VrelFileBytes.h"
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "external/IVrelAPI.h"
+#include "plugin/VrelLogLevel.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelFwRecCommand::getUsage()
+{
+    return QStringLiteral("\tfwrec\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --ifp-path arg        path to IFP emulation file\n");
+}
+
+ParameterTable<VrelFwRecCommand> VrelFwRecCommand::parameters()
+{
+    using Self = VrelFwRecCommand;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"ifp-path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_ifpPath},
+    };
+    return kRows;
+}
+
+bool VrelFwRecCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("IFP emulation file: ") + m_ifpPath);
+    // Whatever the file does not give stays zero: the vendor API judges the record.
+    VrelIfpRecord ifp = {};
+    readFileBytes(m_ifpPath, 0, ifp.bytes, sizeof ifp.bytes);
+    Procedure procedure("DOWNLOAD FW RECOVERY MODULE", log);
+    return procedure.conclude(api->fwRecovery(Utf8(m_fwModulePath), Utf8(serial), &ifp, procedure.errorText(),
+                                              vrelLogCallback, &log));
+}
+
+} // namespace VrelUtilsCommand

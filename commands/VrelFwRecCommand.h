@@ -1,0 +1,23 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "fwrec": downloads a recovery module together with an IFP emulation record. */
+class VrelFwRecCommand : public VrelCommandTpl<VrelFwRecCommand>
+{
+public:
+    static constexpr char const* kCommandId = "fwrec";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelFwRecCommand> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_ifpPath;
+};
+
+} // namespace VrelUtilsCommand

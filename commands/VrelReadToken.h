@@ -1,0 +1,24 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "readtoken": copies the token held in a slot into a file. */
+class VrelReadToken : public VrelCommandTpl<VrelReadToken>
+{
+public:
+    static constexpr char const* kCommandId = "readtoken";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelReadToken> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_targetPath;
+    unsigned char m_slot = 0;
+};
+
+} // namespace VrelUtilsCommand

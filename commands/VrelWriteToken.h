@@ -1,0 +1,24 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "writetoken": stores a token file in a slot. */
+class VrelWriteToken : public VrelCommandTpl<VrelWriteToken>
+{
+public:
+    static constexpr char const* kCommandId = "writetoken";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelWriteToken> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_tokenPath;
+    unsigned char m_slot = 0;
+};
+
+} // namespace VrelUtilsCommand

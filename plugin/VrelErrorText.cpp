@@ -1,0 +1,13 @@
+#include "plugin/VrelErrorText.h"
+
+#include "plugin/VrelBoundedText.h"
+
+QString VrelErrorText::text() const
+{
+    return vrelBoundedText(m_text);
+}
+
+QString VrelErrorText::orReplacement(QString const& text)
+{
+    return text.isEmpty() ? QStringLiteral("The vendor API reported a failure without an error text") : text;
+}

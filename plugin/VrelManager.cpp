@@ -1,0 +1,73 @@
+#include "plugin/VrelManager.h"
+
+#include "external/IVrelAPI.h"
+#include "plugin/VrelLogLevel.h"
+#include "plugin/VrelManagerLib.h"
+#include "plugin/VrelManagerLife.h"
+#include "plugin/VrelMutexLocker.h"
+
+#include <algorithm>
+
+namespace {
+
+QString versionText(VrelApiVersionRecord const& record)
+{
+    constexpr auto kCapacity = static_cast<int>(sizeof record.versionText);
+    int const length = record.textLength == -1 ? static_cast<int>(qstrnlen(record.versionText, kCapacity))
+                                               : std::clamp(record.textLength, 0, kCapacity);
+    return QString::fromLatin1(record.versionText, length);
+}
+
+} // namespace
+
+VrelManager::VrelManager()
+    : life(std::make_shared<VrelManagerLife>())
+{
+    logHandler().setPrefix(QStringLiteral("Vrel Manager"));
+    logHandler().setName(QStringLiteral("Vrel Manager"));
+}
+
+VrelManager::~VrelManager()
+{
+    {
+        VrelMutexLocker const lock(life->mutex);
+        life->alive = false;
+    }
+    VrelMutexLocker const lock(mutex);
+    if (useCount != 0 || api != nullptr)
+        logHandler().logMessage(VrelLogLevel::kWarning, "Vrel Manager deleted while in use");
+    api_release();
+    api = nullptr;
+}
+
+VrelApiManager VrelManager::fetchApi()
+{
+    VrelMutexLocker const lock(mutex);
+    if (api == nullptr)
+        api = api_acquire();
+    ++useCount;
+    return VrelApiManager(api, this, &VrelManager::release);
+}
+
+void VrelManager::release()
+{
+    VrelMutexLocker const lock(mutex);
+    --useCount;
+    if (useCount == 0) {
+        api_release();
+        api = nullptr;
+    }
+}
+
+QString VrelManager::getVersion()
+{
+    QString apiPart = QStringLiteral("No API");
+    if (IVrelAPI* const vendorApi = api_acquire()) {
+        VrelApiVersionRecord record = {};
+        vendorApi->getApiVersion(&record);
+        api_release();
+        apiPart = QStringLiteral("API: ") + versionText(record);
+    }
+    return QString::fromUtf8(VrelManagerLib::getVersion()) + QStringLiteral(" (") + apiPart +
+           QLatin1Char(')');
+}
