@@ -1,0 +1,50 @@
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+#include "host/common/ExitCode.h"
+#include "host/common/InProcessRun.h"
+#include "host/downloader/DownloaderArguments.h"
+#include "host/framework/LogLineFormat.h"
+#include "host/framework/LogLineWriter.h"
+#include "plugin/VrelManager.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+/**
+ * A host that asks for JSON gets every line and filters by itself; a person gets up to progress and results.
+ */
+LogSink makeSink()
+{
+    bool const isJson = qgetenv(kLogFormatVariable) == "json";
+    return isJson ? makeLogLineWriter(stdout, LogFormat::Json, 5)
+                  : makeLogLineWriter(stdout, LogFormat::Text, 3);
+}
+
+int runCommand(QStringList const& arguments, LogHandler& log)
+{
+    QString error;
+    auto const parsed = parseDownloaderArguments(arguments, error);
+    if (!parsed) {
+        log.logMessage(1, error);
+        return ExitRejected;
+    }
+    for (QString const& option : parsed->unknownOptions)
+        log.logMessage(1, QStringLiteral("Unknown option '%1'").arg(option));
+    VrelManager manager;
+    VrelFlashUtils command;
+    if (!command.parseArguments(parsed->request, log) || !parsed->unknownOptions.isEmpty())
+        return ExitRejected;
+    return runInProcess(manager, command, parsed->serial, log) ? ExitSuccess : ExitFailure;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication const application(argc, argv);
+    setLogSink(makeSink());
+    LogHandler log;
+    log.setName(QStringLiteral("ruxFwDownloader"));
+    return runCommand(QCoreApplication::arguments().mid(1), log);
+}

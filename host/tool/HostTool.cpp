@@ -1,0 +1,255 @@
+#include "host/tool/HostTool.h"
+
+#include "commands/VrelFlashUtils.h"
+#include "host/common/ExitCode.h"
+#include "host/common/InProcessRun.h"
+#include "host/framework/JsonText.h"
+#include "host/framework/LogLineWriter.h"
+#include "host/tool/RequestReader.h"
+#include "host/tool/RequestRunner.h"
+#include "plugin/VrelManager.h"
+#include "plugin/VrelManagerLib.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <optional>
+
+namespace {
+
+QCommandLineOption const& logFormatOption()
+{
+    static QCommandLineOption const option(QStringLiteral("log-format"), QString(),
+                                           QStringLiteral("text|json"), QStringLiteral("text"));
+    return option;
+}
+
+QCommandLineOption const& logLevelOption()
+{
+    static QCommandLineOption const option(QStringLiteral("log-level"), QString(), QStringLiteral("N"),
+                                           QStringLiteral("3"));
+    return option;
+}
+
+/** The first argument that is neither an option nor the value of one of the tool's own. */
+int subcommandPosition(QStringList const& arguments)
+{
+    int position = 0;
+    while (position < arguments.size() && arguments.at(position).startsWith(QLatin1String("--"))) {
+        QString const name = arguments.at(position).mid(2);
+        bool const hasValue =
+            logFormatOption().names().contains(name) || logLevelOption().names().contains(name);
+        position += hasValue ? 2 : 1;
+    }
+    return position;
+}
+
+QList<QCommandLineOption> runOptions()
+{
+    return {
+        QCommandLineOption(QStringLiteral("sn"), QString(), QStringLiteral("SERIAL")),
+        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH")),
+        QCommandLineOption(QStringLiteral("timeout"), QString(), QStringLiteral("MS"),
+                           QStringLiteral("60000")),
+        QCommandLineOption(QStringLiteral("dry-run")),
+    };
+}
+
+QList<QCommandLineOption> noOptions()
+{
+    return {};
+}
+
+std::optional<int> parseTimeout(QString const& text)
+{
+    bool isNumber = false;
+    int const timeout = text.toInt(&isNumber);
+    if (!isNumber || timeout < RequestRunner::kNoTimeout)
+        return std::nullopt;
+    return timeout;
+}
+
+} // namespace
+
+struct HostTool::Subcommand
+{
+    char const* name;
+    char const* argument; ///< the one positional argument; null without one
+    QList<QCommandLineOption> (*options)();
+    int (HostTool::*carryOut)();
+    char const* synopsis;
+    char const* help;
+};
+
+HostTool::Subcommand const HostTool::kSubcommands[] = {
+    {"version", nullptr, noOptions, &HostTool::showVersion, "version",
+     "versions of library and vendor API, build date"},
+    {"usages", nullptr, noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
+    {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
+    {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
+     "parameters that a request holds, as JSON"},
+    {"run", "REQUEST", runOptions, &HostTool::runRequest,
+     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]",
+     "carries a request out: in-process, or with --exe by the downloader at "
+     "PATH"},
+};
+
+HostTool::HostTool(std::FILE* output, std::FILE* log)
+    : m_output(output)
+    , m_logStream(log)
+{
+    m_log.setName(QStringLiteral("vrelhost"));
+    setLogSink(makeLogLineWriter(m_logStream, LogFormat::Text, 3));
+}
+
+int HostTool::run(QStringList arguments)
+{
+    int const position = subcommandPosition(arguments);
+    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
+        return print(help().toUtf8());
+    }
+    if (position >= arguments.size())
+        return reject(QStringLiteral("No subcommand given"));
+    QString const name = arguments.takeAt(position);
+    Subcommand const* const subcommand = findSubcommand(name);
+
+    m_parser.addOption(logFormatOption());
+    m_parser.addOption(logLevelOption());
+    if (subcommand != nullptr)
+        m_parser.addOptions(subcommand->options());
+    bool const parsed = m_parser.parse(QStringList(QStringLiteral("vrelhost")) + arguments);
+    if (!applyLogOptions())
+        return ExitRejected;
+    if (subcommand == nullptr)
+        return reject(QStringLiteral("Unknown subcommand '%1'").arg(name));
+    if (!parsed)
+        return reject(m_parser.errorText());
+    int const expected = subcommand->argument == nullptr ? 0 : 1;
+    int const given = m_parser.positionalArguments().size();
+    if (given < expected)
+        return reject(
+            QStringLiteral("%1 needs the argument %2").arg(name, QLatin1String(subcommand->argument)));
+    if (given > expected)
+        return reject(
+            QStringLiteral("Unexpected argument '%1'").arg(m_parser.positionalArguments().at(expected)));
+    return (this->*subcommand->carryOut)();
+}
+
+HostTool::Subcommand const* HostTool::findSubcommand(QString const& name)
+{
+    auto const* const found =
+        std::find_if(std::begin(kSubcommands), std::end(kSubcommands),
+                     [&name](Subcommand const& entry) { return name == QLatin1String(entry.name); });
+    return found == std::end(kSubcommands) ? nullptr : found;
+}
+
+QString HostTool::help()
+{
+    QString text = QStringLiteral("vrelhost [--log-format text|json] [--log-level N] SUBCOMMAND ...\n");
+    for (Subcommand const& entry : kSubcommands)
+        text += QStringLiteral("\n  %1\n      %2\n")
+                    .arg(QLatin1String(entry.synopsis), QLatin1String(entry.help));
+    text += QStringLiteral("\nREQUEST is the path of a JSON file, - for standard "
+                           "input, or the JSON text itself.\n");
+    return text;
+}
+
+bool HostTool::applyLogOptions()
+{
+    constexpr int kHighestLevel = 5;
+    QString const format = m_parser.value(logFormatOption());
+    QString const levelText = m_parser.value(logLevelOption());
+    bool isNumber = false;
+    int const level = levelText.toInt(&isNumber);
+    bool const isJson = format == QLatin1String("json");
+    if (!isJson && format != QLatin1String("text")) {
+        reject(QStringLiteral("--log-format is text or json, not '%1'").arg(format));
+        return false;
+    }
+    if (!isNumber || level < 0 || level > kHighestLevel) {
+        reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
+                   .arg(kHighestLevel)
+                   .arg(levelText));
+        return false;
+    }
+    setLogSink(makeLogLineWriter(m_logStream, isJson ? LogFormat::Json : LogFormat::Text, level));
+    return true;
+}
+
+int HostTool::showVersion()
+{
+    return print(VrelManager::getVersion().toUtf8() + '\n' + VrelManagerLib::getBuildDate() + '\n');
+}
+
+int HostTool::showUsages()
+{
+    return print(VrelFlashUtils::getUsages().toUtf8());
+}
+
+int HostTool::showTypes()
+{
+    JsonObject request;
+    request.setValue(QStringLiteral("command"), m_parser.positionalArguments().constFirst());
+    return print(toCompactJson(VrelFlashUtils::getParameterTypes(request)) + '\n');
+}
+
+int HostTool::showParameters()
+{
+    QString error;
+    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    if (!request)
+        return reject(QStringLiteral("Cannot read the request: %1").arg(error));
+    JsonObject const parameters = VrelFlashUtils::getParameters(*request, error);
+    int const printed = print(toCompactJson(parameters) + '\n');
+    if (error.isEmpty())
+        return printed;
+    m_log.logMessage(1, error);
+    return ExitRejected;
+}
+
+int HostTool::runRequest()
+{
+    auto const timeout = parseTimeout(m_parser.value(QStringLiteral("timeout")));
+    if (!timeout)
+        return reject(QStringLiteral("--timeout is a number of milliseconds from 0 "
+                                     "to %1, or -1 for no limit")
+                          .arg(std::numeric_limits<int>::max()));
+    QString error;
+    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    if (!request)
+        return reject(QStringLiteral("Cannot read the request: %1").arg(error));
+
+    VrelManager manager;
+    VrelFlashUtils command;
+    if (!command.parseArguments(*request, m_log))
+        return ExitRejected;
+
+    QString const serial = m_parser.value(QStringLiteral("sn"));
+    RequestRunner runner(command, serial, m_log);
+    if (m_parser.isSet(QStringLiteral("dry-run"))) {
+        QJsonArray const arguments = QJsonArray::fromStringList(runner.downloaderArguments());
+        return print(QJsonDocument(arguments).toJson(QJsonDocument::Compact) + '\n');
+    }
+    bool const succeeded = m_parser.isSet(QStringLiteral("exe"))
+                               ? runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout)
+                               : runInProcess(manager, command, serial, m_log);
+    return succeeded ? ExitSuccess : ExitFailure;
+}
+
+int HostTool::reject(QString const& cause)
+{
+    m_log.logMessage(1, cause + QStringLiteral(" (vrelhost --help shows the usage)"));
+    return ExitRejected;
+}
+
+int HostTool::print(QByteArray const& text)
+{
+    auto const size = static_cast<std::size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, m_output) == size && std::fflush(m_output) == 0)
+        return ExitSuccess;
+    m_log.logMessage(1, QStringLiteral("Cannot write the result: ") + qt_error_string());
+    return ExitFailure;
+}

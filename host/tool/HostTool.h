@@ -1,0 +1,43 @@
+#pragma once
+
+#include "external/LogHandler.h"
+
+#include <QCommandLineParser>
+#include <QStringList>
+
+#include <cstdio>
+
+/** The command-line host: parses its arguments and carries out one subcommand. */
+class HostTool
+{
+public:
+    /** @param output takes results; log lines go to `log` */
+    HostTool(std::FILE* output, std::FILE* log);
+
+    /** @param arguments without the program's name; returns the exit code */
+    int run(QStringList arguments);
+
+private:
+    struct Subcommand;
+    static Subcommand const kSubcommands[];
+
+    static Subcommand const* findSubcommand(QString const& name);
+    static QString help();
+
+    bool applyLogOptions();
+    int showVersion();
+    int showUsages();
+    int showTypes();
+    int showParameters();
+    int runRequest();
+
+    /** Logs what the tool itself has to say and yields the exit code for a rejection. */
+    int reject(QString const& cause);
+    /** Writes a result; yields the exit code. */
+    int print(QByteArray const& text);
+
+    std::FILE* m_output;
+    std::FILE* m_logStream;
+    LogHandler m_log;
+    QCommandLineParser m_parser;
+};

@@ -1,0 +1,78 @@
+#include "host/tool/RequestRunner.h"
+
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+/** Why a path cannot be run; empty when it can. */
+QString executableFault(QString const& path)
+{
+    QFileInfo const info(path);
+    if (!info.exists())
+        return QStringLiteral("it does not exist");
+    if (!info.isFile())
+        return QStringLiteral("it is not a file");
+    if (!info.isExecutable())
+        return QStringLiteral("it is not executable");
+    return QString();
+}
+
+/** Takes the arguments and starts nothing. */
+class ArgumentCollector : public VrelFlashUtils::ExeRunner
+{
+public:
+    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
+             unsigned long long /*timeout*/) override
+    {
+        collected = args;
+        success = true;
+    }
+
+    QStringList collected;
+};
+
+} // namespace
+
+RequestRunner::RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log)
+    : m_command(command)
+    , m_serial(std::move(serial))
+    , m_log(log)
+{
+}
+
+bool RequestRunner::runDownloader(QString const& exe, int timeout)
+{
+    QString const fault = executableFault(exe);
+    if (!fault.isEmpty()) {
+        m_log.logMessage(
+            1, QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe").arg(exe, fault));
+        return false;
+    }
+    QElapsedTimer timer;
+    timer.start();
+    // A negative time-out keeps its meaning in the low bits.
+    if (m_command.run(exe, m_serial, m_log, static_cast<unsigned long long>(timeout)))
+        return true;
+    if (timeout != kNoTimeout && timer.hasExpired(timeout))
+        m_log.logMessage(1, QStringLiteral("The downloader did not finish within %1 ms and was ended; "
+                                           "--timeout gives it more time")
+                                .arg(timeout));
+    else
+        m_log.logMessage(1, QStringLiteral("The downloader '%1' failed; see its lines above").arg(exe));
+    return false;
+}
+
+QStringList RequestRunner::downloaderArguments()
+{
+    // The library wants a file that could be run before it tells the arguments; this very program will do.
+    QProcess process;
+    ArgumentCollector collector;
+    m_command.commonRun(process, QCoreApplication::applicationFilePath(), m_serial, m_log, collector, 0);
+    return collector.collected;
+}
