@@ -4,7 +4,6 @@
 #include "commands/VrelLogCallback.h"
 #include "commands/VrelProcedure.h"
 #include "external/IVrelAPI.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
@@ -30,7 +29,7 @@ bool VrelFwRecCommand::run(VrelApiManager api, QString const& serial, LogHandler
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("IFP emulation file: ") + m_ifpPath);
+    logProgress(log, "IFP emulation file: ", m_ifpPath);
     // Whatever the file does not give stays zero: the vendor API judges the record.
     VrelIfpRecord ifp = {};
     readFileBytes(m_ifpPath, 0, ifp.bytes, sizeof ifp.bytes);

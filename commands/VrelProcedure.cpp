@@ -5,18 +5,21 @@
 
 namespace VrelUtilsCommand {
 
+void logProgress(LogHandler& log, char const* text, QString const& value)
+{
+    log.logMessage(VrelLogLevel::kProgress, QLatin1String(text) + value);
+}
+
 void logModuleVersion(QString const& modulePath, LogHandler& log)
 {
-    log.logMessage(VrelLogLevel::kProgress,
-                   QStringLiteral("RuX module version: ") + getRuxModuleVersion(modulePath));
+    logProgress(log, "RuX module version: ", getRuxModuleVersion(modulePath));
 }
 
 Procedure::Procedure(char const* name, LogHandler& log)
     : m_name(QLatin1String(name))
     , m_log(log)
 {
-    m_log.logMessage(VrelLogLevel::kProgress,
-                     QStringLiteral("Starting ") + m_name + QStringLiteral(" procedure"));
+    logProgress(m_log, "Starting ", m_name + QStringLiteral(" procedure"));
 }
 
 bool Procedure::succeeded(int result) const
@@ -29,7 +32,7 @@ bool Procedure::succeeded(int result) const
 
 void Procedure::logSuccess() const
 {
-    m_log.logMessage(VrelLogLevel::kProgress, m_name + QStringLiteral(" procedure success"));
+    logProgress(m_log, "", m_name + QStringLiteral(" procedure success"));
 }
 
 bool Procedure::conclude(int result) const

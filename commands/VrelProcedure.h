@@ -22,6 +22,9 @@ private:
     QByteArray const m_bytes;
 };
 
+/** Logs a line of progress or result: its fixed text, and what follows it. */
+void logProgress(LogHandler& log, char const* text, QString const& value = QString());
+
 /** Logs the line that every command with a recovery module begins with. */
 void logModuleVersion(QString const& modulePath, LogHandler& log);
 

@@ -1,4 +1,5 @@
 #include "commands/VrelFlashUtils.h"
+#include "commands/VrelSetDeviceLifecycleStage.h"
 #include "host/framework/JsonText.h"
 #include "plugin/VrelManager.h"
 #include "tests/support/FakeApi.h"
@@ -7,7 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
+
+#include <cstring>
 
 namespace {
 
@@ -26,7 +30,6 @@ struct CommandCase
     std::string types;     ///< getParameterTypes without "command"
     std::string request;   ///< an accepted request without "command"
     std::string stored;    ///< getParameters of the accepted request, without "command"
-    std::string arguments; ///< of the downloader, after the name
     Lines missing;         ///< messages for an empty request
     std::string copyError; ///< of the static getParameters for an empty request
     std::string call;      ///< with serial "SN"
@@ -40,12 +43,11 @@ struct CommandCase
 };
 
 std::vector<CommandCase> const kCommands = {
-    {"enumerate", "{}", "{}", "{}", "", {}, "", "listDevices()", {}, {}},
+    {"enumerate", "{}", "{}", "{}", {}, "", "listDevices()", {}, {}},
     {"fwrec",
      R"({"fw_rux":"file","ifp-path":"file"})",
      R"({"fw_rux":"m","ifp-path":"i"})",
      R"({"fw_rux":"m","ifp-path":"i"})",
-     "--fw_rux m --ifp-path i",
      {"1 Missing value for fw_rux parameter", "1 Missing value for ifp-path parameter"},
      "Missing value for 'fw_rux' parameter",
      R"(fwRecovery("m", "SN", )" + std::string(88, '0') + ")",
@@ -56,7 +58,6 @@ std::vector<CommandCase> const kCommands = {
      R"({"fw_rux":"file","path":"file","slot":"uint8_t"})",
      R"({"fw_rux":"m","path":"t","slot":255})",
      R"({"fw_rux":"m","path":"t","slot":255})",
-     "--fw_rux m --path t --slot 255",
      {"1 Missing value for fw_rux parameter", "1 Missing value for path parameter",
       "1 Missing value for slot parameter"},
      "Missing value for 'fw_rux' parameter",
@@ -67,7 +68,6 @@ std::vector<CommandCase> const kCommands = {
      R"({"fw_rux":"file","slot":"uint8_t","token":"file"})",
      R"({"fw_rux":"m","token":"t","slot":65})",
      R"({"fw_rux":"m","slot":65,"token":"t"})",
-     "--fw_rux m --slot 65 --token t",
      {"1 Missing value for fw_rux parameter", "1 Missing value for token parameter",
       "1 Missing value for slot parameter"},
      "Missing value for 'fw_rux' parameter",
@@ -78,17 +78,159 @@ std::vector<CommandCase> const kCommands = {
      R"({"fw_rux":"file","slot":"uint8_t"})",
      R"({"fw_rux":"m","slot":0,"path":"another command's"})",
      R"({"fw_rux":"m","slot":0})",
-     "--fw_rux m --slot 0",
      {"1 Missing value for fw_rux parameter", "1 Missing value for slot parameter"},
      "Missing value for 'fw_rux' parameter",
      R"(eraseToken("m", 0, "SN"))",
      {"3 RuX module version: Unknown", "3 Starting ERASE TOKEN procedure"},
      {"3 ERASE TOKEN procedure success"}},
+    {"downloadfwos",
+     R"({"flags":"[uint32_t]","fw_image":"file","fw_rux":"file","os_image":"[file]","os_rux":"[file]"})",
+     R"({"fw_rux":"m","fw_image":"f","os_rux":"","os_image":"o","flags":4294967295})",
+     R"({"flags":4294967295,"fw_image":"f","fw_rux":"m","os_image":"o"})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for fw_image parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(downloadFwOs("m", "f", *4294967295, "", "o", "SN"))",
+     {"3 RuX module version: Unknown", "3 Starting DOWNLOADFWOS procedure"},
+     {"3 DOWNLOADFWOS procedure success"}},
+    {"iddevice",
+     R"({"flags":"[uint32_t]","ifp":"[file]"})",
+     "{}",
+     R"({"flags":0,"ifp":""})",
+     {},
+     "",
+     "idDevice(0, " + std::string(88, '0') + R"(, "SN"))",
+     {"3 Flags: 0", "3 Starting ID DEVICE procedure"},
+     {"3 ID DEVICE procedure success", "3 Response flags: 4294967295", "3 OEM platform ID: 00001234",
+      "3 Unique platform ID: 000fa0" + std::string(26, '0'),
+      "3 Image errors: 00 1 a 1f 00 00 00 00 00 00 00 ff"}},
+    {"startover",
+     R"({"flags":"uint32_t"})",
+     R"({"flags":7})",
+     R"({"flags":7})",
+     {"1 Missing value for flags parameter"},
+     "Missing value for 'flags' parameter",
+     R"(startOver(*7, *0, *0, "SN"))",
+     {"3 Starting STARTOVER procedure", "3 Flags: 7"},
+     {"3 STARTOVER procedure success", "3 Current operation: 1a", "3 Current context: 0"}},
+    {"gettokenpid",
+     R"({"flags":"[uint32_t]","fw_rux":"file"})",
+     R"({"fw_rux":"m"})",
+     R"({"flags":0,"fw_rux":"m"})",
+     {"1 Missing value for fw_rux parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(getTokenPid("m", 0, )" + std::string(24, '0') + R"(, *0, *0, *0, *0, "SN"))",
+     {"3 RuX module version: Unknown", "3 Flags: 0", "3 Starting GET TOKEN PART ID procedure"},
+     {"3 GET TOKEN PART ID procedure success", "3 OEM platform ID: 00001234", "3 Device ID: |2a",
+      "3 Token Part ID: 00ffffffffffffffffffff7f", "3 Trusted time: |5fd3a1b0", "3 Nonce: |0000002a"}},
+    {"downloadoemkeymanifest",
+     R"({"fw_rux":"file","key":"file"})",
+     R"({"fw_rux":"m","key":""})",
+     R"({"fw_rux":"m","key":""})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for key parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(downloadOemKeyManifest("m", "", "SN"))",
+     {"3 RuX module version: Unknown", "3 Starting DownloadOemKeyManifest procedure"},
+     {"3 DownloadOemKeyManifest procedure success"}},
+    {"oemifpprovision",
+     R"({"fw_rux":"file","token":"file"})",
+     R"({"fw_rux":"m","token":"b"})",
+     R"({"fw_rux":"m","token":"b"})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for token parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(oemIfpProvision("m", "b", "SN"))",
+     {"3 RuX module version: Unknown", "3 Starting OEM IFP PROVISION procedure"},
+     {"3 OEM IFP PROVISION procedure success"}},
+    {"setcapabilities",
+     R"({"capabilities":"file","fw_rux":"file"})",
+     R"({"fw_rux":"m","capabilities":""})",
+     R"({"capabilities":"","fw_rux":"m"})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for capabilities parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(setCapabilities("m", "", "SN"))",
+     {"3 RuX module version: Unknown", "3 Starting Set Capabilities procedure"},
+     {"3 Set Capabilities procedure success"}},
+    {"clearrpmb",
+     R"({"device":["emmc","spi","ufs","ufs_hpb"],"fw_rux":"file","idx":"uint32_t"})",
+     R"({"fw_rux":"m","device":"ufs_hpb","idx":255})",
+     R"({"device":"ufs_hpb","fw_rux":"m","idx":255})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for idx parameter",
+      "1 Missing value for device parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(clearRpmb("m", 16, 255, "SN"))",
+     {"3 RuX module version: Unknown", "3 Device type: ufs_hpb", "3 Device index: 255",
+      "3 Starting CLEAR RPMB procedure"},
+     {"3 CLEAR RPMB procedure success"}},
+    {"configpart",
+     R"({"device":["emmc","spi","ufs","ufs_hpb"],"fw_rux":"file","idx":"uint8_t","path":"file"})",
+     R"({"fw_rux":"m","path":"c","device":"spi"})",
+     R"({"device":"spi","fw_rux":"m","idx":0,"path":"c"})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for path parameter",
+      "1 Missing value for device parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(configPartitions("m", "c", 1, 0, "SN"))",
+     {"3 RuX module version: Unknown", "3 Device serial: SN", "3 Device type: spi", "3 Device index: 0",
+      "3 Starting CONFIG DEVICE procedure"},
+     {"3 CONFIG DEVICE procedure success"}},
+    {"readbootmedia",
+     R"({"blocks":"uint32_t","device":["emmc","spi","ufs","ufs_hpb"],"fw_rux":"file","idx":"uint8_t",)"
+     R"("part":"uint32_t","path":"file","start":"uint32_t"})",
+     R"({"fw_rux":"m","path":"t","device":"ufs","idx":2,"start":512,"blocks":8,"part":1})",
+     R"({"blocks":8,"device":"ufs","fw_rux":"m","idx":2,"part":1,"path":"t","start":512})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for path parameter",
+      "1 Missing value for device parameter", "1 Missing value for idx parameter",
+      "1 Missing value for start parameter", "1 Missing value for blocks parameter",
+      "1 Missing value for part parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(readBootMedia("m", 3, 2, 010000000002000008000000, "t", "SN"))",
+     {"3 RuX module version: Unknown", "3 Device type: ufs", "3 Device index: 2", "3 Start offset: 512",
+      "3 Blocks to read: 8", "3 Partition index: 1", "3 Starting READ BOOT MEDIA procedure"},
+     {"3 READ BOOT MEDIA procedure success"}},
+    {"getcardinfo",
+     R"({"device":["emmc","spi","ufs","ufs_hpb"],"fw_rux":"file","idx":"uint8_t","path":"file"})",
+     R"({"fw_rux":"m","device":"spi","idx":1})",
+     R"({"device":"spi","fw_rux":"m","idx":1,"path":""})",
+     {"1 Missing value for fw_rux parameter", "1 Missing value for device parameter",
+      "1 Missing value for idx parameter"},
+     "Missing value for 'fw_rux' parameter",
+     R"(getCardInfo("m", *1, 1, *828, "SN"))",
+     {"3 RuX module version: Unknown", "3 Device type: spi", "3 Device index: 1",
+      "3 Starting GET CARD INFO procedure"},
+     {"3 ", "3 GET CARD INFO procedure success"}},
+};
+
+/** Takes the downloader's arguments. */
+class ArgumentCollector : public VrelFlashUtils::ExeRunner
+{
+public:
+    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
+             unsigned long long /*timeout*/) override
+    {
+        arguments = args;
+    }
+
+    QStringList arguments;
 };
 
 class CommandTest : public ::testing::TestWithParam<CommandCase>
 {
 protected:
+    CommandTest()
+    {
+        m_api.oemId = 0x1234;
+        m_api.uniqueId = {{0x00, 0x0F, 0xA0}};
+        m_api.responseFlags = 0xFFFFFFFFU;
+        m_api.response.imageErrors[1] = 1;
+        m_api.response.imageErrors[2] = 0x0A;
+        m_api.response.imageErrors[3] = 0x1F;
+        m_api.response.imageErrors[11] = 0xFF;
+        m_api.operation = 0x1A;
+        std::memset(m_api.partId.bytes + 1, 0xFF, 10);
+        m_api.partId.bytes[11] = 0x7F;
+        m_api.nonce = 0x2A;
+        m_api.trustedTime = 0x5FD3A1B0;
+        m_api.deviceId = 0x2A;
+    }
+
     static JsonObject request(std::string const& parameters)
     {
         JsonObject object = json(parameters);
@@ -141,6 +283,15 @@ TEST_P(CommandTest, StoredParametersAndCommandLine)
     ASSERT_TRUE(utils.parseArguments(request(GetParam().request), m_log));
     EXPECT_EQ(m_recorder.lines(), Lines());
     EXPECT_EQ(toCompactJson(utils.getParameters()), toCompactJson(request(GetParam().stored)));
+
+    QStringList expected{QStringLiteral("--command"), QString::fromStdString(GetParam().name),
+                         QStringLiteral("--sn"), QStringLiteral("ab1")};
+    for (auto const& [key, value] : json(GetParam().stored))
+        expected << QStringLiteral("--") + key << value.toString();
+    QProcess process;
+    ArgumentCollector collector;
+    utils.commonRun(process, QStringLiteral("/bin/true"), QStringLiteral("ab1"), m_log, collector, 0);
+    EXPECT_EQ(collector.arguments, expected);
 }
 
 TEST_P(CommandTest, EveryMissingParameterIsReported)
@@ -200,6 +351,40 @@ TEST(CommandParametersTest, RejectedValues)
         {R"({"command":"erasetoken","fw_rux":"m","slot":-1})", {"1 Invalid value for slot parameter"}},
         {R"({"command":"erasetoken","fw_rux":"m","slot":1.5})", {"1 Invalid value for slot parameter"}},
         {R"({"command":"fwrec","fw_rux":"m","ifp-path":""})", {"1 Empty value for ifp-path parameter"}},
+        {R"({"command":"downloadfwos","fw_image":"","os_rux":1,"os_image":null,"flags":"0"})",
+         {"1 Missing value for fw_rux parameter", "1 Empty value for fw_image parameter",
+          "1 Invalid value for os_rux parameter", "1 Invalid value for os_image parameter",
+          "1 Invalid value for flags parameter"}},
+        {R"({"command":"iddevice","flags":-1,"ifp":1})",
+         {"1 Invalid value for flags parameter", "1 Invalid value for ifp parameter"}},
+        {R"({"command":"startover","flags":4294967296})", {"1 Invalid value for flags parameter"}},
+        {R"({"command":"gettokenpid","fw_rux":"","flags":1.5})",
+         {"1 Empty value for fw_rux parameter", "1 Invalid value for flags parameter"}},
+        {R"({"command":"downloadoemkeymanifest","fw_rux":"","key":1})",
+         {"1 Empty value for fw_rux parameter", "1 Invalid value for key parameter"}},
+        {R"({"command":"oemifpprovision","fw_rux":"m","token":""})", {"1 Empty value for token parameter"}},
+        {R"({"command":"setcapabilities","fw_rux":"m","capabilities":[]})",
+         {"1 Invalid value for capabilities parameter"}},
+        {R"({"command":"clearrpmb","fw_rux":"m","idx":256,"device":"EMMC"})",
+         {"1 Invalid value for idx parameter", "1 Invalid value for device parameter"}},
+        {R"({"command":"clearrpmb","fw_rux":"m","idx":1,"device":2})",
+         {"1 Invalid value for device parameter"}},
+        {R"({"command":"clearrpmb","fw_rux":"m","idx":1,"device":null})",
+         {"1 Invalid value for device parameter"}},
+        {R"({"command":"clearrpmb","fw_rux":"m","idx":1,"device":["emmc"]})",
+         {"1 Invalid value for device parameter"}},
+        {R"({"command":"configpart","fw_rux":"m","path":"","device":"eMMC","idx":"0"})",
+         {"1 Empty value for path parameter", "1 Invalid value for device parameter",
+          "1 Invalid value for idx parameter"}},
+        {R"({"command":"readbootmedia","fw_rux":"m","device":"spi","idx":0,"start":0,"blocks":0,"part":0})",
+         {"1 Missing value for path parameter"}},
+        {R"({"command":"readbootmedia","fw_rux":"m","path":"p","device":3,"idx":-1,"start":"0","blocks":1.5,"part":true})",
+         {"1 Invalid value for device parameter", "1 Invalid value for idx parameter",
+          "1 Invalid value for start parameter", "1 Invalid value for blocks parameter",
+          "1 Invalid value for part parameter"}},
+        {R"({"command":"getcardinfo","fw_rux":"m","path":7,"idx":300})",
+         {"1 Invalid value for path parameter", "1 Missing value for device parameter",
+          "1 Invalid value for idx parameter"}},
     };
     LogRecorder recorder;
     LogHandler log;
@@ -229,6 +414,25 @@ TEST(CommandParametersTest, Copies)
         {R"({"command":"erasetoken","fw_rux":[1],"slot":"many"})",
          R"({"command":"erasetoken","fw_rux":[1],"slot":"many"})", ""},
         {R"({"command":"fwrec","fw_rux":"m"})", "{}", "Missing value for 'ifp-path' parameter"},
+        {R"({"command":"downloadfwos","fw_rux":"m","fw_image":"f","os_image":null,"flags":null})", "{}",
+         "Invalid value for 'os_image' parameter"},
+        {R"({"command":"downloadfwos","fw_rux":"m","fw_image":"f"})",
+         R"({"command":"downloadfwos","fw_image":"f","fw_rux":"m"})", ""},
+        {R"({"command":"iddevice"})", "{}", ""},
+        {R"({"command":"iddevice","ifp":""})", R"({"command":"iddevice","ifp":""})", ""},
+        {R"({"command":"setcapabilities","capabilities":null})", "{}",
+         "Missing value for 'fw_rux' parameter"},
+        {R"({"command":"clearrpmb","fw_rux":"m","device":"x"})", "{}", "Missing value for 'idx' parameter"},
+        {R"({"command":"clearrpmb","fw_rux":"m","device":"x","idx":"y"})",
+         R"({"command":"clearrpmb","device":"x","fw_rux":"m","idx":"y"})", ""},
+        {R"({"command":"configpart","fw_rux":"m","path":"c","device":null,"idx":null})", "{}",
+         "Invalid value for 'idx' parameter"},
+        {R"({"command":"configpart","fw_rux":"m","path":"c","device":"emmc"})",
+         R"({"command":"configpart","device":"emmc","fw_rux":"m","path":"c"})", ""},
+        {R"({"command":"readbootmedia","fw_rux":"m","path":"p","idx":null,"device":"ufs"})", "{}",
+         "Invalid value for 'idx' parameter"},
+        {R"({"command":"getcardinfo","fw_rux":"m","device":"emmc","idx":0})",
+         R"({"command":"getcardinfo","device":"emmc","fw_rux":"m","idx":0})", ""},
     };
     for (Case const& entry : cases) {
         QString error;
@@ -284,6 +488,103 @@ TEST(FwRecTest, RecordHoldsTheFilesFirst44Bytes)
         QByteArray const record = QByteArray(std::min(size, 44), '\x5A').leftJustified(44, '\0').toHex();
         EXPECT_EQ(api.calls.front(), R"(fwRecovery("m", "SN", )" + record.toStdString() + ")");
     }
+}
+
+/** What single commands add to what all share. */
+class SingleCommandTest : public ::testing::Test
+{
+protected:
+    Lines run(std::string const& request, bool expected, char const* serial = "SN")
+    {
+        VrelFlashUtils utils(json(request));
+        m_api.calls.clear();
+        m_recorder.clear();
+        EXPECT_EQ(utils.run(m_manager.fetchApi(), QString::fromUtf8(serial), m_log), expected) << request;
+        Lines lines = m_recorder.lines();
+        lines.erase(lines.begin());
+        return lines;
+    }
+
+    FakeApi m_api;
+    VrelManager m_manager;
+    LogHandler m_log;
+    LogRecorder m_recorder;
+};
+
+TEST_F(SingleCommandTest, IdDeviceHandsAnIfpPathOn)
+{
+    run(R"({"command":"iddevice","flags":3,"ifp":"i"})", true);
+    EXPECT_EQ(m_api.calls, std::vector<std::string>{R"(idDeviceIfpFile(3, "i", "SN"))"});
+}
+
+TEST_F(SingleCommandTest, ConfigPartHintsAtAConfiguredEmmcAndSkipsAnEmptySerial)
+{
+    m_api.result = 1;
+    m_api.errorText = QByteArray("refused", 8);
+    EXPECT_EQ(run(R"({"command":"configpart","fw_rux":"m","path":"c","device":"emmc","idx":1})", false, ""),
+              (Lines{"3 RuX module version: Unknown", "3 Device type: emmc", "3 Device index: 1",
+                     "3 Starting CONFIG DEVICE procedure", "1 refused",
+                     "1 eMMC configuration failed: it may already be configured"}));
+    EXPECT_EQ(m_api.calls, std::vector<std::string>{R"(configPartitions("m", "c", 2, 1, ""))"});
+    EXPECT_EQ(run(R"({"command":"configpart","fw_rux":"m","path":"c","device":"ufs"})", false).back(),
+              "1 refused");
+}
+
+TEST_F(SingleCommandTest, ReadBootMediaPassesTheLargestNumbersOn)
+{
+    run(R"({"command":"readbootmedia","fw_rux":"m","path":"p","device":"spi","idx":0,"start":4294967295,)"
+        R"("blocks":0,"part":4294967294})",
+        true);
+    EXPECT_EQ(m_api.calls,
+              std::vector<std::string>{R"(readBootMedia("m", 1, 0, feffffffffffffff00000000, "p", "SN"))"});
+}
+
+TEST_F(SingleCommandTest, GetCardInfoWritesAFileOrReportsWhatCame)
+{
+    run(R"({"command":"getcardinfo","fw_rux":"m","path":"out","device":"ufs_hpb","idx":0})", true);
+    EXPECT_EQ(m_api.calls, std::vector<std::string>{R"(getCardInfoToFile("m", *16, 0, "out", "SN"))"});
+
+    // A size beyond the buffer selects a layout and reads nothing outside; what is not filled is zero.
+    m_api.cardInfo = QByteArray(4, '\x01');
+    for (std::uint32_t const claim : {0U, 4U, 828U, 829U, 0xFFFFFFFFU}) {
+        m_api.cardInfoClaim = claim;
+        Lines const emmc = run(R"({"command":"getcardinfo","fw_rux":"m","device":"emmc","idx":0})", true);
+        ASSERT_EQ(emmc.size(), 6U);
+        EXPECT_EQ(
+            emmc[4].rfind(
+                "3 \n==== EMMC CARD INFO ====\nOCR: 0x1010101\n\n---- CID ----\nManufacture ID: 0x0\n", 0),
+            0U);
+        EXPECT_EQ(emmc[5], "3 GET CARD INFO procedure success");
+        Lines const ufs = run(R"({"command":"getcardinfo","fw_rux":"m","device":"ufs","idx":0})", true);
+        EXPECT_EQ(ufs[4].find("Attributes"), std::string::npos);
+    }
+    m_api.result = 1;
+    EXPECT_EQ(run(R"({"command":"getcardinfo","fw_rux":"m","device":"emmc","idx":0})", false).size(), 5U);
+}
+
+TEST_F(SingleCommandTest, LifecycleStageIsCompleteWithoutBeingRegistered)
+{
+    using VrelUtilsCommand::VrelSetDeviceLifecycleStage;
+    VrelSetDeviceLifecycleStage command;
+    EXPECT_FALSE(command.run(m_manager.fetchApi(), QStringLiteral("SN"), m_log));
+    EXPECT_TRUE(command.getParameters().empty());
+    EXPECT_FALSE(command.parseArguments(json(R"({"fw_rux":"m","token":""})"), m_log));
+    EXPECT_EQ(m_recorder.lines(), Lines{"1 Empty value for token parameter"});
+    EXPECT_TRUE(command.parseArguments(json(R"({"fw_rux":"m","token":"t"})"), m_log));
+    EXPECT_FALSE(command.parseArguments(json(R"({"fw_rux":"other"})"), m_log));
+    m_recorder.clear();
+    EXPECT_TRUE(command.run(m_manager.fetchApi(), QStringLiteral("SN"), m_log));
+    EXPECT_EQ(m_api.calls, std::vector<std::string>{R"(setDeviceLifecycleStage("m", "t", "SN"))"});
+    EXPECT_EQ(m_recorder.lines(),
+              (Lines{"3 RuX module version: Unknown", "3 Starting SET DEVICE LIFECYCLE STAGE procedure",
+                     "3 SET DEVICE LIFECYCLE STAGE procedure success"}));
+    EXPECT_EQ(toCompactJson(VrelSetDeviceLifecycleStage::getParameterTypes()).toStdString(),
+              R"({"fw_rux":"file","token":"file"})");
+    EXPECT_EQ(command.getCommandId(), QStringLiteral("setdevicelifecyclestage"));
+    EXPECT_EQ(
+        VrelSetDeviceLifecycleStage::getUsage(),
+        QStringLiteral("\tsetdevicelifecyclestage\n\t    --fw_rux arg          path to fw recovery module\n"
+                       "\t    --token arg           path to the token\n"));
 }
 
 } // namespace

@@ -1,0 +1,42 @@
+#include "commands/VrelClearRpmbCommand.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "commands/VrelStorageDevice.h"
+#include "external/IVrelAPI.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelClearRpmbCommand::getUsage()
+{
+    return QStringLiteral("\tclearrpmb\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --device arg          device type (values: ") +
+           deviceTypeNames().join(QLatin1String(", ")) +
+           QStringLiteral(")\n"
+                          "\t    --idx arg             device index\n");
+}
+
+ParameterTable<VrelClearRpmbCommand> VrelClearRpmbCommand::parameters()
+{
+    using Self = VrelClearRpmbCommand;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"idx", ParameterType::UInt32}, &Self::m_deviceIndex},
+        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
+    };
+    return kRows;
+}
+
+bool VrelClearRpmbCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    logStorageDevice(m_deviceType, m_deviceIndex, log);
+    Procedure procedure("CLEAR RPMB", log);
+    return procedure.conclude(api->clearRpmb(Utf8(m_fwModulePath), deviceCode(m_deviceType), m_deviceIndex,
+                                             Utf8(serial), procedure.errorText(), vrelLogCallback, &log));
+}
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "clearrpmb": clears the replay protected memory block of a storage device. */
+class VrelClearRpmbCommand : public VrelCommandTpl<VrelClearRpmbCommand>
+{
+public:
+    static constexpr char const* kCommandId = "clearrpmb";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelClearRpmbCommand> parameters();
+
+private:
+    QString m_fwModulePath;
+    unsigned char m_deviceIndex = 0;
+    DeviceType m_deviceType = DeviceType::emmc;
+};
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,49 @@
+#include "commands/VrelConfigPart.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "commands/VrelStorageDevice.h"
+#include "external/IVrelAPI.h"
+#include "plugin/VrelLogLevel.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelConfigPart::getUsage()
+{
+    return QStringLiteral("\tconfigpart\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --path arg            path to configuration file (xml format)\n"
+                          "\t    --device arg          device type (values: emmc, ufs, ufs_hpb)\n"
+                          "\t    --idx arg [= 0]       [Optional] device index\n");
+}
+
+ParameterTable<VrelConfigPart> VrelConfigPart::parameters()
+{
+    using Self = VrelConfigPart;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_configPath},
+        {{"device", ParameterType::DeviceName, ParameterRule::CopyLast}, &Self::m_deviceType},
+        {{"idx", ParameterType::UInt8, ParameterRule::Optional}, &Self::m_deviceIndex},
+    };
+    return kRows;
+}
+
+bool VrelConfigPart::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    if (!serial.isEmpty())
+        logProgress(log, "Device serial: ", serial);
+    logStorageDevice(m_deviceType, m_deviceIndex, log);
+    Procedure procedure("CONFIG DEVICE", log);
+    bool const configured = procedure.conclude(
+        api->configPartitions(Utf8(m_fwModulePath), Utf8(m_configPath), deviceCode(m_deviceType),
+                              m_deviceIndex, Utf8(serial), procedure.errorText(), vrelLogCallback, &log));
+    if (!configured && m_deviceType == DeviceType::emmc)
+        log.logMessage(VrelLogLevel::kError, "eMMC configuration failed: it may already be configured");
+    return configured;
+}
+
+} // namespace VrelUtilsCommand

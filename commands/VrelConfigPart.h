@@ -1,0 +1,25 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "configpart": configures the partitions of a storage device from an XML file. */
+class VrelConfigPart : public VrelCommandTpl<VrelConfigPart>
+{
+public:
+    static constexpr char const* kCommandId = "configpart";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelConfigPart> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_configPath;
+    unsigned char m_deviceIndex = 0;
+    DeviceType m_deviceType = DeviceType::emmc;
+};
+
+} // namespace VrelUtilsCommand

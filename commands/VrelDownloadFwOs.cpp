@@ -1,0 +1,46 @@
+#include "commands/VrelDownloadFwOs.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "external/IVrelAPI.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelDownloadFwOs::getUsage()
+{
+    return QStringLiteral("\tdownloadfwos\n"
+                          "\t    --fw_rux arg          path to FW recovery module\n"
+                          "\t    --fw_image arg        path to FW image\n"
+                          "\t    --flags arg [= 0]     [Optional] FW download command flags\n"
+                          "\t    --os_rux arg          [Optional] path to OS recovery module\n"
+                          "\t    --os_image arg        [Optional] path to OS image\n");
+}
+
+ParameterTable<VrelDownloadFwOs> VrelDownloadFwOs::parameters()
+{
+    using Self = VrelDownloadFwOs;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"fw_image", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwImagePath},
+        {{"os_rux", ParameterType::OptionalFile, ParameterRule::Optional | ParameterRule::OmitEmpty},
+         &Self::m_osModulePath},
+        {{"os_image", ParameterType::OptionalFile, ParameterRule::Optional | ParameterRule::OmitEmpty},
+         &Self::m_osImagePath},
+        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
+    };
+    return kRows;
+}
+
+bool VrelDownloadFwOs::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    std::uint32_t flags = m_flags;
+    Procedure procedure("DOWNLOADFWOS", log);
+    return procedure.conclude(api->downloadFwOs(Utf8(m_fwModulePath), Utf8(m_fwImagePath), &flags,
+                                                Utf8(m_osModulePath), Utf8(m_osImagePath), Utf8(serial),
+                                                procedure.errorText(), vrelLogCallback, &log));
+}
+
+} // namespace VrelUtilsCommand

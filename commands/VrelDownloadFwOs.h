@@ -1,0 +1,26 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "downloadfwos": downloads a firmware image and optionally an OS image, each with its recovery module. */
+class VrelDownloadFwOs : public VrelCommandTpl<VrelDownloadFwOs>
+{
+public:
+    static constexpr char const* kCommandId = "downloadfwos";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelDownloadFwOs> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_fwImagePath;
+    QString m_osModulePath;
+    QString m_osImagePath;
+    unsigned int m_flags = 0;
+};
+
+} // namespace VrelUtilsCommand

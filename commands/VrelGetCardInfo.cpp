@@ -1,0 +1,58 @@
+#include "commands/VrelGetCardInfo.h"
+
+#include "commands/VrelCardReport.h"
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "commands/VrelStorageDevice.h"
+#include "external/IVrelAPI.h"
+#include "plugin/VrelLogLevel.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelGetCardInfo::getUsage()
+{
+    return QStringLiteral("\tgetcardinfo\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --path arg            [Optional] path to the target binary, if path not "
+                          "specified output to screen\n"
+                          "\t    --device arg          device type (values: emmc, spi, ufs, ufs_hpb)\n"
+                          "\t    --idx arg             device index\n");
+}
+
+ParameterTable<VrelGetCardInfo> VrelGetCardInfo::parameters()
+{
+    using Self = VrelGetCardInfo;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", ParameterType::File, ParameterRule::Optional}, &Self::m_outputPath},
+        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
+        {{"idx", ParameterType::UInt8}, &Self::m_deviceIndex},
+    };
+    return kRows;
+}
+
+bool VrelGetCardInfo::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    logStorageDevice(m_deviceType, m_deviceIndex, log);
+    Procedure procedure("GET CARD INFO", log);
+    std::uint8_t type = deviceCode(m_deviceType);
+    if (!m_outputPath.isEmpty())
+        return procedure.conclude(api->getCardInfoToFile(Utf8(m_fwModulePath), &type, m_deviceIndex,
+                                                         Utf8(m_outputPath), Utf8(serial),
+                                                         procedure.errorText(), vrelLogCallback, &log));
+
+    // Zero wherever the vendor API fills less than it claims.
+    VrelCardInfo info = {};
+    std::uint32_t size = sizeof info.bytes;
+    if (!procedure.succeeded(api->getCardInfo(Utf8(m_fwModulePath), &type, m_deviceIndex, &info, &size,
+                                              Utf8(serial), procedure.errorText(), vrelLogCallback, &log)))
+        return false;
+    log.logMessage(VrelLogLevel::kProgress, cardReport(m_deviceType, info.bytes, size));
+    procedure.logSuccess();
+    return true;
+}
+
+} // namespace VrelUtilsCommand

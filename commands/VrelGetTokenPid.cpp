@@ -1,0 +1,52 @@
+#include "commands/VrelGetTokenPid.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelNumberText.h"
+#include "commands/VrelProcedure.h"
+#include "external/IVrelAPI.h"
+#include "plugin/VrelLogLevel.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelGetTokenPid::getUsage()
+{
+    return QStringLiteral("\tgettokenpid\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --flags arg [= 0]     [Optional] fw download command flags\n");
+}
+
+ParameterTable<VrelGetTokenPid> VrelGetTokenPid::parameters()
+{
+    using Self = VrelGetTokenPid;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
+    };
+    return kRows;
+}
+
+bool VrelGetTokenPid::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    VrelTokenPartId partId = {};
+    std::uint32_t nonce = 0;
+    std::uint32_t trustedTime = 0;
+    std::uint32_t deviceId = 0;
+    std::uint32_t oemId = 0;
+    logModuleVersion(m_fwModulePath, log);
+    logProgress(log, "Flags: ", QString::number(m_flags));
+    Procedure procedure("GET TOKEN PART ID", log);
+    if (!procedure.conclude(api->getTokenPid(Utf8(m_fwModulePath), m_flags, &partId, &nonce, &trustedTime,
+                                             &deviceId, &oemId, Utf8(serial), procedure.errorText(),
+                                             vrelLogCallback, &log)))
+        return false;
+    logProgress(log, "OEM platform ID: ", paddedHex(oemId));
+    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Device ID: "), QString::number(deviceId, 16));
+    logProgress(log, "Token Part ID: ", hexDigits(partId.bytes));
+    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Trusted time: "), paddedHex(trustedTime));
+    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Nonce: "), paddedHex(nonce));
+    return true;
+}
+
+} // namespace VrelUtilsCommand

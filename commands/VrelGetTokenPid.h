@@ -1,0 +1,23 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "gettokenpid": reads the values that a token is made for. */
+class VrelGetTokenPid : public VrelCommandTpl<VrelGetTokenPid>
+{
+public:
+    static constexpr char const* kCommandId = "gettokenpid";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelGetTokenPid> parameters();
+
+private:
+    QString m_fwModulePath;
+    unsigned int m_flags = 0;
+};
+
+} // namespace VrelUtilsCommand

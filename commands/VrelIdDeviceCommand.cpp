@@ -1,0 +1,68 @@
+#include "commands/VrelIdDeviceCommand.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelNumberText.h"
+#include "commands/VrelProcedure.h"
+#include "external/IVrelAPI.h"
+
+#include <QStringList>
+
+namespace VrelUtilsCommand {
+
+namespace {
+
+/** "00" stands for no error; codes come without leading zeros. */
+QString imageErrors(VrelIdResponse const& response)
+{
+    QStringList texts;
+    for (std::uint8_t const error : response.imageErrors)
+        texts << (error == 0 ? QStringLiteral("00") : QString::number(error, 16));
+    return texts.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+QString VrelIdDeviceCommand::getUsage()
+{
+    return QStringLiteral("\tiddevice\n"
+                          "\t    --flags arg [= 0]     [Optional] FW download command flags\n"
+                          "\t    --ifp arg             [Optional] Path to IFP emulation file\n");
+}
+
+ParameterTable<VrelIdDeviceCommand> VrelIdDeviceCommand::parameters()
+{
+    using Self = VrelIdDeviceCommand;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
+        {{"ifp", ParameterType::OptionalFile, ParameterRule::Optional}, &Self::m_ifpPath},
+    };
+    return kRows;
+}
+
+bool VrelIdDeviceCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    std::uint32_t oemId = 0;
+    VrelPlatformId uniqueId = {};
+    std::uint32_t responseFlags = 0;
+    VrelIdResponse response = {};
+    logProgress(log, "Flags: ", QString::number(m_flags));
+    Procedure procedure("ID DEVICE", log);
+    VrelIfpRecord ifp = {};
+    int const result =
+        m_ifpPath.isEmpty()
+            ? api->idDevice(m_flags, &ifp, &oemId, &uniqueId, &responseFlags, &response, Utf8(serial),
+                            procedure.errorText(), vrelLogCallback, &log)
+            : api->idDeviceIfpFile(m_flags, Utf8(m_ifpPath), &oemId, &uniqueId, &responseFlags, &response,
+                                   Utf8(serial), procedure.errorText(), vrelLogCallback, &log);
+    if (!procedure.conclude(result))
+        return false;
+    logProgress(log, "Response flags: ", QString::number(responseFlags));
+    logProgress(log, "OEM platform ID: ", paddedHex(oemId));
+    logProgress(log, "Unique platform ID: ", hexDigits(uniqueId.bytes));
+    logProgress(log, "Image errors: ", imageErrors(response));
+    return true;
+}
+
+} // namespace VrelUtilsCommand

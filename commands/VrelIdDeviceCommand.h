@@ -1,0 +1,23 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "iddevice": asks a device to identify itself. */
+class VrelIdDeviceCommand : public VrelCommandTpl<VrelIdDeviceCommand>
+{
+public:
+    static constexpr char const* kCommandId = "iddevice";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelIdDeviceCommand> parameters();
+
+private:
+    unsigned int m_flags = 0;
+    QString m_ifpPath;
+};
+
+} // namespace VrelUtilsCommand

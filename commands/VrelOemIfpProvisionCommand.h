@@ -1,0 +1,23 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/** "oemifpprovision": provisions an OEM IFP block. */
+class VrelOemIfpProvisionCommand : public VrelCommandTpl<VrelOemIfpProvisionCommand>
+{
+public:
+    static constexpr char const* kCommandId = "oemifpprovision";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelOemIfpProvisionCommand> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_tokenPath;
+};
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,60 @@
+#include "commands/VrelReadBootMedia.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "commands/VrelStorageDevice.h"
+#include "external/IVrelAPI.h"
+
+#include <QtEndian>
+
+namespace VrelUtilsCommand {
+
+QString VrelReadBootMedia::getUsage()
+{
+    return QStringLiteral("\treadbootmedia\n"
+                          "\t    --fw_rux arg          path to fw recovery module\n"
+                          "\t    --path arg            path to the target binary (it is only required for "
+                          "non-SPI device_type)\n"
+                          "\t    --device arg          device type (values: ") +
+           deviceTypeNames().join(QLatin1String(", ")) +
+           QStringLiteral(
+               ")\n"
+               "\t    --idx arg             device index\n"
+               "\t    --start arg           start offset (address to start reading from (in Bytes))\n"
+               "\t    --blocks arg          blocks to read\n"
+               "\t    --part arg            partition index\n");
+}
+
+ParameterTable<VrelReadBootMedia> VrelReadBootMedia::parameters()
+{
+    using Self = VrelReadBootMedia;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_targetPath},
+        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
+        {{"idx", ParameterType::UInt8}, &Self::m_deviceIndex},
+        {{"start", ParameterType::UInt32}, &Self::m_startOffset},
+        {{"blocks", ParameterType::UInt32}, &Self::m_blockCount},
+        {{"part", ParameterType::UInt32}, &Self::m_partitionIndex},
+    };
+    return kRows;
+}
+
+bool VrelReadBootMedia::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    logModuleVersion(m_fwModulePath, log);
+    logStorageDevice(m_deviceType, m_deviceIndex, log);
+    logProgress(log, "Start offset: ", QString::number(m_startOffset));
+    logProgress(log, "Blocks to read: ", QString::number(m_blockCount));
+    logProgress(log, "Partition index: ", QString::number(m_partitionIndex));
+    VrelReadRegion region = {qToLittleEndian(m_partitionIndex), qToLittleEndian(m_startOffset),
+                             qToLittleEndian(m_blockCount)};
+    Procedure procedure("READ BOOT MEDIA", log);
+    return procedure.conclude(api->readBootMedia(Utf8(m_fwModulePath), deviceCode(m_deviceType),
+                                                 m_deviceIndex, &region, Utf8(m_targetPath), Utf8(serial),
+                                                 procedure.errorText(), vrelLogCallback, &log));
+}
+
+} // namespace VrelUtilsCommand

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "commands/VrelCommandTpl.h"
+
+namespace VrelUtilsCommand {
+
+/**
+ * "setdevicelifecyclestage": applies a token that sets the device's lifecycle stage. Complete, but not
+ * registered: no request reaches it.
+ */
+class VrelSetDeviceLifecycleStage : public VrelCommandTpl<VrelSetDeviceLifecycleStage>
+{
+public:
+    static constexpr char const* kCommandId = "setdevicelifecyclestage";
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+
+    static QString getUsage();
+    static ParameterTable<VrelSetDeviceLifecycleStage> parameters();
+
+private:
+    QString m_fwModulePath;
+    QString m_tokenPath;
+};
+
+} // namespace VrelUtilsCommand

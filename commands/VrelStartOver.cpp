@@ -1,0 +1,41 @@
+#include "commands/VrelStartOver.h"
+
+#include "commands/VrelLogCallback.h"
+#include "commands/VrelProcedure.h"
+#include "external/IVrelAPI.h"
+
+namespace VrelUtilsCommand {
+
+QString VrelStartOver::getUsage()
+{
+    return QStringLiteral("\tstartover\t\n"
+                          "\t    --flags arg           fw download command flags\n");
+}
+
+ParameterTable<VrelStartOver> VrelStartOver::parameters()
+{
+    using Self = VrelStartOver;
+    static constexpr Parameter<Self> kRows[] = {
+        {{"flags", ParameterType::UInt32}, &Self::m_flags},
+    };
+    return kRows;
+}
+
+bool VrelStartOver::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+{
+    if (!canRun(api))
+        return false;
+    std::uint32_t flags = m_flags;
+    std::uint32_t operation = 0;
+    std::uint32_t operationContext = 0;
+    Procedure procedure("STARTOVER", log);
+    logProgress(log, "Flags: ", QString::number(flags));
+    if (!procedure.conclude(api->startOver(&flags, &operation, &operationContext, Utf8(serial),
+                                           procedure.errorText(), vrelLogCallback, &log)))
+        return false;
+    logProgress(log, "Current operation: ", QString::number(operation, 16));
+    logProgress(log, "Current context: ", QString::number(operationContext, 16));
+    return true;
+}
+
+} // namespace VrelUtilsCommand
