@@ -51,11 +51,11 @@ public:
 private:
     using Fetch = QString (VrelDevicePropertyManager::*)(QString const& path) const;
 
-    bool updateSerial(QString& value, Fetch fetch);
+    VREL_LOCAL bool updateSerial(QString& value, Fetch fetch);
     /** Both yield a null text when there is no number to be had. */
-    QString serialFromApi(QString const& path) const;
-    QString serialFromExe(QString const& path) const;
-    bool isServed() const;
+    VREL_LOCAL QString serialFromApi(QString const& path) const;
+    VREL_LOCAL QString serialFromExe(QString const& path) const;
+    VREL_LOCAL bool isServed() const;
 
     VrelManager* const manager;
     DeviceManagerProgramTool* const tool;
