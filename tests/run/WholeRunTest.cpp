@@ -219,6 +219,10 @@ TEST_F(WholeRunTest, BadRequestsNameTheCauseAndChangeNothing)
          "Invalid value for slot"},
         {options({"--command", "erasetoken", "--fw_rux", "fw.bin", "--slot", "256"}),
          "Invalid value for slot"},
+        {options({"--command", "erasetoken", "--fw_rux", "fw.bin", "--slot", " 3"}),
+         "Invalid value for slot"},
+        {options({"--command", "erasetoken", "--fw_rux", "fw.bin", "--slot", "0x0x3"}),
+         "Invalid value for slot"},
         {options({"--command", "erasetoken", "--fw_rux", "", "--slot", "3"}), "Empty value for fw_rux"},
     };
     for (auto const& [arguments, cause] : downloaderCases) {
