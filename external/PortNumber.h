@@ -18,7 +18,7 @@ public:
 
     PortNumber();
     /** @param location the place on the bus, for example "1-4.2" */
-    PortNumber(int connectionType, QString const& location);
+    PortNumber(int connectionType, QString location);
     PortNumber(PortNumber const& other);
     PortNumber& operator=(PortNumber const& other);
     ~PortNumber();
