@@ -2,6 +2,7 @@
 #include "commands/VrelSetDeviceLifecycleStage.h"
 #include "host/framework/JsonText.h"
 #include "plugin/VrelManager.h"
+#include "tests/support/ArgumentCollector.h"
 #include "tests/support/FakeApi.h"
 #include "tests/support/LogRecorder.h"
 
@@ -196,19 +197,6 @@ std::vector<CommandCase> const kCommands = {
      {"3 RuX module version: Unknown", "3 Device type: spi", "3 Device index: 1",
       "3 Starting GET CARD INFO procedure"},
      {"3 ", "3 GET CARD INFO procedure success"}},
-};
-
-/** Takes the downloader's arguments. */
-class ArgumentCollector : public VrelFlashUtils::ExeRunner
-{
-public:
-    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
-             unsigned long long /*timeout*/) override
-    {
-        arguments = args;
-    }
-
-    QStringList arguments;
 };
 
 class CommandTest : public ::testing::TestWithParam<CommandCase>
