@@ -2,6 +2,8 @@
 
 #include "commands/VrelFlashUtils.h"
 
+#include <QRegularExpression>
+
 #include <map>
 
 namespace {
@@ -44,10 +46,12 @@ QVariant typedValue(QString const& text, QVariant const& type)
 {
     if (!type.toString().contains(QLatin1String("uint")))
         return text;
+    // Qt's own conversions also take blanks, signs and a second 0x.
+    static QRegularExpression const s_form(QStringLiteral(R"(\A(?:0[xX]([0-9A-Fa-f]+)|([0-9]+))\z)"));
+    QRegularExpressionMatch const form = s_form.match(text);
     bool isNumber = false;
-    bool const isHex = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);
-    qulonglong const number =
-        isHex ? text.mid(2).toULongLong(&isNumber, 16) : text.toULongLong(&isNumber, 10);
+    qulonglong const number = form.capturedLength(1) > 0 ? form.capturedRef(1).toULongLong(&isNumber, 16)
+                                                         : form.capturedRef(2).toULongLong(&isNumber, 10);
     return isNumber ? QVariant(number) : QVariant(text);
 }
 
