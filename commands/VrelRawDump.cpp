@@ -66,7 +66,8 @@ void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool 
     if (length == 0)
         return;
     unsigned int const perLine = bytesPerLine > 0 ? static_cast<unsigned int>(bytesPerLine) : 0;
-    QString const widened = QString::fromLatin1(separator.toUtf8());
+    QByteArray const utf8 = separator.toUtf8();
+    QString const widened = QString::fromLatin1(utf8.constData(), utf8.size()); // a NUL ends nothing
     out.resize(static_cast<int>(dumpSize(length, reverse, withOffsets, perLine, widened.size())));
 
     Writer writer(out);
