@@ -4,12 +4,10 @@
 #include "external/JsonObject.h"
 #include "external/LogConsoleHandler.h"
 #include "plugin/VrelLogLevel.h"
+#include "plugin/VrelProcessWait.h"
 
-#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QProcess>
-
-#include <algorithm>
 
 using VrelUtilsCommand::VrelCommand;
 
@@ -149,26 +147,8 @@ VrelFlashUtils::ExeRunner::~ExeRunner() = default;
 void VrelFlashUtils::DefaultExeRunner::run(QProcess& process, QString const& exe, QStringList const& args,
                                            unsigned long long timeout)
 {
-    constexpr int kReapTime = 5000;
-    int const waitTime = static_cast<int>(static_cast<quint32>(timeout));
-
-    // waitForFinished never looks at the clock while output keeps coming: a process that floods is ended
-    // here.
-    QDeadlineTimer const deadline(waitTime == -1 ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                                 : QDeadlineTimer(std::max(waitTime, 0)));
-    auto const killWhenLate = [&process, &deadline] {
-        if (deadline.hasExpired())
-            process.kill();
-    };
-    QMetaObject::Connection const guard =
-        QObject::connect(&process, &QProcess::channelReadyRead, &process, killWhenLate, Qt::DirectConnection);
-
     process.start(exe, args, QIODevice::ReadWrite);
-    bool const finished = process.waitForFinished(waitTime);
-    if (!finished) {
-        process.kill();
-        process.waitForFinished(kReapTime);
-    }
-    QObject::disconnect(guard);
+    bool const finished =
+        VrelProcessWait::waitForEnd(process, static_cast<int>(static_cast<quint32>(timeout)));
     success = finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }

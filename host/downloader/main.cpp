@@ -3,11 +3,14 @@
 #include "host/common/ExitCode.h"
 #include "host/common/InProcessRun.h"
 #include "host/downloader/DownloaderArguments.h"
+#include "host/downloader/SerialQuery.h"
 #include "host/framework/LogLineFormat.h"
 #include "host/framework/LogLineWriter.h"
 #include "plugin/VrelManager.h"
 
 #include <QCoreApplication>
+
+#include <cstdio>
 
 namespace {
 
@@ -38,6 +41,21 @@ int runCommand(QStringList const& arguments, LogHandler& log)
     return runInProcess(manager, command, parsed->serial, log) ? ExitSuccess : ExitFailure;
 }
 
+int printSerial(QStringList const& arguments, LogHandler& log)
+{
+    QString error;
+    auto const path = parseSerialQuery(arguments, error);
+    if (!path) {
+        log.logMessage(1, error);
+        return ExitRejected;
+    }
+    auto const serial = querySerial(*path, log);
+    if (!serial)
+        return ExitFailure;
+    bool const isWritten = std::puts(serial->toUtf8().constData()) >= 0 && std::fflush(stdout) == 0;
+    return isWritten ? ExitSuccess : ExitFailure;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -46,5 +64,8 @@ int main(int argc, char* argv[])
     setLogSink(makeSink());
     LogHandler log;
     log.setName(QStringLiteral("ruxFwDownloader"));
-    return runCommand(QCoreApplication::arguments().mid(1), log);
+    QStringList const arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.value(0) == QLatin1String("getSerial"))
+        return printSerial(arguments.mid(1), log);
+    return runCommand(arguments, log);
 }

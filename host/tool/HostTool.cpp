@@ -7,9 +7,12 @@
 #include "host/framework/LogLineWriter.h"
 #include "host/tool/RequestReader.h"
 #include "host/tool/RequestRunner.h"
+#include "host/tool/ScanCommand.h"
+#include "host/tool/ScanReport.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -58,6 +61,19 @@ QList<QCommandLineOption> runOptions()
     };
 }
 
+QList<QCommandLineOption> scanOptions()
+{
+    return {
+        QCommandLineOption(QStringLiteral("sysfs"), QString(), QStringLiteral("DIR"),
+                           QStringLiteral("/sys/bus/usb/devices")),
+        QCommandLineOption(QStringLiteral("serial-from"), QString(), QStringLiteral("api|exe"),
+                           QStringLiteral("api")),
+        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH"),
+                           QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")),
+        QCommandLineOption(QStringLiteral("json")),
+    };
+}
+
 QList<QCommandLineOption> noOptions()
 {
     return {};
@@ -95,6 +111,9 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
      "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]",
      "carries a request out: in-process, or with --exe by the downloader at "
      "PATH"},
+    {"scan", nullptr, scanOptions, &HostTool::scanDevices,
+     "scan [--sysfs DIR] [--serial-from api|exe] [--exe PATH] [--json]",
+     "USB devices, those that the library serves with their serial numbers"},
 };
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
@@ -237,6 +256,24 @@ int HostTool::runRequest()
                                ? runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout)
                                : runInProcess(manager, command, serial, m_log);
     return succeeded ? ExitSuccess : ExitFailure;
+}
+
+int HostTool::scanDevices()
+{
+    QString const root = m_parser.value(QStringLiteral("sysfs"));
+    QString const source = m_parser.value(QStringLiteral("serial-from"));
+    bool const isFromApi = source == QLatin1String("api");
+    if (root.isEmpty())
+        return reject(QStringLiteral("--sysfs is the path of a directory, not empty"));
+    if (!isFromApi && source != QLatin1String("exe"))
+        return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
+    ScanCommand const scan(root, isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
+                           m_parser.value(QStringLiteral("exe")), m_log);
+    auto const devices = scan.run();
+    if (!devices)
+        return ExitFailure;
+    return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)
+                                                        : ScanReport::toTable(*devices));
 }
 
 int HostTool::reject(QString const& cause)

@@ -30,6 +30,7 @@ private:
     int showTypes();
     int showParameters();
     int runRequest();
+    int scanDevices();
 
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);

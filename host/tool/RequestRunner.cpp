@@ -2,26 +2,13 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
+#include "host/common/ExecutableFault.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QProcess>
 
 namespace {
-
-/** Why a path cannot be run; empty when it can. */
-QString executableFault(QString const& path)
-{
-    QFileInfo const info(path);
-    if (!info.exists())
-        return QStringLiteral("it does not exist");
-    if (!info.isFile())
-        return QStringLiteral("it is not a file");
-    if (!info.isExecutable())
-        return QStringLiteral("it is not executable");
-    return QString();
-}
 
 /** Takes the arguments and starts nothing. */
 class ArgumentCollector : public VrelFlashUtils::ExeRunner

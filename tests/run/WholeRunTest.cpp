@@ -1,126 +1,14 @@
-#include <gtest/gtest.h>
+#include "tests/run/ToolFixture.h"
 
-#include <QDirIterator>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
-
-#include <map>
 
 namespace {
 
-using Files = std::map<QString, QByteArray>;
-
-constexpr char const* kFirst = "0A1B2C3D";
-
-/** Starts the tools on a rig of its own, in a directory of its own. */
-class WholeRunTest : public ::testing::Test
+class WholeRunTest : public ToolFixture
 {
-protected:
-    struct Outcome
-    {
-        int exitCode = -1;
-        QByteArray output;
-        QByteArray log;
-
-        /** The log's lines as "LEVEL text". */
-        QStringList lines() const
-        {
-            QStringList lines;
-            for (QByteArray const& line : log.split('\n')) {
-                QJsonObject const json = QJsonDocument::fromJson(line).object();
-                if (!json.isEmpty())
-                    lines << QStringLiteral("%1 %2")
-                                 .arg(json[QLatin1String("level")].toInt())
-                                 .arg(json[QLatin1String("text")].toString());
-            }
-            return lines;
-        }
-    };
-
-    WholeRunTest()
-    {
-        m_environment.insert(QStringLiteral("VREL_RIG"), path("rig"));
-        write("fw.bin", QByteArray(130, 'm') + QByteArray("\x02\x01", 2) + QByteArray(4000, 'm'));
-        write("ifp.bin", QByteArray(44, '\x5A'));
-        write("token.bin", QByteArray("token\0\r\n\xFF", 9) + QByteArray(5000, '\x80'));
-    }
-
-    QString path(char const* name) const { return m_directory.filePath(QString::fromUtf8(name)); }
-
-    QByteArray read(char const* name) const
-    {
-        QFile file(path(name));
-        file.open(QIODevice::ReadOnly);
-        return file.readAll();
-    }
-
-    void write(char const* name, QByteArray const& content) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    }
-
-    void start(QProcess& process, char const* program, QStringList const& arguments) const
-    {
-        process.setWorkingDirectory(m_directory.path());
-        process.setProcessEnvironment(m_environment);
-        process.start(QString::fromUtf8(program), arguments);
-    }
-
-    Outcome execute(char const* program, QStringList const& arguments, QByteArray const& input = {}) const
-    {
-        QProcess process;
-        start(process, program, arguments);
-        process.write(input);
-        process.closeWriteChannel();
-        EXPECT_TRUE(process.waitForFinished(60000)) << arguments.join(QLatin1Char(' ')).toStdString();
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-    }
-
-    Outcome host(QStringList const& arguments, QByteArray const& input = {}) const
-    {
-        return execute(VREL_HOST_TOOL,
-                       QStringList{QStringLiteral("--log-format"), QStringLiteral("json")} + arguments,
-                       input);
-    }
-
-    Outcome runRequest(QString const& request, QStringList const& options) const
-    {
-        return host(
-            QStringList{QStringLiteral("run"), request, QStringLiteral("--sn"), QString::fromUtf8(kFirst)} +
-            options);
-    }
-
-    /** Every file of the rig with its content. */
-    Files rig() const
-    {
-        Files files;
-        QDirIterator entries(path("rig"), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (entries.hasNext()) {
-            QFile file(entries.next());
-            EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-            files[file.fileName()] = file.readAll();
-        }
-        return files;
-    }
-
-    QTemporaryDir m_directory;
-    QProcessEnvironment m_environment = QProcessEnvironment::systemEnvironment();
 };
-
-QStringList options(std::initializer_list<char const*> texts)
-{
-    QStringList list;
-    for (char const* const text : texts)
-        list << QString::fromUtf8(text);
-    return list;
-}
 
 QString request(char const* json)
 {
@@ -133,38 +21,96 @@ QString const kWrite =
 QString const kRead =
     request(R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})");
 QString const kErase = request(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
-QString const kFwRec = request(R"({"command": "fwrec", "fw_rux": "fw.bin", "ifp-path": "ifp.bin"})");
 
-TEST_F(WholeRunTest, BothWaysGiveTheSameLinesFilesAndRig)
+/** Every command once or more often, and how each run ends. */
+std::pair<char const*, int> const kEveryCommand[] = {
+    {R"({"command": "enumerate"})", 0},
+    {R"({"command": "fwrec", "fw_rux": "fw.bin", "ifp-path": "ifp.bin"})", 0},
+    {R"({"command": "downloadfwos", "fw_rux": "fw.bin", "fw_image": "token.bin", "os_image": "ifp.bin", "flags": 9})",
+     0},
+    {R"({"command": "iddevice"})", 0},
+    {R"({"command": "iddevice", "flags": 4294967295, "ifp": "ifp.bin"})", 0},
+    {R"({"command": "startover", "flags": 1})", 0},
+    {R"({"command": "gettokenpid", "fw_rux": "fw.bin"})", 0},
+    {R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})", 0},
+    {R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})", 0},
+    {R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})", 0},
+    {R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})", 1},
+    {R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})", 1},
+    {R"({"command": "downloadoemkeymanifest", "fw_rux": "fw.bin", "key": "token.bin"})", 0},
+    {R"({"command": "downloadoemkeymanifest", "fw_rux": "fw.bin", "key": ""})", 1},
+    {R"({"command": "oemifpprovision", "fw_rux": "fw.bin", "token": "ifp.bin"})", 0},
+    {R"({"command": "setcapabilities", "fw_rux": "fw.bin", "capabilities": "token.bin"})", 0},
+    {R"({"command": "clearrpmb", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})", 0},
+    {R"({"command": "clearrpmb", "fw_rux": "fw.bin", "device": "spi", "idx": 0})", 1},
+    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "bad.xml", "device": "emmc"})", 1},
+    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "parts.xml", "device": "emmc"})", 0},
+    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "parts.xml", "device": "emmc"})", 1},
+    {R"({"command": "readbootmedia", "fw_rux": "fw.bin", "path": "back.bin", "device": "emmc", "idx": 0, "start": 512, "blocks": 8, "part": 1})",
+     0},
+    {R"({"command": "readbootmedia", "fw_rux": "fw.bin", "path": "back.bin", "device": "spi", "idx": 0, "start": 4294967295, "blocks": 4294967295, "part": 0})",
+     1},
+    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})", 0},
+    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0, "path": "back.bin"})", 0},
+    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "spi", "idx": 0})", 0},
+    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "ufs", "idx": 0})", 1},
+};
+
+TEST_F(WholeRunTest, EveryCommandGivesTheSameBothWays)
 {
-    std::pair<QString, int> const steps[] = {{kEnumerate, 0}, {kFwRec, 0}, {kWrite, 0}, {kRead, 0},
-                                             {kErase, 0},     {kRead, 1},  {kErase, 1}};
-    std::vector<std::pair<QStringList, Files>> inProcess;
-    for (bool const isOutOfProcess : {false, true}) {
-        QDir(path("rig")).removeRecursively();
-        std::size_t step = 0;
-        for (auto const& [text, exitCode] : steps) {
-            QFile::remove(path("back.bin"));
-            Outcome const outcome =
-                runRequest(text, isOutOfProcess ? options({"--exe", VREL_DOWNLOADER}) : QStringList());
-            EXPECT_EQ(outcome.exitCode, exitCode) << text.toStdString() << outcome.log.toStdString();
-            EXPECT_EQ(outcome.output, QByteArray());
-            EXPECT_EQ(read("back.bin"), text == kRead && exitCode == 0 ? read("token.bin") : QByteArray());
-            if (!isOutOfProcess) {
-                EXPECT_GE(outcome.lines().size(), 2) << text.toStdString();
-                EXPECT_EQ(outcome.lines().last().startsWith(QLatin1Char('1')), exitCode == 1);
-                inProcess.emplace_back(outcome.lines(), rig());
-                continue;
-            }
-            EXPECT_EQ(outcome.lines().mid(0, inProcess[step].first.size()), inProcess[step].first);
-            EXPECT_EQ(rig(), inProcess[step].second) << text.toStdString();
-            ++step;
-        }
+    struct Step
+    {
+        QStringList lines;
+        Files rig;
+        QByteArray written;
+    };
+    write("parts.xml", "<partitions><partition name='a' size='512'/></partitions>");
+    write("bad.xml", "<partitions>\n<partition>");
+    std::vector<Step> inProcess;
+    for (auto const& [text, exitCode] : kEveryCommand) {
+        QFile::remove(path("back.bin"));
+        Outcome const outcome = runRequest(request(text), {});
+        EXPECT_EQ(outcome.exitCode, exitCode) << text << outcome.log.toStdString();
+        EXPECT_EQ(outcome.output, QByteArray());
+        ASSERT_FALSE(outcome.lines().isEmpty());
+        EXPECT_EQ(outcome.lines().last().startsWith(QLatin1Char('1')), exitCode == 1) << text;
+        inProcess.push_back({outcome.lines(), rig(), read("back.bin")});
     }
-    EXPECT_EQ(inProcess[0].first, (QStringList{QStringLiteral("3 \"1-4.2\" : \"0A1B2C3D\""),
-                                               QStringLiteral("3 \"2-1\" : \"5E6F7A8B\"")}));
-    EXPECT_EQ(inProcess[2].first.first(), QStringLiteral("3 RuX module version: 513"));
-    EXPECT_EQ(inProcess[2].first.last(), QStringLiteral("3 WRITE TOKEN procedure success"));
+    QDir(path("rig")).removeRecursively();
+    std::size_t step = 0;
+    for (auto const& [text, exitCode] : kEveryCommand) {
+        QFile::remove(path("back.bin"));
+        Outcome const outcome = runRequest(request(text), options({"--exe", VREL_DOWNLOADER}));
+        EXPECT_EQ(outcome.exitCode, exitCode) << text << outcome.log.toStdString();
+        EXPECT_EQ(outcome.output, QByteArray());
+        Step const& expected = inProcess[step++];
+        EXPECT_EQ(outcome.lines().mid(0, expected.lines.size()), expected.lines);
+        EXPECT_TRUE(rig() == expected.rig) << text;
+        EXPECT_EQ(read("back.bin"), expected.written);
+    }
+
+    EXPECT_EQ(inProcess[0].lines, options({"3 \"1-4.2\" : \"0A1B2C3D\"", "3 \"2-1\" : \"5E6F7A8B\""}));
+    EXPECT_EQ(inProcess[7].lines.first(), QStringLiteral("3 RuX module version: 513"));
+    EXPECT_EQ(inProcess[8].written, read("token.bin"));
+    EXPECT_TRUE(inProcess[18].lines.join(QLatin1Char(' ')).contains(QLatin1String("line 2, column")));
+    EXPECT_EQ(inProcess[20].lines.last(),
+              QStringLiteral("1 eMMC configuration failed: it may already be configured"));
+    EXPECT_EQ(inProcess[21].written.size(), 8 * 512);
+    EXPECT_TRUE(inProcess[21].written.startsWith("0A1B2C3D emmc-0 partition-1 block 1"));
+    EXPECT_EQ(inProcess[24].written.size(), 548);
+}
+
+TEST_F(WholeRunTest, FaultyRegistersGiveAnErrorText)
+{
+    ASSERT_EQ(runRequest(kEnumerate, {}).exitCode, 0);
+    QString const card =
+        request(R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})");
+    for (char const* const content : {"", "00", "not hexadecimal"}) {
+        write("rig/devices/0A1B2C3D/storage/emmc-0/csd.hex", content);
+        Outcome const outcome = runRequest(card, {});
+        EXPECT_EQ(outcome.exitCode, 1) << content;
+        EXPECT_TRUE(outcome.lines().last().contains(QLatin1String("csd.hex"))) << outcome.log.toStdString();
+    }
 }
 
 TEST_F(WholeRunTest, DescriptionsAndDryRun)

@@ -24,6 +24,12 @@ JsonObject json(char const* text)
     return object.value_or(JsonObject());
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kIsSanitized = true;
+#else
+constexpr bool kIsSanitized = false;
+#endif
+
 constexpr char const* kErase = R"({"command": "erasetoken", "slot": 1, "fw_rux": "fw.bin"})";
 
 TEST(FlashUtilsTest, RejectsRequestsAndKeepsTheHeldCommand)
@@ -203,10 +209,15 @@ TEST_F(ExeRunTest, FloodWithoutLineEndsKeepsMemoryFlat)
     };
     std::size_t bytes = 0;
     setLogSink([&bytes](LogLine const& line) { bytes += static_cast<std::size_t>(line.text.size()); });
+    // A sanitizer holds freed memory back and slows the flood down: there only the output is checked.
+    std::size_t const flood = kIsSanitized ? 64U << 20U : 1U << 30U;
+    std::string const body = "head -c " + std::to_string(flood) + " /dev/zero; exit 1";
     long const before = peakKib();
-    EXPECT_FALSE(run(script("head -c 1073741824 /dev/zero; exit 1"), 60000));
-    EXPECT_LT(peakKib() - before, 64 * 1024);
-    EXPECT_GE(bytes, std::size_t{1073741824}) << "output was lost";
+    EXPECT_FALSE(run(script(body.c_str()), 60000));
+    if (!kIsSanitized) {
+        EXPECT_LT(peakKib() - before, 64 * 1024);
+    }
+    EXPECT_GE(bytes, flood) << "output was lost";
 }
 
 TEST_F(ExeRunTest, OverlongLinesAreCutBetweenCharacters)

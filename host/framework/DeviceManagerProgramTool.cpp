@@ -1,0 +1,5 @@
+#include "external/DeviceManagerProgramTool.h"
+
+DeviceManagerProgramTool::DeviceManagerProgramTool() = default;
+
+DeviceManagerProgramTool::~DeviceManagerProgramTool() = default;

@@ -1,0 +1,5 @@
+#include "external/DeviceManagerTool.h"
+
+DeviceManagerTool::DeviceManagerTool() = default;
+
+DeviceManagerTool::~DeviceManagerTool() = default;

@@ -1,0 +1,5 @@
+#include "external/DevicePropertyManagerAllocatorBase.h"
+
+DevicePropertyManagerAllocatorBase::DevicePropertyManagerAllocatorBase() = default;
+
+DevicePropertyManagerAllocatorBase::~DevicePropertyManagerAllocatorBase() = default;

@@ -1,0 +1,25 @@
+#include "external/PortNumber.h"
+
+PortNumber::PortNumber() = default;
+
+PortNumber::PortNumber(int connectionType, QString const& location)
+    : m_connectionType(connectionType)
+    , m_location(location)
+{
+}
+
+PortNumber::PortNumber(PortNumber const& other) = default;
+
+PortNumber& PortNumber::operator=(PortNumber const& other) = default;
+
+PortNumber::~PortNumber() = default;
+
+int PortNumber::getConnectionType() const
+{
+    return m_connectionType;
+}
+
+QString PortNumber::getLocation() const
+{
+    return m_location;
+}
