@@ -1,21 +1,26 @@
 #include "commands/VrelFileBytes.h"
 
-#include <cstdio>
-#include <memory>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace VrelUtilsCommand {
 
 std::size_t readFileBytes(QString const& path, long offset, unsigned char* bytes, std::size_t size)
 {
-    // Named in UTF-8 as towards the vendor API, so that both mean the same file in every locale.
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::fopen(path.toUtf8().constData(), "rb"),
-                                                               &std::fclose);
-    if (!file)
+    // Named in UTF-8 as towards the vendor API, so that both mean the same file in every locale. Not
+    // blocking, so that a pipe without a writer counts as empty instead of holding everything up.
+    int const file = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0)
         return 0;
-    static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));
-    if (offset != 0 && std::fseek(file.get(), offset, SEEK_SET) != 0)
-        return 0;
-    return std::fread(bytes, 1, size, file.get());
+    std::size_t count = 0;
+    while (count < size) {
+        ssize_t const part = ::pread(file, bytes + count, size - count, offset + static_cast<off_t>(count));
+        if (part <= 0)
+            break;
+        count += static_cast<std::size_t>(part);
+    }
+    static_cast<void>(::close(file));
+    return count;
 }
 
 } // namespace VrelUtilsCommand

@@ -8,7 +8,8 @@ namespace VrelUtilsCommand {
 
 /**
  * Reads up to `size` bytes of a file from `offset` on, and no more than that.
- * @return the bytes read; 0 when the file cannot be opened or ends before the offset
+ * @return the bytes read; 0 when the file cannot be opened, is no file that can be read at an offset, or ends
+ *         before it
  */
 std::size_t readFileBytes(QString const& path, long offset, unsigned char* bytes, std::size_t size);
 

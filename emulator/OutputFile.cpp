@@ -36,6 +36,8 @@ OutputFile OutputFile::inRig(std::string const& path, std::string const& tempora
 
 OutputFile OutputFile::outside(std::string const& path)
 {
+    if (!path.empty() && path.back() == '/')
+        throw RigError("Cannot write '" + path + "': it names a directory");
     if (!isReplaceable(path))
         return OutputFile(path);
     auto const target = resolvedPath(path);
@@ -49,9 +51,10 @@ OutputFile OutputFile::outside(std::string const& path)
 
 OutputFile::OutputFile(std::string path)
     : m_path(std::move(path))
-    , m_file(::open(m_path.c_str(), kWriteFlags))
+    , m_file(
+          ::open(m_path.c_str(), kWriteFlags | O_NONBLOCK)) // a pipe that nobody reads is an error, no hang
 {
-    if (!m_file.isOpen())
+    if (!m_file.isOpen() || ::fcntl(m_file.get(), F_SETFL, kWriteFlags) != 0)
         throw RigError(systemErrorText("write", m_path));
 }
 

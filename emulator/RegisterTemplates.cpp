@@ -57,7 +57,7 @@ std::string cid(std::uint32_t cardSerial)
     return withCrc7(bytes);
 }
 
-/** CSD structure in EXT_CSD, system specification 4, 26 MHz, 512-byte blocks, size given by EXT_CSD. */
+/** CSD structure in EXT_CSD, SPEC_VERS 4, 26 MHz, 512-byte blocks, size given by EXT_CSD. */
 std::string csd()
 {
     return withCrc7(

@@ -22,7 +22,7 @@ void TokenSlots::write(std::uint8_t slot, char const* tokenPath, OperationLog co
 {
     auto const file = slotFile(slot);
     auto const token = readCallerFile(tokenPath, "token file", kMaximumSize);
-    if (exists(file))
+    if (exists(file) && InputFile(file).size() > 0)
         log.warning("Token slot " + std::to_string(slot) + " is overwritten");
     m_device.rig().store(file, token);
     log.info("Token slot " + std::to_string(slot) + ": wrote " + sizeText(token.size()));

@@ -71,6 +71,8 @@ Fault parseFault(std::string_view description)
     auto const code = parseCode(codeText);
     if (!code)
         refuse(kFaultVariable, description, quoted(std::string(codeText)) + " is no 32-bit number");
+    if (*code == 0)
+        refuse(kFaultVariable, description, "the code 0 means success");
     Fault fault = {std::string(operation), *code, std::nullopt};
     if (codeText.size() < rest.size())
         fault.text = std::string(rest.substr(codeText.size() + 1));

@@ -36,7 +36,7 @@ public:
     const_iterator begin() const;
     const_iterator end() const;
 
-    /** Reads a text; only a text is usable. */
+    /** Reads a text; only a text is usable, and only one without a NUL. */
     int getString(QString const& key, QString& out) const;
     /** Reads a whole number from 0 to 255; texts, truth values and fractions are unusable. */
     int getUInt8(QString const& key, unsigned char& out) const;

@@ -9,10 +9,10 @@ bool VrelProcessWait::waitForEnd(QProcess& process, int timeout, std::function<b
 {
     constexpr int kReapTime = 5000;
 
-    // waitForFinished never looks at the clock while output keeps coming: a process that floods is ended
-    // here.
-    QDeadlineTimer const deadline(timeout == -1 ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                                : QDeadlineTimer(std::max(timeout, 0)));
+    // waitForFinished never looks at the clock while output keeps coming: a flooding process is ended here.
+    int const waitTime = timeout == -1 ? -1 : std::max(timeout, 0);
+    QDeadlineTimer const deadline(waitTime == -1 ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                                 : QDeadlineTimer(waitTime));
     bool killed = false;
     auto const onOutput = [&process, &deadline, &takeOutput, &killed] {
         bool const goOn = !takeOutput || takeOutput();
@@ -23,7 +23,7 @@ bool VrelProcessWait::waitForEnd(QProcess& process, int timeout, std::function<b
     };
     QMetaObject::Connection const guard =
         QObject::connect(&process, &QProcess::channelReadyRead, &process, onOutput, Qt::DirectConnection);
-    bool const finished = process.waitForFinished(timeout);
+    bool const finished = process.waitForFinished(waitTime);
     if (!finished) {
         process.kill();
         process.waitForFinished(kReapTime);

@@ -2,6 +2,7 @@
 #include "external/LogHandler.h"
 #include "host/common/ExitCode.h"
 #include "host/common/InProcessRun.h"
+#include "host/common/StandardStreams.h"
 #include "host/downloader/DownloaderArguments.h"
 #include "host/downloader/SerialQuery.h"
 #include "host/framework/LogLineFormat.h"
@@ -60,6 +61,7 @@ int printSerial(QStringList const& arguments, LogHandler& log)
 
 int main(int argc, char* argv[])
 {
+    openStandardStreams();
     QCoreApplication const application(argc, argv);
     setLogSink(makeSink());
     LogHandler log;

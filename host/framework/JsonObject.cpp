@@ -55,6 +55,7 @@ QVariant normalised(QVariant const& value)
         return static_cast<int>(value.value<signed char>());
     case QMetaType::UChar:
         return static_cast<uint>(value.value<unsigned char>());
+    case QMetaType::Float:
     case QMetaType::Double: {
         auto const number = wholeNumber(value);
         if (number && std::fabs(*number) <= kExactLimit)
@@ -97,7 +98,8 @@ int JsonObject::getString(QString const& key, QString& out) const
     int const result = getValue(key, value);
     if (result != Present)
         return result;
-    if (value.userType() != QMetaType::QString)
+    // A NUL would end the text early wherever it goes: a file of another name, a device of another number.
+    if (value.userType() != QMetaType::QString || value.toString().contains(QChar(0)))
         return Unusable;
     out = value.toString();
     return Present;

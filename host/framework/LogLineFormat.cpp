@@ -38,11 +38,10 @@ std::optional<LogLine> fromJson(QByteArray const& bytes)
     QJsonObject const json = QJsonDocument::fromJson(bytes).object();
     LogLine line;
     line.isLabelled = json.value(kLabel).isString() && json.value(kValue).isString();
-    if (!json.value(kLevel).isDouble() || !(line.isLabelled || json.value(kText).isString()))
+    line.level = json.value(kLevel).toInt(-1);
+    bool const hasLevel = line.level >= 0 && line.level <= kHighestLogLevel;
+    if (!hasLevel || !(line.isLabelled || json.value(kText).isString()))
         return std::nullopt;
-    line.level = json.value(kLevel).toInt();
-    line.name = json.value(kName).toString();
-    line.prefix = json.value(kPrefix).toString();
     line.text = json.value(kText).toString();
     line.label = json.value(kLabel).toString();
     line.value = json.value(kValue).toString();

@@ -16,7 +16,7 @@ HOST_EXPORT QString toText(LogLine const& line);
  */
 HOST_EXPORT QByteArray toJson(LogLine const& line);
 
-/** Reads a line written by toJson; nothing when the bytes are something else. */
+/** Reads level and texts of a line written by toJson; nothing when the bytes are something else. */
 HOST_EXPORT std::optional<LogLine> fromJson(QByteArray const& bytes);
 
 /** Environment variable by which a host asks a process for its log lines as JSON (value "json"). */

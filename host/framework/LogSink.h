@@ -7,6 +7,8 @@
 
 #include <functional>
 
+constexpr Logger::LogLevel kHighestLogLevel = 5;
+
 /** One logged line. */
 struct LogLine
 {

@@ -23,6 +23,8 @@
 
 namespace {
 
+constexpr Logger::LogLevel kDefaultLogLevel = 3;
+
 QCommandLineOption const& logFormatOption()
 {
     static QCommandLineOption const option(QStringLiteral("log-format"), QString(),
@@ -121,7 +123,7 @@ HostTool::HostTool(std::FILE* output, std::FILE* log)
     , m_logStream(log)
 {
     m_log.setName(QStringLiteral("vrelhost"));
-    setLogSink(makeLogLineWriter(m_logStream, LogFormat::Text, 3));
+    setLogSink(makeLogLineWriter(m_logStream, LogFormat::Text, kDefaultLogLevel));
 }
 
 int HostTool::run(QStringList arguments)
@@ -130,9 +132,7 @@ int HostTool::run(QStringList arguments)
     if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
         return print(help().toUtf8());
     }
-    if (position >= arguments.size())
-        return reject(QStringLiteral("No subcommand given"));
-    QString const name = arguments.takeAt(position);
+    QString const name = position < arguments.size() ? arguments.takeAt(position) : QString();
     Subcommand const* const subcommand = findSubcommand(name);
 
     m_parser.addOption(logFormatOption());
@@ -142,10 +142,14 @@ int HostTool::run(QStringList arguments)
     bool const parsed = m_parser.parse(QStringList(QStringLiteral("vrelhost")) + arguments);
     if (!applyLogOptions())
         return ExitRejected;
-    if (subcommand == nullptr)
+    if (name.isEmpty() && parsed)
+        return reject(QStringLiteral("No subcommand given"));
+    if (subcommand == nullptr && !name.isEmpty())
         return reject(QStringLiteral("Unknown subcommand '%1'").arg(name));
-    if (!parsed)
-        return reject(m_parser.errorText());
+    if (!parsed) {
+        QString const cause = m_parser.errorText();
+        return reject(cause.endsWith(QLatin1Char('.')) ? cause.chopped(1) : cause);
+    }
     int const expected = subcommand->argument == nullptr ? 0 : 1;
     int const given = m_parser.positionalArguments().size();
     if (given < expected)
@@ -178,7 +182,6 @@ QString HostTool::help()
 
 bool HostTool::applyLogOptions()
 {
-    constexpr int kHighestLevel = 5;
     QString const format = m_parser.value(logFormatOption());
     QString const levelText = m_parser.value(logLevelOption());
     bool isNumber = false;
@@ -188,13 +191,15 @@ bool HostTool::applyLogOptions()
         reject(QStringLiteral("--log-format is text or json, not '%1'").arg(format));
         return false;
     }
-    if (!isNumber || level < 0 || level > kHighestLevel) {
+    LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
+    setLogSink(makeLogLineWriter(m_logStream, logFormat, kDefaultLogLevel));
+    if (!isNumber || level < 0 || level > kHighestLogLevel) {
         reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
-                   .arg(kHighestLevel)
+                   .arg(kHighestLogLevel)
                    .arg(levelText));
         return false;
     }
-    setLogSink(makeLogLineWriter(m_logStream, isJson ? LogFormat::Json : LogFormat::Text, level));
+    setLogSink(makeLogLineWriter(m_logStream, logFormat, level));
     return true;
 }
 
@@ -220,7 +225,8 @@ int HostTool::showParameters()
     QString error;
     auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request: %1").arg(error));
+        return reject(QStringLiteral("Cannot read the request '%1': %2")
+                          .arg(m_parser.positionalArguments().constFirst(), error));
     JsonObject const parameters = VrelFlashUtils::getParameters(*request, error);
     int const printed = print(toCompactJson(parameters) + '\n');
     if (error.isEmpty())
@@ -239,7 +245,8 @@ int HostTool::runRequest()
     QString error;
     auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request: %1").arg(error));
+        return reject(QStringLiteral("Cannot read the request '%1': %2")
+                          .arg(m_parser.positionalArguments().constFirst(), error));
 
     VrelManager manager;
     VrelFlashUtils command;

@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QProcess>
 
 namespace {
@@ -44,7 +45,9 @@ bool RequestRunner::runDownloader(QString const& exe, int timeout)
     QElapsedTimer timer;
     timer.start();
     // A negative time-out keeps its meaning in the low bits.
-    if (m_command.run(exe, m_serial, m_log, static_cast<unsigned long long>(timeout)))
+    // An absolute path, since a bare name would be looked up in PATH.
+    QString const file = QFileInfo(exe).absoluteFilePath();
+    if (m_command.run(file, m_serial, m_log, static_cast<unsigned long long>(timeout)))
         return true;
     if (timeout != kNoTimeout && timer.hasExpired(timeout))
         m_log.logMessage(1, QStringLiteral("The downloader did not finish within %1 ms and was ended; "

@@ -1,9 +1,11 @@
+#include "host/common/StandardStreams.h"
 #include "host/tool/HostTool.h"
 
 #include <QCoreApplication>
 
 int main(int argc, char* argv[])
 {
+    openStandardStreams();
     QCoreApplication const application(argc, argv);
     return HostTool(stdout, stderr).run(QCoreApplication::arguments().mid(1));
 }

@@ -58,6 +58,13 @@ TEST(JsonObjectTest, TypedReads)
     }
 }
 
+TEST(JsonObjectTest, TextsWithANulAreUnusable)
+{
+    QString text;
+    auto const object = parseJsonObject(R"({"k": "a\u0000b"})", text);
+    EXPECT_EQ(object->getString(kKey, text), 1);
+}
+
 TEST(JsonObjectTest, StoredValuesKeepTheirText)
 {
     JsonObject object;
