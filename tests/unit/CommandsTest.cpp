@@ -1,3 +1,4 @@
+#include "commands/VrelCommand.h"
 #include "commands/VrelFlashUtils.h"
 #include "commands/VrelSetDeviceLifecycleStage.h"
 #include "host/framework/JsonText.h"
@@ -13,6 +14,7 @@
 #include <QTemporaryDir>
 
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -313,6 +315,19 @@ TEST_P(CommandTest, FailureLogsTheErrorText)
     m_api.errorText.reset();
     EXPECT_EQ(run(false),
               GetParam().before + code + Lines{"1 The vendor API reported a failure without an error text"});
+}
+
+TEST_P(CommandTest, WithoutAcceptedParametersOrAnApiNothingIsRun)
+{
+    QString const name = QString::fromStdString(GetParam().name);
+    std::unique_ptr<VrelUtilsCommand::VrelCommand> const command(
+        VrelUtilsCommand::VrelCommand::createCommandFromId(name));
+    EXPECT_FALSE(command->run(m_manager.fetchApi(), QStringLiteral("SN"), m_log));
+    EXPECT_EQ(m_recorder.lines(), Lines());
+    ASSERT_TRUE(command->parseArguments(request(GetParam().request), m_log));
+    EXPECT_FALSE(command->run(VrelApiManager(), QStringLiteral("SN"), m_log));
+    EXPECT_EQ(m_recorder.lines(), GetParam().name == "enumerate" ? Lines{"1 API already in use"} : Lines());
+    EXPECT_TRUE(m_api.calls.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CommandTest, ::testing::ValuesIn(kCommands),
