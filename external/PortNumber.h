@@ -29,7 +29,8 @@ public:
 private:
     std::int32_t m_connectionType = NoConnection;
     QString m_location;
-    std::uint8_t m_reserved[40] = {}; ///< keeps the size; for the host's other connection types
+    /** Keeps the size; for the host's other connection types. */
+    [[maybe_unused]] std::uint8_t m_reserved[40] = {};
 };
 
 static_assert(sizeof(PortNumber) == (sizeof(void*) == 4 ? 48 : 56));
