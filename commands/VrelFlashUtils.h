@@ -115,7 +115,10 @@ public:
     bool success = false;
 };
 
-/** The standard strategy: starts the process, waits for its end, and kills it when the time is over. */
+/**
+ * The standard strategy: starts the process, waits for its end, and kills it when the time is over. Used by
+ * the run without a strategy; hosts cannot make one.
+ */
 class VREL_LOCAL VrelFlashUtils::DefaultExeRunner : public ExeRunner
 {
 public:

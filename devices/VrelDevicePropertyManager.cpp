@@ -1,6 +1,7 @@
 #include "devices/VrelDevicePropertyManager.h"
 
 #include "devices/VrelClaimRule.h"
+#include "devices/VrelSerialOutput.h"
 #include "external/Device.h"
 #include "external/DeviceManagerProgramTool.h"
 #include "plugin/VrelLogLevel.h"
@@ -8,9 +9,7 @@
 #include "plugin/VrelProcessWait.h"
 
 #include <QProcess>
-#include <QRegularExpression>
 
-#include <algorithm>
 #include <map>
 #include <optional>
 
@@ -23,33 +22,6 @@ constexpr int kMostOutput = 1024 * 1024;
 QString serialKey()
 {
     return QStringLiteral("vrel.serial");
-}
-
-bool isLetterOrDigit(QChar character)
-{
-    ushort const code = character.unicode();
-    return (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z') || (code >= '0' && code <= '9');
-}
-
-/** The one line of letters and digits alone; null when there is none or more than one. */
-QString serialLine(QString const& output)
-{
-    QString serial;
-    for (QStringRef const& line :
-         output.splitRef(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts)) {
-        if (!std::all_of(line.begin(), line.end(), isLetterOrDigit))
-            continue;
-        if (!serial.isNull())
-            return QString();
-        serial = line.toString();
-    }
-    return serial;
-}
-
-QString textUpToNul(QByteArray const& bytes)
-{
-    auto const capacity = static_cast<uint>(bytes.size());
-    return QString::fromUtf8(bytes.constData(), static_cast<int>(qstrnlen(bytes.constData(), capacity)));
 }
 
 struct Run
@@ -73,7 +45,7 @@ std::optional<Run> runDownloader(DeviceManagerProgramTool& tool, QStringList con
     if (!VrelProcessWait::waitForEnd(process, kRunTime, takeOutput) || !takeOutput() ||
         process.exitStatus() != QProcess::NormalExit)
         return std::nullopt;
-    return Run{process.exitCode(), textUpToNul(output)};
+    return Run{process.exitCode(), VrelSerialOutput::text(output)};
 }
 
 } // namespace
@@ -175,7 +147,7 @@ QString VrelDevicePropertyManager::serialFromExe(QString const& path) const
         log.logMessage(VrelLogLevel::kWarning, "Fail to get Vrel devices list");
         log.logMessage(VrelLogLevel::kRaw, run->output);
     }
-    return run->exitCode == 0 ? serialLine(run->output) : QString();
+    return run->exitCode == 0 ? VrelSerialOutput::serialNumber(run->output) : QString();
 }
 
 bool VrelDevicePropertyManager::isServed() const

@@ -11,7 +11,7 @@
 class HOST_EXPORT Device
 {
 public:
-    explicit Device(DummyDevice const& record);
+    explicit Device(DummyDevice record);
     virtual ~Device();
 
     Device(Device const&) = delete;

@@ -14,7 +14,7 @@ class QProcess;
  * writes the host's JSON log lines (it is asked to by `VREL_LOG_FORMAT=json` in its environment) keeps its
  * own levels, labels and texts of several lines. An end other than exit code 0 is logged at level 2.
  *
- * Memory is bounded by the longest line, and a line by 64 KiB: longer ones are handed on in pieces.
+ * Memory is bounded by the longest line, and a line by 1 MiB: longer ones are handed on in pieces.
  */
 class HOST_EXPORT LogConsoleHandler : public LogHandler
 {

@@ -18,7 +18,7 @@ public:
 
     PortNumber();
     /** @param location the place on the bus, for example "1-4.2" */
-    PortNumber(int connectionType, QString const& location);
+    PortNumber(int connectionType, QString location);
     PortNumber(PortNumber const& other);
     PortNumber& operator=(PortNumber const& other);
     ~PortNumber();
@@ -29,7 +29,8 @@ public:
 private:
     std::int32_t m_connectionType = NoConnection;
     QString m_location;
-    std::uint8_t m_reserved[40] = {}; ///< keeps the size; for the host's other connection types
+    /** Keeps the size; for the host's other connection types. */
+    [[maybe_unused]] std::uint8_t m_reserved[40] = {};
 };
 
 static_assert(sizeof(PortNumber) == (sizeof(void*) == 4 ? 48 : 56));

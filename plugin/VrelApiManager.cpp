@@ -97,9 +97,14 @@ int VrelApiManager::getDeviceList(std::map<QString, QString>& devices, QString& 
     if (!*this)
         return -1;
 
-    // Not cleared as a whole: of its 53 kB only the listed part is read.
+    // Not cleared as a whole: of its 53 kB only names and locations are read.
     VrelDeviceList list;
     list.count = 0;
+    for (std::size_t i = 0; i < std::size(list.names); ++i) {
+        list.names[i][0] = '\0';
+        list.locations[i].bus = 0;
+        list.locations[i].portCount = 0;
+    }
     VrelErrorText errorText;
     int const result = (*this)->listDevices(&list, errorText.buffer());
     if (result != 0) {

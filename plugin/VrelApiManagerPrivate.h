@@ -1,6 +1,7 @@
 #pragma once
 
-#include <atomic>
+#include <QMutex>
+
 #include <memory>
 
 class IVrelAPI;
@@ -30,6 +31,7 @@ private:
     IVrelAPI* api;
     VrelManager* manager;
     void (VrelManager::*releaseCallback)();
-    std::atomic<int> refCount{1};
+    int refCount = 1; ///< changed only under mutex
+    QMutex mutex;
     std::shared_ptr<VrelManagerLife> const life; ///< null without a manager
 };

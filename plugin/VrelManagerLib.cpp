@@ -4,7 +4,7 @@
 
 char const* VrelManagerLib::getVersion()
 {
-    return "1.0.0.0";
+    return VREL_VERSION;
 }
 
 char const* VrelManagerLib::getBuildDate()

@@ -1,7 +1,9 @@
 #include "external/Device.h"
 
-Device::Device(DummyDevice const& record)
-    : m_record(record)
+#include <utility>
+
+Device::Device(DummyDevice record)
+    : m_record(std::move(record))
 {
 }
 

@@ -11,7 +11,7 @@ namespace {
 constexpr Logger::LogLevel kStandardOutputLevel = 3;
 constexpr Logger::LogLevel kStandardErrorLevel = 2;
 constexpr Logger::LogLevel kFailureLevel = 2;
-constexpr int kLongestLine = 64 * 1024;
+constexpr int kLongestLine = 1024 * 1024;
 
 bool isUtf8Continuation(char byte)
 {

@@ -1,10 +1,12 @@
 #include "external/PortNumber.h"
 
+#include <utility>
+
 PortNumber::PortNumber() = default;
 
-PortNumber::PortNumber(int connectionType, QString const& location)
+PortNumber::PortNumber(int connectionType, QString location)
     : m_connectionType(connectionType)
-    , m_location(location)
+    , m_location(std::move(location))
 {
 }
 

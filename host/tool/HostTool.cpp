@@ -248,20 +248,24 @@ int HostTool::runRequest()
         return reject(QStringLiteral("Cannot read the request '%1': %2")
                           .arg(m_parser.positionalArguments().constFirst(), error));
 
-    VrelManager manager;
+    bool const isDryRun = m_parser.isSet(QStringLiteral("dry-run"));
+    bool const isInProcess = !isDryRun && !m_parser.isSet(QStringLiteral("exe"));
+    std::optional<VrelManager> manager; // only where the vendor API is used: it gives a hold back at its end
+    if (isInProcess)
+        manager.emplace();
     VrelFlashUtils command;
     if (!command.parseArguments(*request, m_log))
         return ExitRejected;
 
     QString const serial = m_parser.value(QStringLiteral("sn"));
     RequestRunner runner(command, serial, m_log);
-    if (m_parser.isSet(QStringLiteral("dry-run"))) {
+    if (isDryRun) {
         QJsonArray const arguments = QJsonArray::fromStringList(runner.downloaderArguments());
         return print(QJsonDocument(arguments).toJson(QJsonDocument::Compact) + '\n');
     }
-    bool const succeeded = m_parser.isSet(QStringLiteral("exe"))
-                               ? runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout)
-                               : runInProcess(manager, command, serial, m_log);
+    bool const succeeded = isInProcess
+                               ? runInProcess(*manager, command, serial, m_log)
+                               : runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout);
     return succeeded ? ExitSuccess : ExitFailure;
 }
 

@@ -12,6 +12,7 @@
 #include "plugin/VrelManager.h"
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -40,10 +41,10 @@ QString querySerial(DevicePropertyManagerAllocatorBase& allocator, DummyDevice c
 
 } // namespace
 
-ScanCommand::ScanCommand(QString const& root, SerialSource source, QString const& exe, LogHandler const& log)
-    : m_root(root)
+ScanCommand::ScanCommand(QString root, SerialSource source, QString exe, LogHandler const& log)
+    : m_root(std::move(root))
     , m_source(source)
-    , m_exe(exe)
+    , m_exe(std::move(exe))
     , m_log(log)
 {
 }

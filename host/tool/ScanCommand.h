@@ -29,7 +29,7 @@ public:
      * @param root as for UsbScanner
      * @param exe the downloader; run for SerialSource::Exe only
      */
-    ScanCommand(QString const& root, SerialSource source, QString const& exe, LogHandler const& log);
+    ScanCommand(QString root, SerialSource source, QString exe, LogHandler const& log);
 
     /**
      * The devices in the order of their paths. A claimed device without a serial number is listed all the

@@ -73,8 +73,8 @@ std::optional<std::uint16_t> readId(fs::path const& path)
 
 } // namespace
 
-UsbScanner::UsbScanner(QString const& root, LogHandler const& log)
-    : m_root(root)
+UsbScanner::UsbScanner(QString root, LogHandler const& log)
+    : m_root(std::move(root))
     , m_log(log)
 {
 }

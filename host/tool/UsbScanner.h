@@ -19,7 +19,7 @@ class UsbScanner
 {
 public:
     /** @param root directory with one entry per device */
-    UsbScanner(QString const& root, LogHandler const& log);
+    UsbScanner(QString root, LogHandler const& log);
 
     /**
      * Records of all devices, in the order of their paths; of an absent tree none. An entry without readable

@@ -1,7 +1,9 @@
+#include "commands/VrelCommand.h"
 #include "commands/VrelFlashUtils.h"
 #include "commands/VrelSetDeviceLifecycleStage.h"
 #include "host/framework/JsonText.h"
 #include "plugin/VrelManager.h"
+#include "tests/support/ArgumentCollector.h"
 #include "tests/support/FakeApi.h"
 #include "tests/support/LogRecorder.h"
 
@@ -12,6 +14,7 @@
 #include <QTemporaryDir>
 
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -198,19 +201,6 @@ std::vector<CommandCase> const kCommands = {
      {"3 ", "3 GET CARD INFO procedure success"}},
 };
 
-/** Takes the downloader's arguments. */
-class ArgumentCollector : public VrelFlashUtils::ExeRunner
-{
-public:
-    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
-             unsigned long long /*timeout*/) override
-    {
-        arguments = args;
-    }
-
-    QStringList arguments;
-};
-
 class CommandTest : public ::testing::TestWithParam<CommandCase>
 {
 protected:
@@ -325,6 +315,19 @@ TEST_P(CommandTest, FailureLogsTheErrorText)
     m_api.errorText.reset();
     EXPECT_EQ(run(false),
               GetParam().before + code + Lines{"1 The vendor API reported a failure without an error text"});
+}
+
+TEST_P(CommandTest, WithoutAcceptedParametersOrAnApiNothingIsRun)
+{
+    QString const name = QString::fromStdString(GetParam().name);
+    std::unique_ptr<VrelUtilsCommand::VrelCommand> const command(
+        VrelUtilsCommand::VrelCommand::createCommandFromId(name));
+    EXPECT_FALSE(command->run(m_manager.fetchApi(), QStringLiteral("SN"), m_log));
+    EXPECT_EQ(m_recorder.lines(), Lines());
+    ASSERT_TRUE(command->parseArguments(request(GetParam().request), m_log));
+    EXPECT_FALSE(command->run(VrelApiManager(), QStringLiteral("SN"), m_log));
+    EXPECT_EQ(m_recorder.lines(), GetParam().name == "enumerate" ? Lines{"1 API already in use"} : Lines());
+    EXPECT_TRUE(m_api.calls.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CommandTest, ::testing::ValuesIn(kCommands),
