@@ -7,6 +7,7 @@
 #include "host/framework/LogLineWriter.h"
 #include "host/tool/RequestReader.h"
 #include "host/tool/RequestRunner.h"
+#include "host/tool/RigCommand.h"
 #include "host/tool/ScanCommand.h"
 #include "host/tool/ScanReport.h"
 #include "plugin/VrelManager.h"
@@ -76,6 +77,11 @@ QList<QCommandLineOption> scanOptions()
     };
 }
 
+QList<QCommandLineOption> rigOptions()
+{
+    return {QCommandLineOption(QStringLiteral("devices"), QString(), QStringLiteral("N"))};
+}
+
 QList<QCommandLineOption> noOptions()
 {
     return {};
@@ -95,7 +101,7 @@ std::optional<int> parseTimeout(QString const& text)
 struct HostTool::Subcommand
 {
     char const* name;
-    char const* argument; ///< the one positional argument; null without one
+    char const* arguments; ///< the positional arguments, separated by blanks
     QList<QCommandLineOption> (*options)();
     int (HostTool::*carryOut)();
     char const* synopsis;
@@ -103,9 +109,9 @@ struct HostTool::Subcommand
 };
 
 HostTool::Subcommand const HostTool::kSubcommands[] = {
-    {"version", nullptr, noOptions, &HostTool::showVersion, "version",
+    {"version", "", noOptions, &HostTool::showVersion, "version",
      "versions of library and vendor API, build date"},
-    {"usages", nullptr, noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
+    {"usages", "", noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
     {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
     {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
      "parameters that a request holds, as JSON"},
@@ -113,9 +119,11 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
      "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]",
      "carries a request out: in-process, or with --exe by the downloader at "
      "PATH"},
-    {"scan", nullptr, scanOptions, &HostTool::scanDevices,
+    {"scan", "", scanOptions, &HostTool::scanDevices,
      "scan [--sysfs DIR] [--serial-from api|exe] [--exe PATH] [--json]",
      "USB devices, those that the library serves with their serial numbers"},
+    {"rig", "create DIR", rigOptions, &HostTool::createRig, "rig create DIR --devices N",
+     "makes a rig with N emulated devices in a new or empty directory"},
 };
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
@@ -150,14 +158,13 @@ int HostTool::run(QStringList arguments)
         QString const cause = m_parser.errorText();
         return reject(cause.endsWith(QLatin1Char('.')) ? cause.chopped(1) : cause);
     }
-    int const expected = subcommand->argument == nullptr ? 0 : 1;
-    int const given = m_parser.positionalArguments().size();
-    if (given < expected)
-        return reject(
-            QStringLiteral("%1 needs the argument %2").arg(name, QLatin1String(subcommand->argument)));
-    if (given > expected)
-        return reject(
-            QStringLiteral("Unexpected argument '%1'").arg(m_parser.positionalArguments().at(expected)));
+    QStringList const expected =
+        QString::fromLatin1(subcommand->arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    QStringList const given = m_parser.positionalArguments();
+    if (given.size() < expected.size())
+        return reject(QStringLiteral("%1 needs the argument %2").arg(name, expected.at(given.size())));
+    if (given.size() > expected.size())
+        return reject(QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size())));
     return (this->*subcommand->carryOut)();
 }
 
@@ -285,6 +292,21 @@ int HostTool::scanDevices()
         return ExitFailure;
     return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)
                                                         : ScanReport::toTable(*devices));
+}
+
+int HostTool::createRig()
+{
+    QString const action = m_parser.positionalArguments().at(0);
+    QString const directory = m_parser.positionalArguments().at(1);
+    bool isNumber = false;
+    int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
+    if (action != QLatin1String("create"))
+        return reject(QStringLiteral("A rig can be created, not '%1'").arg(action));
+    if (directory.isEmpty())
+        return reject(QStringLiteral("The rig's directory has a name that is not empty"));
+    if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
+        return reject(QStringLiteral("--devices is a number from 1 to %1").arg(RigCommand::kMostDevices));
+    return RigCommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
 }
 
 int HostTool::reject(QString const& cause)

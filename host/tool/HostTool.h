@@ -31,6 +31,7 @@ private:
     int showParameters();
     int runRequest();
     int scanDevices();
+    int createRig();
 
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);
