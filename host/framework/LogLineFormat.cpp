@@ -28,6 +28,11 @@ QByteArray toJson(LogLine const& line)
     } else {
         json.insert(kText, line.text);
     }
+    if (line.device) {
+        json.insert(QLatin1String("serial"), line.device->serial);
+        json.insert(QLatin1String("path"),
+                    line.device->path.isNull() ? QJsonValue() : QJsonValue(line.device->path));
+    }
     return QJsonDocument(json).toJson(QJsonDocument::Compact);
 }
 

@@ -12,7 +12,7 @@ HOST_EXPORT QString toText(LogLine const& line);
 
 /**
  * A line as one object of compact JSON: "level", "name", "prefix" and "text", or "label" and "value" in place
- * of "text".
+ * of "text"; with a device, also "serial" and "path", which is null when it is not known.
  */
 HOST_EXPORT QByteArray toJson(LogLine const& line);
 

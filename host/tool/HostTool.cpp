@@ -2,25 +2,21 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "host/common/ExitCode.h"
-#include "host/common/InProcessRun.h"
 #include "host/framework/JsonText.h"
 #include "host/framework/LogLineWriter.h"
 #include "host/tool/RequestReader.h"
-#include "host/tool/RequestRunner.h"
 #include "host/tool/RigCommand.h"
+#include "host/tool/RunCommand.h"
+#include "host/tool/RunOptions.h"
 #include "host/tool/ScanCommand.h"
 #include "host/tool/ScanReport.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
-#include <optional>
 
 namespace {
 
@@ -53,17 +49,6 @@ int subcommandPosition(QStringList const& arguments)
     return position;
 }
 
-QList<QCommandLineOption> runOptions()
-{
-    return {
-        QCommandLineOption(QStringLiteral("sn"), QString(), QStringLiteral("SERIAL")),
-        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH")),
-        QCommandLineOption(QStringLiteral("timeout"), QString(), QStringLiteral("MS"),
-                           QStringLiteral("60000")),
-        QCommandLineOption(QStringLiteral("dry-run")),
-    };
-}
-
 QList<QCommandLineOption> scanOptions()
 {
     return {
@@ -87,15 +72,6 @@ QList<QCommandLineOption> noOptions()
     return {};
 }
 
-std::optional<int> parseTimeout(QString const& text)
-{
-    bool isNumber = false;
-    int const timeout = text.toInt(&isNumber);
-    if (!isNumber || timeout < RequestRunner::kNoTimeout)
-        return std::nullopt;
-    return timeout;
-}
-
 } // namespace
 
 struct HostTool::Subcommand
@@ -115,10 +91,12 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
     {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
     {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
      "parameters that a request holds, as JSON"},
-    {"run", "REQUEST", runOptions, &HostTool::runRequest,
-     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]",
-     "carries a request out: in-process, or with --exe by the downloader at "
-     "PATH"},
+    {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
+     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]\n"
+     "  run REQUEST [--all] [--sn SERIAL ...] [--path USB-PATH ...] [--jobs N] [--json]\n"
+     "      [--exe PATH] [--timeout MS] [--dry-run]",
+     "carries a request out: in-process, or with --exe by the downloader at PATH; in the second form on many "
+     "devices,\n      N at a time, with a table of results"},
     {"scan", "", scanOptions, &HostTool::scanDevices,
      "scan [--sysfs DIR] [--serial-from api|exe] [--exe PATH] [--json]",
      "USB devices, those that the library serves with their serial numbers"},
@@ -182,8 +160,9 @@ QString HostTool::help()
     for (Subcommand const& entry : kSubcommands)
         text += QStringLiteral("\n  %1\n      %2\n")
                     .arg(QLatin1String(entry.synopsis), QLatin1String(entry.help));
-    text += QStringLiteral("\nREQUEST is the path of a JSON file, - for standard "
-                           "input, or the JSON text itself.\n");
+    text +=
+        QStringLiteral("\nREQUEST is the path of a JSON file, - for standard input, or the JSON text "
+                       "itself.\nIts texts may hold {serial} and {path}, which stand for the device's.\n");
     return text;
 }
 
@@ -244,36 +223,18 @@ int HostTool::showParameters()
 
 int HostTool::runRequest()
 {
-    auto const timeout = parseTimeout(m_parser.value(QStringLiteral("timeout")));
-    if (!timeout)
-        return reject(QStringLiteral("--timeout is a number of milliseconds from 0 "
-                                     "to %1, or -1 for no limit")
-                          .arg(std::numeric_limits<int>::max()));
     QString error;
+    auto const options = RunOptions::read(m_parser, error);
+    if (!options)
+        return reject(error);
     auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
     if (!request)
         return reject(QStringLiteral("Cannot read the request '%1': %2")
                           .arg(m_parser.positionalArguments().constFirst(), error));
-
-    bool const isDryRun = m_parser.isSet(QStringLiteral("dry-run"));
-    bool const isInProcess = !isDryRun && !m_parser.isSet(QStringLiteral("exe"));
-    std::optional<VrelManager> manager; // only where the vendor API is used: it gives a hold back at its end
-    if (isInProcess)
-        manager.emplace();
-    VrelFlashUtils command;
-    if (!command.parseArguments(*request, m_log))
-        return ExitRejected;
-
-    QString const serial = m_parser.value(QStringLiteral("sn"));
-    RequestRunner runner(command, serial, m_log);
-    if (isDryRun) {
-        QJsonArray const arguments = QJsonArray::fromStringList(runner.downloaderArguments());
-        return print(QJsonDocument(arguments).toJson(QJsonDocument::Compact) + '\n');
-    }
-    bool const succeeded = isInProcess
-                               ? runInProcess(*manager, command, serial, m_log)
-                               : runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout);
-    return succeeded ? ExitSuccess : ExitFailure;
+    RunCommand::Result const result = RunCommand(*options, *request, m_log, [](int, int) {}).run();
+    if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
+        return ExitFailure;
+    return result.exitCode;
 }
 
 int HostTool::scanDevices()
