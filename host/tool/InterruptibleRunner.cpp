@@ -33,6 +33,7 @@ void InterruptibleRunner::run(QProcess& process, QString const& exe, QStringList
     });
     QTimer timer;
     timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer); // others may be early, and then it would not look like a time-out
     QObject::connect(&timer, &QTimer::timeout, &loop, kill);
     int const limit = static_cast<int>(static_cast<quint32>(timeout));
     if (limit >= 0)

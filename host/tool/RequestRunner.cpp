@@ -55,7 +55,7 @@ bool RequestRunner::runDownloader(QString const& exe, int timeout)
         return true;
     if (m_interruption != nullptr && m_interruption->isRequested())
         m_log.logMessage(1, "The downloader was ended: the run was interrupted");
-    else if (timeout != kNoTimeout && timer.hasExpired(timeout))
+    else if (timeout != kNoTimeout && timer.elapsed() >= timeout)
         m_log.logMessage(1, QStringLiteral("The downloader did not finish within %1 ms and was ended; "
                                            "--timeout gives it more time")
                                 .arg(timeout));

@@ -7,6 +7,7 @@
 #include "external/DevicePropertyManager.h"
 #include "external/LogHandler.h"
 #include "host/common/ExecutableFault.h"
+#include "host/common/VendorApi.h"
 #include "host/tool/DownloaderStarter.h"
 #include "host/tool/UsbScanner.h"
 #include "plugin/VrelManager.h"
@@ -60,6 +61,9 @@ std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
         return std::nullopt;
     if (m_source == SerialSource::Exe)
         api = VrelApiManager(); // for the downloader to take
+    VendorApi::DeviceList listed;
+    if (api.getDeviceList(listed) == 0)
+        VendorApi::warnOfFullList(listed, m_log);
     claimDevices(manager, *devices);
     return identify(manager, *devices);
 }
