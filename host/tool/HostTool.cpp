@@ -10,6 +10,7 @@
 #include "host/tool/RunOptions.h"
 #include "host/tool/ScanCommand.h"
 #include "host/tool/ScanReport.h"
+#include "host/tool/TerminalLog.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 
@@ -109,8 +110,10 @@ HostTool::HostTool(std::FILE* output, std::FILE* log)
     , m_logStream(log)
 {
     m_log.setName(QStringLiteral("vrelhost"));
-    setLogSink(makeLogLineWriter(m_logStream, LogFormat::Text, kDefaultLogLevel));
+    setLog(LogFormat::Text, kDefaultLogLevel);
 }
+
+HostTool::~HostTool() = default;
 
 int HostTool::run(QStringList arguments)
 {
@@ -178,15 +181,32 @@ bool HostTool::applyLogOptions()
         return false;
     }
     LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
-    setLogSink(makeLogLineWriter(m_logStream, logFormat, kDefaultLogLevel));
+    setLog(logFormat, kDefaultLogLevel);
     if (!isNumber || level < 0 || level > kHighestLogLevel) {
         reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
                    .arg(kHighestLogLevel)
                    .arg(levelText));
         return false;
     }
-    setLogSink(makeLogLineWriter(m_logStream, logFormat, level));
+    setLog(logFormat, level);
     return true;
+}
+
+void HostTool::setLog(LogFormat format, Logger::LogLevel maxLevel)
+{
+    m_terminal.reset();
+    if (format == LogFormat::Text && TerminalLog::isTerminal(m_logStream))
+        m_terminal = std::make_shared<TerminalLog>(m_logStream, maxLevel);
+    if (m_terminal)
+        setLogSink([terminal = m_terminal](LogLine const& line) { terminal->write(line); });
+    else
+        setLogSink(makeLogLineWriter(m_logStream, format, maxLevel));
+}
+
+void HostTool::showWork(bool isShown)
+{
+    if (m_terminal)
+        m_terminal->showWork(isShown);
 }
 
 int HostTool::showVersion()
@@ -231,7 +251,13 @@ int HostTool::runRequest()
     if (!request)
         return reject(QStringLiteral("Cannot read the request '%1': %2")
                           .arg(m_parser.positionalArguments().constFirst(), error));
-    RunCommand::Result const result = RunCommand(*options, *request, m_log, [](int, int) {}).run();
+    showWork(true);
+    auto const showProgress = [this](int done, int total) {
+        if (m_terminal)
+            m_terminal->showProgress(done, total);
+    };
+    RunCommand::Result const result = RunCommand(*options, *request, m_log, showProgress).run();
+    showWork(false);
     if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
         return ExitFailure;
     return result.exitCode;
@@ -248,7 +274,9 @@ int HostTool::scanDevices()
         return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
     ScanCommand const scan(root, isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
                            m_parser.value(QStringLiteral("exe")), m_log);
+    showWork(true);
     auto const devices = scan.run();
+    showWork(false);
     if (!devices)
         return ExitFailure;
     return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)

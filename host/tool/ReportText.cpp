@@ -7,10 +7,12 @@
 
 QString ReportText::printable(QString text)
 {
-    auto const cannotBePrinted = [](QChar character) {
-        return !character.isPrint() && !character.isSurrogate();
-    };
-    std::replace_if(text.begin(), text.end(), cannotBePrinted, QLatin1Char('?'));
+    for (QChar& character : text) {
+        if (character.isSpace())
+            character = QLatin1Char(' ');
+        else if (!character.isPrint() && !character.isSurrogate())
+            character = QLatin1Char('?');
+    }
     return text;
 }
 

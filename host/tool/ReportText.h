@@ -8,7 +8,7 @@
 /** What the results of several subcommands are made of. */
 namespace ReportText {
 
-/** A text from outside without what could steer a terminal; that shows as '?'. */
+/** A text from outside without what could steer a terminal: white space shows as blanks, the rest as '?'. */
 QString printable(QString text);
 
 /** Rows of as many cells each, in columns, UTF-8 with line ends; what cannot be printed shows as '?'. */
