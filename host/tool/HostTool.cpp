@@ -55,6 +55,8 @@ QList<QCommandLineOption> scanOptions()
     return {
         QCommandLineOption(QStringLiteral("sysfs"), QString(), QStringLiteral("DIR"),
                            QStringLiteral("/sys/bus/usb/devices")),
+        QCommandLineOption(QStringLiteral("dev"), QString(), QStringLiteral("DIR"),
+                           QStringLiteral("/dev/bus/usb")),
         QCommandLineOption(QStringLiteral("serial-from"), QString(), QStringLiteral("api|exe"),
                            QStringLiteral("api")),
         QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH"),
@@ -99,7 +101,7 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
      "carries a request out: in-process, or with --exe by the downloader at PATH; in the second form on many "
      "devices,\n      N at a time, with a table of results"},
     {"scan", "", scanOptions, &HostTool::scanDevices,
-     "scan [--sysfs DIR] [--serial-from api|exe] [--exe PATH] [--json]",
+     "scan [--sysfs DIR] [--dev DIR] [--serial-from api|exe] [--exe PATH] [--json]",
      "USB devices, those that the library serves with their serial numbers"},
     {"rig", "create DIR", rigOptions, &HostTool::createRig, "rig create DIR --devices N",
      "makes a rig with N emulated devices in a new or empty directory"},
@@ -272,7 +274,8 @@ int HostTool::scanDevices()
         return reject(QStringLiteral("--sysfs is the path of a directory, not empty"));
     if (!isFromApi && source != QLatin1String("exe"))
         return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
-    ScanCommand const scan(root, isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
+    ScanCommand const scan(root, m_parser.value(QStringLiteral("dev")),
+                           isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
                            m_parser.value(QStringLiteral("exe")), m_log);
     showWork(true);
     auto const devices = scan.run();

@@ -9,6 +9,13 @@ QString hex4(std::uint16_t number)
     return QStringLiteral("%1").arg(number, 4, 16, QLatin1Char('0'));
 }
 
+QString serialCell(ScannedDevice const& device)
+{
+    if (!device.serial.isNull())
+        return device.serial;
+    return device.isDenied ? QStringLiteral("(no permission)") : QStringLiteral("-");
+}
+
 } // namespace
 
 QByteArray ScanReport::toTable(std::vector<ScannedDevice> const& devices)
@@ -20,7 +27,7 @@ QByteArray ScanReport::toTable(std::vector<ScannedDevice> const& devices)
     for (ScannedDevice const& device : devices)
         rows << QStringList{device.path, hex4(device.vendorId) + QLatin1Char(':') + hex4(device.productId),
                             device.isClaimed ? QStringLiteral("yes") : QStringLiteral("no"),
-                            device.serial.isNull() ? QStringLiteral("-") : device.serial};
+                            serialCell(device)};
     return ReportText::table(rows);
 }
 
