@@ -19,12 +19,14 @@ void InterruptibleRunner::run(QProcess& process, QString const& exe, QStringList
 
     QEventLoop loop;
     bool isKilled = false;
+    QTimer reapTimer;
+    QObject::connect(&reapTimer, &QTimer::timeout, &loop, &QEventLoop::quit);
     QSocketNotifier interrupted(m_interruption.descriptor(), QSocketNotifier::Read);
     auto const kill = [&] {
         interrupted.setEnabled(false); // it stays readable
         isKilled = true;
         process.kill();
-        QTimer::singleShot(kReapTime, &loop, &QEventLoop::quit);
+        reapTimer.start(kReapTime);
     };
     QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, kill);
     QObject::connect(&process, &QProcess::stateChanged, &loop, [&loop](QProcess::ProcessState state) {

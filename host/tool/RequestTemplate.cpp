@@ -1,7 +1,6 @@
 #include "host/tool/RequestTemplate.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 
@@ -46,8 +45,8 @@ QString replaced(QString const& text, DeviceName const& device)
 
 } // namespace
 
-RequestTemplate::RequestTemplate(JsonObject request)
-    : m_request(std::move(request))
+RequestTemplate::RequestTemplate(JsonObject const& request)
+    : m_request(request)
 {
     for (auto const& entry : m_request) {
         QString const text = replaceable(entry);

@@ -11,7 +11,7 @@
 class RequestTemplate
 {
 public:
-    explicit RequestTemplate(JsonObject request);
+    explicit RequestTemplate(JsonObject const& request);
 
     JsonObject const& request() const { return m_request; }
     bool needsPath() const { return m_needsPath; }

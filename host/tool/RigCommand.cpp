@@ -38,6 +38,7 @@ VrelRig::DeviceDescription device(unsigned index)
 bool RigCommand::create(QString const& directory, int count, LogHandler const& log)
 {
     std::vector<VrelRig::DeviceDescription> devices;
+    devices.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         devices.push_back(device(static_cast<unsigned>(i)));
     try {

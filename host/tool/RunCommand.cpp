@@ -33,9 +33,9 @@ struct RunCommand::DeviceRun
     }
 };
 
-RunCommand::RunCommand(RunOptions options, JsonObject request, LogHandler& log, Progress progress)
+RunCommand::RunCommand(RunOptions options, JsonObject const& request, LogHandler& log, Progress progress)
     : m_options(std::move(options))
-    , m_template(std::move(request))
+    , m_template(request)
     , m_log(log)
     , m_progress(std::move(progress))
 {

@@ -25,7 +25,7 @@ public:
     /** Told how many of all devices are done, at the beginning and whenever one is; from any thread. */
     using Progress = std::function<void(int done, int total)>;
 
-    RunCommand(RunOptions options, JsonObject request, LogHandler& log, Progress progress);
+    RunCommand(RunOptions options, JsonObject const& request, LogHandler& log, Progress progress);
 
     /** All devices' requests are judged before anything is run. */
     Result run();
