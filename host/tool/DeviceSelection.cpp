@@ -6,67 +6,54 @@
 
 namespace {
 
-class Selection
+using VendorApi::DeviceList;
+
+/** Why a listed device cannot be named to the vendor API; empty when it can. */
+QString unnamedCause(DeviceList::value_type const& device, DeviceList const& list)
 {
-public:
-    explicit Selection(LogHandler const& log)
-        : m_log(log)
-    {
+    auto const& [path, serial] = device;
+    if (serial.isEmpty())
+        return QStringLiteral("The vendor API gives no serial number for the device at %1").arg(path);
+    for (auto const& [otherPath, otherSerial] : list) {
+        if (otherSerial == serial && otherPath != path)
+            return QStringLiteral("The devices at %1 and %2 have the same serial number '%3'")
+                .arg(path, otherPath, serial);
     }
+    return QString();
+}
 
-    bool addListed(QString const& path, QString const& serial)
-    {
-        if (serial.isEmpty()) {
-            m_log.logMessage(1, QStringLiteral("The vendor API gives no serial number for the device at %1; "
-                                               "name the others with --sn or --path")
-                                    .arg(path));
-            return false;
-        }
-        auto const same = find(serial);
-        if (same != devices.end() && same->path != path)
-            m_log.logMessage(2, QStringLiteral("The devices at %1 and %2 have the same serial number '%3': "
-                                               "they are run as one")
-                                    .arg(same->path, path, serial));
-        if (same == devices.end())
-            devices.push_back({serial, path});
-        return true;
-    }
+DeviceName deviceOfSerial(QString const& serial, DeviceList const& list)
+{
+    auto const entry =
+        std::find_if(list.begin(), list.end(), [&](auto const& listed) { return listed.second == serial; });
+    return {serial, entry == list.end() ? QString() : entry->first};
+}
 
-    void addSerial(QString const& serial, VendorApi::DeviceList const& list)
-    {
-        auto const entry = std::find_if(list.begin(), list.end(),
-                                        [&](auto const& listed) { return listed.second == serial; });
-        if (find(serial) == devices.end())
-            devices.push_back({serial, entry == list.end() ? QString() : entry->first});
-    }
-
-    std::vector<DeviceName> devices;
-
-private:
-    std::vector<DeviceName>::const_iterator find(QString const& serial) const
-    {
-        return std::find_if(devices.begin(), devices.end(),
-                            [&](DeviceName const& device) { return device.serial == serial; });
-    }
-
-    LogHandler const& m_log;
-};
+void addOnce(std::vector<DeviceName>& devices, DeviceName device)
+{
+    auto const isSame = [&](DeviceName const& other) { return other.serial == device.serial; };
+    if (std::none_of(devices.begin(), devices.end(), isSame))
+        devices.push_back(std::move(device));
+}
 
 } // namespace
 
-std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options,
-                                                     VendorApi::DeviceList const& list, LogHandler const& log)
+std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, DeviceList const& list,
+                                                     LogHandler const& log)
 {
-    Selection selection(log);
-    if (options.isAll) {
-        for (auto const& [path, serial] : list) {
-            if (!selection.addListed(path, serial))
-                return std::nullopt;
-        }
-    }
+    std::vector<DeviceName> devices;
+    auto const addListed = [&](DeviceList::value_type const& device) {
+        QString const cause = unnamedCause(device, list);
+        if (!cause.isEmpty())
+            log.logMessage(1, cause + QStringLiteral(": name the others with --sn or --path"));
+        addOnce(devices, {device.second, device.first});
+        return cause.isEmpty();
+    };
+    if (options.isAll && !std::all_of(list.begin(), list.end(), addListed))
+        return std::nullopt;
     for (RunOptions::Device const& device : options.devices) {
         if (!device.isPath) {
-            selection.addSerial(device.text, list);
+            addOnce(devices, deviceOfSerial(device.text, list));
             continue;
         }
         auto const listed = list.find(device.text);
@@ -76,8 +63,8 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options,
                                   .arg(device.text));
             return std::nullopt;
         }
-        if (!selection.addListed(listed->first, listed->second))
+        if (!addListed(*listed))
             return std::nullopt;
     }
-    return std::move(selection.devices);
+    return devices;
 }

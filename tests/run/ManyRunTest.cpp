@@ -281,6 +281,23 @@ TEST_F(ManyRunTest, AnInterruptionEndsWhatCanBeEndedAndStillTellsTheResults)
     EXPECT_EQ(process.exitCode(), SIGINT);
 }
 
+#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__) // they want usual stacks for themselves
+TEST_F(ManyRunTest, WithoutThreadsDevicesComeOneAfterAnother)
+{
+    makeRig("3");
+    // No thread gets a stack of this size.
+    Outcome const outcome =
+        execute("sh", options({"-c", R"(ulimit -s 100000000000 || exit 77; exec "$0" run "$1" --all --json)",
+                               VREL_HOST_TOOL})
+                          << kWrite);
+    if (outcome.exitCode == 77)
+        GTEST_SKIP() << "the size of stacks cannot be set here";
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(summary(outcome), options({"VREL0001 success ", "VREL0002 success ", "VREL0003 success "}));
+    EXPECT_TRUE(outcome.log.contains("warning: Only 1 of 3 devices were run at a time"));
+}
+#endif
+
 TEST_F(ManyRunTest, WhatCannotBeRunOnEveryDeviceIsRunOnNone)
 {
     makeRig("2");
@@ -318,6 +335,25 @@ TEST_F(ManyRunTest, WhatCannotBeRunOnEveryDeviceIsRunOnNone)
                         .join(QChar())
                         .contains(QLatin1String("cannot be part of a file name")))
             << serial;
+
+    // What a device list holds is refused where it cannot be told apart or would lead to another file.
+    QString const erase =
+        QStringLiteral(R"({"command": "erasetoken", "fw_rux": "fw-{serial}.bin", "slot": 3})");
+    m_environment.insert(QStringLiteral("LD_LIBRARY_PATH"), QStringLiteral(VREL_OTHER_API_DIR));
+    std::pair<char const*, char const*> const seconds[] = {
+        {"", "gives no serial number for the device at 7-1.6"},
+        {"OTHER1", "The devices at 7-1.5 and 7-1.6 have the same serial number"},
+        {"../x", "cannot be part of a file name"},
+    };
+    for (auto const& [serial, cause] : seconds) {
+        m_environment.insert(QStringLiteral("OTHER_SECOND"), QString::fromUtf8(serial));
+        Outcome const outcome = run(erase, options({"--all"}));
+        EXPECT_EQ(outcome.exitCode, 2) << cause;
+        EXPECT_EQ(outcome.log.count(cause), 1) << outcome.log.toStdString();
+        EXPECT_EQ(outcome.lines().size(), 1);
+    }
+    EXPECT_EQ(summary(run(kWrite, options({"--all", "--json"}))).size(), 2);
+    m_environment.remove(QStringLiteral("LD_LIBRARY_PATH"));
 
     QDir(path("rig/devices")).removeRecursively();
     QDir().mkpath(path("rig/devices"));
