@@ -39,8 +39,6 @@ private:
     bool m_isReady = false;
 };
 
-constexpr char const* kSerial = "0A1B2C3D";
-
 void parseAndRunEraseToken(benchmark::State& state)
 {
     Module const module(kSmallModule);

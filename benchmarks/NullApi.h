@@ -9,6 +9,9 @@ struct ListedDevice
     char const* serial;
 };
 
+/** The device that commands are run on. */
+constexpr char const* kSerial = "0A1B2C3D";
+
 constexpr std::size_t kListedDeviceCount = 24;
 
 /** The devices that the API behind `api_acquire` lists; it does nothing else, and succeeds at that. */

@@ -1,3 +1,4 @@
+#include "benchmarks/NullApi.h"
 #include "commands/VrelFlashUtils.h"
 #include "external/JsonObject.h"
 #include "external/LogHandler.h"
@@ -17,7 +18,6 @@ namespace {
 constexpr char const* kDownloader = "/bin/true";
 
 constexpr char const* kModule = "module.bin";
-constexpr char const* kSerial = "0A1B2C3D";
 constexpr unsigned long long kTimeout = 60000;
 
 /** Gives back what earlier benchmarks left on the heap: a fork copies its page tables. */

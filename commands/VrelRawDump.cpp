@@ -12,10 +12,10 @@ struct DigitPairs
 {
     constexpr DigitPairs()
     {
-        constexpr char kDigits[] = "0123456789abcdef";
+        constexpr char16_t kDigits[] = u"0123456789abcdef";
         for (unsigned int byte = 0; byte < 256; ++byte) {
-            pairs[byte][0] = static_cast<ushort>(kDigits[byte >> 4U]);
-            pairs[byte][1] = static_cast<ushort>(kDigits[byte & 0xFU]);
+            pairs[byte][0] = kDigits[byte >> 4U];
+            pairs[byte][1] = kDigits[byte & 0xFU];
         }
     }
 

@@ -7,28 +7,28 @@
 
 namespace {
 
-std::string show(char const* text)
+std::string shown(char const* text)
 {
     return text == nullptr ? "null" : '"' + std::string(text) + '"';
 }
 
-std::string show(std::uint32_t number)
+std::string shown(std::uint32_t number)
 {
     return std::to_string(number);
 }
 
-std::string show(std::uint32_t const* number)
+std::string shown(std::uint32_t const* number)
 {
     return number == nullptr ? "null" : '*' + std::to_string(*number);
 }
 
-std::string show(std::uint8_t const* number)
+std::string shown(std::uint8_t const* number)
 {
     return number == nullptr ? "null" : '*' + std::to_string(*number);
 }
 
 template <typename Record>
-std::string show(Record const* record)
+std::string shown(Record const* record)
 {
     return QByteArray(reinterpret_cast<char const*>(record), sizeof *record).toHex().toStdString();
 }
@@ -39,7 +39,7 @@ std::string showCall(char const* operation, Arguments... arguments)
     std::ostringstream text;
     char const* separator = "";
     text << operation << '(';
-    ((text << separator << show(arguments), separator = ", "), ...);
+    ((text << separator << shown(arguments), separator = ", "), ...);
     text << ')';
     return text.str();
 }
