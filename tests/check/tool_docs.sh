@@ -73,7 +73,6 @@ expect '{"slot": 1, "command": |{"slot": 1, "command":' vrelhost run "'{\"slot\"
 expect '{"command":"clearrpmb", "device": "emmc", |{"command":"clearrpmb", "device": "emmc"}' \
     vrelhost --log-level 5 run --sn X "'{\"command\":\"clearrpmb\", \"device\": \"e"
 expect '' vrelhost types readtoken ''
-expect '' vrelhost run --path ''
 expect '' vrelhost nonsense ''
 [[ -z $(complete_line /nowhere/vrelhost run "'{\"command\": \"re" 2>&1) ]] || fail 'A missing vrelhost is told of'
 exit $status
