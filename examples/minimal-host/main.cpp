@@ -22,7 +22,7 @@ JsonObject readRequest(QByteArray const& text)
     return request;
 }
 
-/** Up to progress and results; a line with a label has its text there and in the value. */
+/** Shows errors, warnings, progress and results. A labelled line has a label and a value, no text. */
 void printLine(LogLine const& line)
 {
     constexpr Logger::LogLevel kHighestShown = 3;
