@@ -2,6 +2,8 @@
 #include "commands/VrelCardReport.h"
 #include "commands/VrelRawDump.h"
 
+#include <QStringBuilder>
+
 namespace VrelUtilsCommand {
 
 namespace {
@@ -15,6 +17,8 @@ constexpr unsigned int kCsd = 20;
 constexpr unsigned int kCsdSize = 16;
 constexpr unsigned int kExtCsd = 36;
 constexpr unsigned int kExtCsdSize = 512;
+
+constexpr int kReportSize = 2500; ///< characters, for one allocation: a little more than a report has
 
 constexpr CardField kOcr = {"OCR", 0, 4, kHexadecimal};
 
@@ -40,7 +44,7 @@ constexpr CardField kHcEraseGrpSize = {"HC_ERASE_GRP_SIZE", 224, 1, kDecimal};
 
 QString line(CardField const& field, QString const& value)
 {
-    return QLatin1Char('\n') + QLatin1String(field.name) + QLatin1String(": ") + value;
+    return QLatin1Char('\n') % QLatin1String(field.name) % QLatin1String(": ") % value;
 }
 
 QString line(CardField const& field, unsigned char const* block)
@@ -77,7 +81,8 @@ QString partitionSizeLine(CardField const& multiplier, unsigned char const* extC
         return static_cast<quint32>(fieldNumber(field, extCsd));
     };
     quint32 const kilobytes = factor(multiplier) * factor(kHcWpGrpSize) * factor(kHcEraseGrpSize) * 512U;
-    return QStringLiteral("\n%1 size:  %2 kB").arg(QLatin1String(multiplier.name)).arg(kilobytes);
+    return QLatin1Char('\n') % QLatin1String(multiplier.name) % QLatin1String(" size:  ") %
+           QString::number(kilobytes) % QLatin1String(" kB");
 }
 
 } // namespace
@@ -87,7 +92,9 @@ QString emmcReport(unsigned char const (&info)[kCardInfoSize])
     unsigned char const* const cid = info + kCid;
     unsigned char const* const extCsd = info + kExtCsd;
 
-    QString report = QStringLiteral("\n==== EMMC CARD INFO ====");
+    QString report;
+    report.reserve(kReportSize);
+    report += QLatin1String("\n==== EMMC CARD INFO ====");
     report += line(kOcr, info);
     report += QLatin1String("\n\n---- CID ----");
     report += line(kManufacturer, cid);

@@ -1,10 +1,28 @@
 #include "commands/VrelRawDump.h"
 
+#include <cstring>
+#include <iterator>
+
 namespace VrelUtilsCommand {
 
 namespace {
 
-constexpr char kDigits[] = "0123456789abcdef";
+/** The two digits of every byte. */
+struct DigitPairs
+{
+    constexpr DigitPairs()
+    {
+        constexpr char kDigits[] = "0123456789abcdef";
+        for (unsigned int byte = 0; byte < 256; ++byte) {
+            pairs[byte][0] = static_cast<ushort>(kDigits[byte >> 4U]);
+            pairs[byte][1] = static_cast<ushort>(kDigits[byte & 0xFU]);
+        }
+    }
+
+    ushort pairs[256][2] = {};
+};
+
+constexpr DigitPairs kDigitPairs;
 constexpr quint64 kOffsetPrefixSize = 12; // "0x00000000: "
 
 /** Writes characters one after the other into a text that is large enough. */
@@ -18,7 +36,7 @@ public:
 
     void put(char character) { *m_cursor++ = QLatin1Char(character); }
 
-    void put(QString const& text)
+    void put(QStringView text)
     {
         for (QChar const character : text)
             *m_cursor++ = character;
@@ -26,8 +44,10 @@ public:
 
     void putByte(unsigned char byte)
     {
-        put(kDigits[byte >> 4U]);
-        put(kDigits[byte & 0xFU]);
+        ushort const(&pair)[2] = kDigitPairs.pairs[byte];
+        static_assert(sizeof pair == 2 * sizeof(QChar));
+        std::memcpy(m_cursor, pair, sizeof pair);
+        m_cursor += std::size(pair);
     }
 
     void putOffset(unsigned int offset)
@@ -71,6 +91,7 @@ void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool 
     out.resize(static_cast<int>(dumpSize(length, reverse, withOffsets, perLine, widened.size())));
 
     Writer writer(out);
+    QStringView const separatorView = widened;
     unsigned int const last = reverse ? 0 : length - 1;
     // The byte's place in its line, kept instead of divided for.
     unsigned int column = reverse && perLine > 0 ? (length - 1) % perLine : 0;
@@ -79,7 +100,7 @@ void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool 
         if (withOffsets && perLine > 0 && column == 0)
             writer.putOffset(index);
         writer.putByte(data[index]);
-        writer.put(widened);
+        writer.put(separatorView);
         if (perLine == 0)
             continue;
         if (column + 1 == perLine && index != last)

@@ -64,21 +64,33 @@ RigTemplate RigTemplate::standard()
 
 std::string RigTemplate::makeIfAbsent(std::string const& root) const
 {
-    auto const target = resolvedPath(root);
+    auto target = resolvedPath(root);
+    makeUnlessOccupied(target);
+    return target;
+}
+
+void RigTemplate::make(std::string const& root) const
+{
+    if (!makeUnlessOccupied(resolvedPath(root)))
+        throw RigError(quoted(root) + " is not empty");
+}
+
+bool RigTemplate::makeUnlessOccupied(std::string const& target) const
+{
     if (isOccupied(target))
-        return target;
+        return false;
     auto const parent = parentOf(target);
     makeDirectories(parent);
     // Makers of a rig take turns, so one fixed name serves for what is being made, and whatever lies there
     // was left by one that was killed.
     LockFile const turn(parent, LockFile::Kind::directory, kPatience);
     if (isOccupied(target))
-        return target;
+        return false;
     auto const unfinished = parent + "/." + fileNameOf(target) + ".new";
     removeTree(unfinished);
     buildTree(unfinished, m_devices);
     renamePath(unfinished, target);
-    return target;
+    return true;
 }
 
 } // namespace VrelRig

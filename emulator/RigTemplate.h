@@ -42,7 +42,13 @@ public:
      */
     std::string makeIfAbsent(std::string const& root) const;
 
+    /** The same, but a directory that there is something in is refused. @throws RigError for that too */
+    void make(std::string const& root) const;
+
 private:
+    /** @return whether the rig was made, and not left as `target` has content */
+    bool makeUnlessOccupied(std::string const& target) const;
+
     std::vector<DeviceDescription> m_devices;
 };
 

@@ -6,9 +6,12 @@
 #include "plugin/VrelErrorText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 
 namespace {
+
+constexpr int kByteDigits = 3; ///< of the decimal text of a byte, at most
 
 /** A count of the vendor library's, bounded by what the record holds. */
 std::size_t boundedCount(std::int32_t count, std::size_t capacity)
@@ -16,15 +19,22 @@ std::size_t boundedCount(std::int32_t count, std::size_t capacity)
     return count < 0 ? 0 : std::min(static_cast<std::size_t>(count), capacity);
 }
 
+/** Writes a number into a buffer with room for it; returns the end of what it wrote. */
+char* writeNumber(char* to, std::uint8_t number)
+{
+    return std::to_chars(to, to + kByteDigits, number).ptr;
+}
+
 QString locationText(VrelDeviceLocation const& location)
 {
-    QString text = QString::number(location.bus);
+    char text[(kByteDigits + 1) * (1 + sizeof location.ports)]; // a separator for each number
+    char* end = writeNumber(text, location.bus);
     std::size_t const portCount = boundedCount(location.portCount, std::size(location.ports));
     for (std::size_t i = 0; i < portCount; ++i) {
-        text += QLatin1Char(i == 0 ? '-' : '.');
-        text += QString::number(location.ports[i]);
+        *end++ = i == 0 ? '-' : '.';
+        end = writeNumber(end, location.ports[i]);
     }
-    return text;
+    return QString::fromLatin1(text, static_cast<int>(end - text));
 }
 
 } // namespace

@@ -15,18 +15,16 @@ VrelApiManagerPrivate::VrelApiManagerPrivate(IVrelAPI* vendorApi, VrelManager* i
 
 void VrelApiManagerPrivate::acquire()
 {
-    VrelMutexLocker const lock(mutex);
-    ++refCount;
+    refCount.fetch_add(1, std::memory_order_relaxed);
 }
 
 void VrelApiManagerPrivate::release()
 {
-    {
-        VrelMutexLocker const lock(mutex);
-        if (--refCount != 0)
-            return;
-        reportRelease();
-    }
+    // The last user finds itself alone without an atomic subtraction: only users make further users.
+    if (refCount.load(std::memory_order_acquire) != 1 &&
+        refCount.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
+    reportRelease();
     delete this;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QMutex>
-
+#include <atomic>
 #include <memory>
 
 class IVrelAPI;
@@ -31,7 +30,6 @@ private:
     IVrelAPI* api;
     VrelManager* manager;
     void (VrelManager::*releaseCallback)();
-    int refCount = 1; ///< changed only under mutex
-    QMutex mutex;
+    std::atomic<int> refCount{1};                ///< handles sharing this state
     std::shared_ptr<VrelManagerLife> const life; ///< null without a manager
 };

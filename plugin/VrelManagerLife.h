@@ -6,7 +6,7 @@
  * Tells handle states whether their manager is still there. Shared by a manager and the states it issued, so
  * that it outlives them all.
  *
- * Lock order: handle state, this, manager.
+ * Lock order: this, then the manager's mutex.
  */
 struct VrelManagerLife
 {

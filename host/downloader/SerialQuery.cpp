@@ -1,6 +1,7 @@
 #include "host/downloader/SerialQuery.h"
 
 #include "external/LogHandler.h"
+#include "host/common/VendorApi.h"
 #include "plugin/VrelManager.h"
 
 #include <QCommandLineParser>
@@ -25,20 +26,14 @@ std::optional<QString> parseSerialQuery(QStringList const& arguments, QString& e
 std::optional<QString> querySerial(QString const& path, LogHandler const& log)
 {
     VrelManager manager;
-    VrelApiManager api = manager.fetchApi();
-    if (!api) {
-        log.logMessage(1, "The vendor API is not available: another process may be using it");
+    VrelApiManager api = VendorApi::fetch(manager, log);
+    if (!api)
         return std::nullopt;
-    }
-    std::map<QString, QString> devices;
-    QString error;
-    int const result = api.getDeviceList(devices, error);
-    if (result != 0) {
-        log.logMessage(1, QStringLiteral("Cannot list the devices: code %1, '%2'").arg(result).arg(error));
+    auto const devices = VendorApi::list(api, log);
+    if (!devices)
         return std::nullopt;
-    }
-    auto const device = devices.find(path);
-    if (device == devices.end()) {
+    auto const device = devices->find(path);
+    if (device == devices->end()) {
         log.logMessage(1, QStringLiteral("There is no device at the USB path '%1'").arg(path));
         return std::nullopt;
     }

@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <iterator>
+
 namespace {
 
 QLatin1String const kLevel("level");
@@ -12,11 +14,24 @@ QLatin1String const kText("text");
 QLatin1String const kLabel("label");
 QLatin1String const kValue("value");
 
+/** Words by level; progress speaks for itself. */
+constexpr char const* kLevelWords[] = {"fatal: ", "error: ", "warning: ", "", "trace: ", "raw: "};
+
 } // namespace
 
 QString toText(LogLine const& line)
 {
     return line.isLabelled ? line.label + line.value : line.text;
+}
+
+QString toReadableText(LogLine const& line)
+{
+    QString text;
+    if (line.level >= 0 && line.level < static_cast<int>(std::size(kLevelWords)))
+        text += QLatin1String(kLevelWords[line.level]);
+    if (!line.prefix.isEmpty())
+        text += line.prefix + QStringLiteral(": ");
+    return text + toText(line);
 }
 
 QByteArray toJson(LogLine const& line)
@@ -27,6 +42,11 @@ QByteArray toJson(LogLine const& line)
         json.insert(kValue, line.value);
     } else {
         json.insert(kText, line.text);
+    }
+    if (line.device) {
+        json.insert(QLatin1String("serial"), line.device->serial);
+        json.insert(QLatin1String("path"),
+                    line.device->path.isNull() ? QJsonValue() : QJsonValue(line.device->path));
     }
     return QJsonDocument(json).toJson(QJsonDocument::Compact);
 }

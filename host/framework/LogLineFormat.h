@@ -7,12 +7,15 @@
 
 #include <optional>
 
-/** A line as the text a person reads, without level, name or prefix; label and value stand side by side. */
+/** A line's text, without level, name or prefix; label and value stand side by side. */
 HOST_EXPORT QString toText(LogLine const& line);
+
+/** The same for a person to read: behind the prefix and a word for the level, unless that is progress. */
+HOST_EXPORT QString toReadableText(LogLine const& line);
 
 /**
  * A line as one object of compact JSON: "level", "name", "prefix" and "text", or "label" and "value" in place
- * of "text".
+ * of "text"; with a device, also "serial" and "path", which is null when it is not known.
  */
 HOST_EXPORT QByteArray toJson(LogLine const& line);
 

@@ -6,8 +6,16 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 constexpr Logger::LogLevel kHighestLogLevel = 5;
+
+/** The device that a line belongs to. */
+struct DeviceName
+{
+    QString serial;
+    QString path; ///< USB path; null when it is not known
+};
 
 /** One logged line. */
 struct LogLine
@@ -19,6 +27,7 @@ struct LogLine
     QString text;  ///< of a line logged as one text; may itself hold several lines
     QString label; ///< of a line logged with label and value
     QString value;
+    std::optional<DeviceName> device = {}; ///< set by a sink that knows it
 };
 
 /** Receives every line, on the thread that logs it; several threads may log at once. */

@@ -2,24 +2,22 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "host/common/ExitCode.h"
-#include "host/common/InProcessRun.h"
 #include "host/framework/JsonText.h"
 #include "host/framework/LogLineWriter.h"
 #include "host/tool/RequestReader.h"
-#include "host/tool/RequestRunner.h"
+#include "host/tool/RigCommand.h"
+#include "host/tool/RunCommand.h"
+#include "host/tool/RunOptions.h"
 #include "host/tool/ScanCommand.h"
 #include "host/tool/ScanReport.h"
+#include "host/tool/TerminalLog.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
-#include <optional>
 
 namespace {
 
@@ -52,22 +50,13 @@ int subcommandPosition(QStringList const& arguments)
     return position;
 }
 
-QList<QCommandLineOption> runOptions()
-{
-    return {
-        QCommandLineOption(QStringLiteral("sn"), QString(), QStringLiteral("SERIAL")),
-        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH")),
-        QCommandLineOption(QStringLiteral("timeout"), QString(), QStringLiteral("MS"),
-                           QStringLiteral("60000")),
-        QCommandLineOption(QStringLiteral("dry-run")),
-    };
-}
-
 QList<QCommandLineOption> scanOptions()
 {
     return {
         QCommandLineOption(QStringLiteral("sysfs"), QString(), QStringLiteral("DIR"),
                            QStringLiteral("/sys/bus/usb/devices")),
+        QCommandLineOption(QStringLiteral("dev"), QString(), QStringLiteral("DIR"),
+                           QStringLiteral("/dev/bus/usb")),
         QCommandLineOption(QStringLiteral("serial-from"), QString(), QStringLiteral("api|exe"),
                            QStringLiteral("api")),
         QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH"),
@@ -76,18 +65,14 @@ QList<QCommandLineOption> scanOptions()
     };
 }
 
+QList<QCommandLineOption> rigOptions()
+{
+    return {QCommandLineOption(QStringLiteral("devices"), QString(), QStringLiteral("N"))};
+}
+
 QList<QCommandLineOption> noOptions()
 {
     return {};
-}
-
-std::optional<int> parseTimeout(QString const& text)
-{
-    bool isNumber = false;
-    int const timeout = text.toInt(&isNumber);
-    if (!isNumber || timeout < RequestRunner::kNoTimeout)
-        return std::nullopt;
-    return timeout;
 }
 
 } // namespace
@@ -95,7 +80,7 @@ std::optional<int> parseTimeout(QString const& text)
 struct HostTool::Subcommand
 {
     char const* name;
-    char const* argument; ///< the one positional argument; null without one
+    char const* arguments; ///< the positional arguments, separated by blanks
     QList<QCommandLineOption> (*options)();
     int (HostTool::*carryOut)();
     char const* synopsis;
@@ -103,19 +88,23 @@ struct HostTool::Subcommand
 };
 
 HostTool::Subcommand const HostTool::kSubcommands[] = {
-    {"version", nullptr, noOptions, &HostTool::showVersion, "version",
+    {"version", "", noOptions, &HostTool::showVersion, "version",
      "versions of library and vendor API, build date"},
-    {"usages", nullptr, noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
+    {"usages", "", noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
     {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
     {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
      "parameters that a request holds, as JSON"},
-    {"run", "REQUEST", runOptions, &HostTool::runRequest,
-     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]",
-     "carries a request out: in-process, or with --exe by the downloader at "
-     "PATH"},
-    {"scan", nullptr, scanOptions, &HostTool::scanDevices,
-     "scan [--sysfs DIR] [--serial-from api|exe] [--exe PATH] [--json]",
+    {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
+     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]\n"
+     "  run REQUEST [--all] [--sn SERIAL ...] [--path USB-PATH ...] [--jobs N] [--json]\n"
+     "      [--exe PATH] [--timeout MS] [--dry-run]",
+     "carries a request out: in-process, or with --exe by the downloader at PATH; in the second form on many "
+     "devices,\n      N at a time, with a table of results"},
+    {"scan", "", scanOptions, &HostTool::scanDevices,
+     "scan [--sysfs DIR] [--dev DIR] [--serial-from api|exe] [--exe PATH] [--json]",
      "USB devices, those that the library serves with their serial numbers"},
+    {"rig", "create DIR", rigOptions, &HostTool::createRig, "rig create DIR --devices N",
+     "makes a rig with N emulated devices in a new or empty directory"},
 };
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
@@ -123,8 +112,10 @@ HostTool::HostTool(std::FILE* output, std::FILE* log)
     , m_logStream(log)
 {
     m_log.setName(QStringLiteral("vrelhost"));
-    setLogSink(makeLogLineWriter(m_logStream, LogFormat::Text, kDefaultLogLevel));
+    setLog(LogFormat::Text, kDefaultLogLevel);
 }
+
+HostTool::~HostTool() = default;
 
 int HostTool::run(QStringList arguments)
 {
@@ -150,14 +141,13 @@ int HostTool::run(QStringList arguments)
         QString const cause = m_parser.errorText();
         return reject(cause.endsWith(QLatin1Char('.')) ? cause.chopped(1) : cause);
     }
-    int const expected = subcommand->argument == nullptr ? 0 : 1;
-    int const given = m_parser.positionalArguments().size();
-    if (given < expected)
-        return reject(
-            QStringLiteral("%1 needs the argument %2").arg(name, QLatin1String(subcommand->argument)));
-    if (given > expected)
-        return reject(
-            QStringLiteral("Unexpected argument '%1'").arg(m_parser.positionalArguments().at(expected)));
+    QStringList const expected =
+        QString::fromLatin1(subcommand->arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    QStringList const given = m_parser.positionalArguments();
+    if (given.size() < expected.size())
+        return reject(QStringLiteral("%1 needs the argument %2").arg(name, expected.at(given.size())));
+    if (given.size() > expected.size())
+        return reject(QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size())));
     return (this->*subcommand->carryOut)();
 }
 
@@ -175,8 +165,9 @@ QString HostTool::help()
     for (Subcommand const& entry : kSubcommands)
         text += QStringLiteral("\n  %1\n      %2\n")
                     .arg(QLatin1String(entry.synopsis), QLatin1String(entry.help));
-    text += QStringLiteral("\nREQUEST is the path of a JSON file, - for standard "
-                           "input, or the JSON text itself.\n");
+    text +=
+        QStringLiteral("\nREQUEST is the path of a JSON file, - for standard input, or the JSON text "
+                       "itself.\nIts texts may hold {serial} and {path}, which stand for the device's.\n");
     return text;
 }
 
@@ -192,15 +183,32 @@ bool HostTool::applyLogOptions()
         return false;
     }
     LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
-    setLogSink(makeLogLineWriter(m_logStream, logFormat, kDefaultLogLevel));
+    setLog(logFormat, kDefaultLogLevel);
     if (!isNumber || level < 0 || level > kHighestLogLevel) {
         reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
                    .arg(kHighestLogLevel)
                    .arg(levelText));
         return false;
     }
-    setLogSink(makeLogLineWriter(m_logStream, logFormat, level));
+    setLog(logFormat, level);
     return true;
+}
+
+void HostTool::setLog(LogFormat format, Logger::LogLevel maxLevel)
+{
+    m_terminal.reset();
+    if (format == LogFormat::Text && TerminalLog::isTerminal(m_logStream))
+        m_terminal = std::make_shared<TerminalLog>(m_logStream, maxLevel);
+    if (m_terminal)
+        setLogSink([terminal = m_terminal](LogLine const& line) { terminal->write(line); });
+    else
+        setLogSink(makeLogLineWriter(m_logStream, format, maxLevel));
+}
+
+void HostTool::showWork(bool isShown)
+{
+    if (m_terminal)
+        m_terminal->showWork(isShown);
 }
 
 int HostTool::showVersion()
@@ -237,36 +245,24 @@ int HostTool::showParameters()
 
 int HostTool::runRequest()
 {
-    auto const timeout = parseTimeout(m_parser.value(QStringLiteral("timeout")));
-    if (!timeout)
-        return reject(QStringLiteral("--timeout is a number of milliseconds from 0 "
-                                     "to %1, or -1 for no limit")
-                          .arg(std::numeric_limits<int>::max()));
     QString error;
+    auto const options = RunOptions::read(m_parser, error);
+    if (!options)
+        return reject(error);
     auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
     if (!request)
         return reject(QStringLiteral("Cannot read the request '%1': %2")
                           .arg(m_parser.positionalArguments().constFirst(), error));
-
-    bool const isDryRun = m_parser.isSet(QStringLiteral("dry-run"));
-    bool const isInProcess = !isDryRun && !m_parser.isSet(QStringLiteral("exe"));
-    std::optional<VrelManager> manager; // only where the vendor API is used: it gives a hold back at its end
-    if (isInProcess)
-        manager.emplace();
-    VrelFlashUtils command;
-    if (!command.parseArguments(*request, m_log))
-        return ExitRejected;
-
-    QString const serial = m_parser.value(QStringLiteral("sn"));
-    RequestRunner runner(command, serial, m_log);
-    if (isDryRun) {
-        QJsonArray const arguments = QJsonArray::fromStringList(runner.downloaderArguments());
-        return print(QJsonDocument(arguments).toJson(QJsonDocument::Compact) + '\n');
-    }
-    bool const succeeded = isInProcess
-                               ? runInProcess(*manager, command, serial, m_log)
-                               : runner.runDownloader(m_parser.value(QStringLiteral("exe")), *timeout);
-    return succeeded ? ExitSuccess : ExitFailure;
+    showWork(true);
+    auto const showProgress = [this](int done, int total) {
+        if (m_terminal)
+            m_terminal->showProgress(done, total);
+    };
+    RunCommand::Result const result = RunCommand(*options, *request, m_log, showProgress).run();
+    showWork(false);
+    if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
+        return ExitFailure;
+    return result.exitCode;
 }
 
 int HostTool::scanDevices()
@@ -278,13 +274,31 @@ int HostTool::scanDevices()
         return reject(QStringLiteral("--sysfs is the path of a directory, not empty"));
     if (!isFromApi && source != QLatin1String("exe"))
         return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
-    ScanCommand const scan(root, isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
+    ScanCommand const scan(root, m_parser.value(QStringLiteral("dev")),
+                           isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
                            m_parser.value(QStringLiteral("exe")), m_log);
+    showWork(true);
     auto const devices = scan.run();
+    showWork(false);
     if (!devices)
         return ExitFailure;
     return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)
                                                         : ScanReport::toTable(*devices));
+}
+
+int HostTool::createRig()
+{
+    QString const action = m_parser.positionalArguments().at(0);
+    QString const directory = m_parser.positionalArguments().at(1);
+    bool isNumber = false;
+    int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
+    if (action != QLatin1String("create"))
+        return reject(QStringLiteral("A rig can be created, not '%1'").arg(action));
+    if (directory.isEmpty())
+        return reject(QStringLiteral("The rig's directory has a name that is not empty"));
+    if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
+        return reject(QStringLiteral("--devices is a number from 1 to %1").arg(RigCommand::kMostDevices));
+    return RigCommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
 }
 
 int HostTool::reject(QString const& cause)

@@ -6,6 +6,10 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <memory>
+
+class TerminalLog;
+enum class LogFormat;
 
 /** The command-line host: parses its arguments and carries out one subcommand. */
 class HostTool
@@ -13,6 +17,10 @@ class HostTool
 public:
     /** @param output takes results; log lines go to `log` */
     HostTool(std::FILE* output, std::FILE* log);
+    ~HostTool();
+
+    HostTool(HostTool const&) = delete;
+    HostTool& operator=(HostTool const&) = delete;
 
     /** @param arguments without the program's name; returns the exit code */
     int run(QStringList arguments);
@@ -25,12 +33,15 @@ private:
     static QString help();
 
     bool applyLogOptions();
+    void setLog(LogFormat format, Logger::LogLevel maxLevel);
+    void showWork(bool isShown);
     int showVersion();
     int showUsages();
     int showTypes();
     int showParameters();
     int runRequest();
     int scanDevices();
+    int createRig();
 
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);
@@ -39,6 +50,8 @@ private:
 
     std::FILE* m_output;
     std::FILE* m_logStream;
+    std::shared_ptr<TerminalLog>
+        m_terminal; ///< shared with the sink; null when the log is no text on a terminal
     LogHandler m_log;
     QCommandLineParser m_parser;
 };

@@ -3,6 +3,8 @@
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
 #include "host/common/ExecutableFault.h"
+#include "host/tool/InterruptibleRunner.h"
+#include "host/tool/Interruption.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -27,10 +29,12 @@ public:
 
 } // namespace
 
-RequestRunner::RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log)
+RequestRunner::RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log,
+                             Interruption const* interruption)
     : m_command(command)
     , m_serial(std::move(serial))
     , m_log(log)
+    , m_interruption(interruption)
 {
 }
 
@@ -47,15 +51,27 @@ bool RequestRunner::runDownloader(QString const& exe, int timeout)
     // A negative time-out keeps its meaning in the low bits.
     // An absolute path, since a bare name would be looked up in PATH.
     QString const file = QFileInfo(exe).absoluteFilePath();
-    if (m_command.run(file, m_serial, m_log, static_cast<unsigned long long>(timeout)))
+    if (run(file, static_cast<unsigned long long>(timeout)))
         return true;
-    if (timeout != kNoTimeout && timer.hasExpired(timeout))
+    if (m_interruption != nullptr && m_interruption->isRequested())
+        m_log.logMessage(1, "The downloader was ended: the run was interrupted");
+    else if (timeout != kNoTimeout && timer.elapsed() >= timeout)
         m_log.logMessage(1, QStringLiteral("The downloader did not finish within %1 ms and was ended; "
                                            "--timeout gives it more time")
                                 .arg(timeout));
     else
         m_log.logMessage(1, QStringLiteral("The downloader '%1' failed; see its lines above").arg(exe));
     return false;
+}
+
+bool RequestRunner::run(QString const& exe, unsigned long long timeout)
+{
+    if (m_interruption == nullptr)
+        return m_command.run(exe, m_serial, m_log, timeout);
+    QProcess process;
+    InterruptibleRunner runner(*m_interruption);
+    m_command.commonRun(process, exe, m_serial, m_log, runner, timeout);
+    return runner.success;
 }
 
 QStringList RequestRunner::downloaderArguments()

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+class Interruption;
 class LogHandler;
 class VrelFlashUtils;
 
@@ -15,16 +16,21 @@ public:
     /** Waits without limit. */
     static constexpr int kNoTimeout = -1;
 
-    /** @param timeout milliseconds, or kNoTimeout */
-    RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log);
+    /** @param interruption ends a downloader; null leaves all to the library */
+    RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log,
+                  Interruption const* interruption = nullptr);
 
+    /** @param timeout milliseconds, or kNoTimeout */
     bool runDownloader(QString const& exe, int timeout);
 
     /** The downloader's arguments; runs nothing. */
     QStringList downloaderArguments();
 
 private:
+    bool run(QString const& exe, unsigned long long timeout);
+
     VrelFlashUtils& m_command;
     QString const m_serial;
     LogHandler& m_log;
+    Interruption const* const m_interruption;
 };

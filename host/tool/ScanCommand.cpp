@@ -7,6 +7,8 @@
 #include "external/DevicePropertyManager.h"
 #include "external/LogHandler.h"
 #include "host/common/ExecutableFault.h"
+#include "host/common/VendorApi.h"
+#include "host/tool/DeviceNode.h"
 #include "host/tool/DownloaderStarter.h"
 #include "host/tool/UsbScanner.h"
 #include "plugin/VrelManager.h"
@@ -41,8 +43,9 @@ QString querySerial(DevicePropertyManagerAllocatorBase& allocator, DummyDevice c
 
 } // namespace
 
-ScanCommand::ScanCommand(QString root, SerialSource source, QString exe, LogHandler const& log)
+ScanCommand::ScanCommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log)
     : m_root(std::move(root))
+    , m_nodes(std::move(nodes))
     , m_source(source)
     , m_exe(std::move(exe))
     , m_log(log)
@@ -60,6 +63,9 @@ std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
         return std::nullopt;
     if (m_source == SerialSource::Exe)
         api = VrelApiManager(); // for the downloader to take
+    VendorApi::DeviceList listed;
+    if (api.getDeviceList(listed) == 0)
+        VendorApi::warnOfFullList(listed, m_log);
     claimDevices(manager, *devices);
     return identify(manager, *devices);
 }
@@ -83,10 +89,19 @@ std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
     for (DummyDevice const& record : devices) {
         bool const isClaimed = record.isClaimed != 0;
         QString const serial = querySerial(allocator, record);
-        if (isClaimed && serial.isNull())
-            m_log.logMessage(2, QStringLiteral("No serial number for the device at %1: %2")
-                                    .arg(pathOf(record), missingSerialCause(manager)));
-        result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial});
+        bool isDenied = false;
+        if (isClaimed && serial.isNull()) {
+            QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
+            isDenied = DeviceNode::isDenied(node);
+            m_log.logMessage(
+                2, QStringLiteral("No serial number for the device at %1: %2")
+                       .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
+                                                                      "install the udev rules that come with "
+                                                                      "the tools, or scan with more rights")
+                                                           .arg(node)
+                                                     : missingSerialCause(manager)));
+        }
+        result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
     return result;
 }

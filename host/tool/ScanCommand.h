@@ -27,9 +27,10 @@ public:
 
     /**
      * @param root as for UsbScanner
+     * @param nodes directory of the device nodes, BUS/DEVICE of three digits each
      * @param exe the downloader; run for SerialSource::Exe only
      */
-    ScanCommand(QString root, SerialSource source, QString exe, LogHandler const& log);
+    ScanCommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log);
 
     /**
      * The devices in the order of their paths. A claimed device without a serial number is listed all the
@@ -44,6 +45,7 @@ private:
     QString missingSerialCause(VrelManager& manager) const;
 
     QString const m_root;
+    QString const m_nodes;
     SerialSource const m_source;
     QString const m_exe;
     LogHandler const& m_log;

@@ -11,5 +11,6 @@ struct ScannedDevice
     std::uint16_t vendorId = 0;
     std::uint16_t productId = 0;
     bool isClaimed = false;
-    QString serial; ///< null when it is not known
+    QString serial;        ///< null when it is not known
+    bool isDenied = false; ///< not known, and there is no permission to use the device
 };

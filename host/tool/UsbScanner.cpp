@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -47,6 +49,16 @@ std::vector<Name> deviceNames(fs::path const& root, std::error_code& error)
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+/** Whether the files of an entry are there, but not for this user. */
+bool isDenied(fs::path const& entry)
+{
+    for (char const* const name : {"idVendor", "idProduct"}) {
+        if (::access((entry / name).c_str(), R_OK) != 0 && errno == EACCES)
+            return true;
+    }
+    return false;
 }
 
 /** A file of four hexadecimal digits and at most a line end. */
@@ -95,8 +107,12 @@ std::optional<std::list<DummyDevice>> UsbScanner::scan() const
         auto const vendor = readId(root / name / "idVendor");
         auto const product = readId(root / name / "idProduct");
         if (!vendor || !product) {
-            m_log.logMessage(
-                2, QStringLiteral("'%1' is left out: it has no readable idVendor and idProduct").arg(text));
+            m_log.logMessage(2, QStringLiteral("'%1' is left out: %2")
+                                    .arg(text, isDenied(root / name)
+                                                   ? QStringLiteral("no permission to read its idVendor and "
+                                                                    "idProduct; scan with more rights")
+                                                   : QStringLiteral("it has no readable idVendor and "
+                                                                    "idProduct")));
             continue;
         }
         DummyDevice& device = devices.emplace_back();

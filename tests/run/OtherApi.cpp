@@ -1,9 +1,10 @@
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 /**
  * A vendor library as another compiler might have built it: nothing but a table of functions. Its version
- * shows that it was taken.
+ * shows that it was taken. OTHER_SECOND in the environment adds a second device with this serial number.
  */
 namespace {
 
@@ -23,13 +24,20 @@ extern "C" int refuse()
 
 extern "C" int listDevices(Object* /*self*/, unsigned char* list, char* /*error*/)
 {
-    std::uint32_t const count = 1;
+    char const* const second = std::getenv("OTHER_SECOND");
+    std::uint32_t const count = second == nullptr ? 1 : 2;
     std::int32_t const portCount = 2;
     unsigned char const location[] = {7, 1, 5};
     std::memcpy(list, &count, sizeof count);
     std::memcpy(list + 4, "OTHER1", sizeof "OTHER1");
     std::memcpy(list + 0xC08, location, sizeof location);
     std::memcpy(list + 0xC08 + 8, &portCount, sizeof portCount);
+    if (second != nullptr) {
+        unsigned char const nextLocation[] = {7, 1, 6};
+        std::strncpy(reinterpret_cast<char*>(list + 4 + 128), second, 127);
+        std::memcpy(list + 0xC08 + 2080, nextLocation, sizeof nextLocation);
+        std::memcpy(list + 0xC08 + 2080 + 8, &portCount, sizeof portCount);
+    }
     return 0;
 }
 

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -131,6 +132,51 @@ TEST_F(ScanTest, NamesAndFilesOfTheTreeMayBeAnything)
     QByteArray const table = scan({}, "usb").output;
     EXPECT_EQ(table.count('\n'), 9);
     EXPECT_FALSE(table.contains('\x1B'));
+}
+
+TEST_F(ScanTest, WhatMayNotBeReadIsToldWithTheWayOut)
+{
+    addEntry("1-1", "2c4e\n", "3d40\n");
+    write("usb/1-1/busnum", "1\n");
+    write("usb/1-1/devnum", "42\n");
+    addEntry("1-2", "2c4e\n", "3d40\n");
+    addEntry("1-3", "2c4e\n", "3d40\n");
+    ASSERT_TRUE(QDir().mkpath(path("dev/001")));
+    write("dev/001/042", "");
+    QFile::setPermissions(path("dev/001/042"), QFileDevice::ReadOwner | QFileDevice::ReadOther);
+    QFile::setPermissions(path("usb/1-3/idProduct"), {});
+
+    // To the superuser nothing is denied.
+    bool const isSuperuser = ::geteuid() == 0;
+    QStringList const other = options({"--reuid=65534", "--regid=65534", "--clear-groups"});
+    QFile::setPermissions(m_directory.path(), QFile::permissions(m_directory.path()) |
+                                                  QFileDevice::ReadOther | QFileDevice::ExeOther);
+    if (isSuperuser && execute("setpriv", other + options({"test", "-x", VREL_HOST_TOOL})).exitCode != 0)
+        GTEST_SKIP() << "no other user may run " VREL_HOST_TOOL;
+    auto const scanAsUser = [&](QStringList const& more) {
+        QStringList const arguments =
+            options({"--log-format", "json", "scan", "--sysfs", "usb", "--dev", "dev"}) + more;
+        return isSuperuser ? execute("setpriv", other + options({VREL_HOST_TOOL}) + arguments)
+                           : execute(VREL_HOST_TOOL, arguments);
+    };
+    Outcome const outcome = scanAsUser({});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.output.toStdString(), "PATH  ID         CLAIMED  SERIAL\n"
+                                            "1-1   2c4e:3d40  yes      (no permission)\n"
+                                            "1-2   2c4e:3d40  yes      -\n");
+    ASSERT_EQ(outcome.lines().size(), 3) << outcome.log.toStdString();
+    EXPECT_EQ(outcome.lines().at(0),
+              QStringLiteral("2 '1-3' is left out: no permission to read its idVendor and "
+                             "idProduct; scan with more rights"));
+    EXPECT_EQ(outcome.lines().at(1),
+              QStringLiteral(
+                  "2 No serial number for the device at 1-1: no permission to use its node 'dev/001/042'; "
+                  "install the udev rules that come with the tools, or scan with more rights"));
+    EXPECT_TRUE(outcome.lines().at(2).startsWith(
+        QLatin1String("2 No serial number for the device at 1-2: the vendor")));
+    EXPECT_TRUE(scanAsUser(options({"--json"}))
+                    .output.startsWith(
+                        R"([{"path":"1-1","vendor":11342,"product":15680,"claimed":true,"serial":null},)"));
 }
 
 TEST_F(ScanTest, AnEmptyOrAbsentTreeIsNoErrorButAnUnreadableOneIs)

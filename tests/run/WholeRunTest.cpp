@@ -308,6 +308,9 @@ TEST_F(WholeRunTest, AnotherVendorLibraryIsTakenWithoutARebuild)
     EXPECT_EQ(runRequest(erase, {}).lines(),
               options({"3 RuX module version: 513", "3 Starting ERASE TOKEN procedure", "3 fw.bin",
                        "3 0A1B2C3D", "1 slot nine"}));
+    EXPECT_TRUE(host(options({"run"}) + QStringList(erase) + options({"--path", "7-1.5", "--json"}))
+                    .output.startsWith(R"([{"serial":"OTHER1","path":"7-1.5","result":"failure",)"));
+    EXPECT_EQ(host(options({"rig", "create", "made", "--devices", "1"})).exitCode, 0);
 }
 
 TEST_F(WholeRunTest, DownloadersThatFailAreExplainedInTime)

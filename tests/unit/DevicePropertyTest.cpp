@@ -316,6 +316,7 @@ TEST_F(DevicePropertyTest, AllocatorFreesItsToolAndItsManagersAlone)
     };
     DummyDevice const record = recoveryRecord();
     Device served(record);
+    CountingTool::freed() = 0;
     {
         auto* const counting = new CountingTool;
         counting->script = QStringLiteral("echo AB12");

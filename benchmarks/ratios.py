@@ -1,0 +1,67 @@
+"""Prints the ratio of each pair of benchmarks as a Markdown table.
+
+Reads what vrelbench writes with --benchmark_format=json on standard input. A pair is named ROW/library and
+ROW/yardstick; of repeated runs the medians count.
+"""
+
+import json
+import statistics
+import sys
+
+# name, what, yardstick, ratio to reach
+ROWS = [
+    ("raw_dump", '`rawDump` of 64 KiB, offsets, 16 a line, " "',
+     "`QString::fromLatin1(QByteArray::toHex(' '))` of the same bytes", 1.0),
+    ("emmc_report", "whole eMMC report", "`rawDump` of its 532 raw bytes", 4),
+    ("erasetoken", "parse and run of erasetoken, API that does nothing, sink that drops",
+     "opening, reading and closing the module, and the bare API call", 2),
+    ("module_version", "version of a module of 1 GiB (sparse file)", "of 132 bytes", 1.1),
+    ("fetch_api", "`fetchApi` and drop of the handle",
+     "two lock/unlock pairs of a `QMutex` with a new and a delete between", 2),
+    ("device_list", "`getDeviceList` with 24 devices", "building the same `std::map<QString, QString>` by hand", 1.5),
+    ("filter_scale", "`filterDevices` per device at 100,000 devices", "per device at 1,000", 1.5),
+    ("filter_claimed", "`filterDevices` with every second of 1,000 devices claimed",
+     "copying and erasing the same list elements with nothing else", 1.3),
+    ("out_of_process", "out-of-process run", "`QProcess` start and wait of the same executable and arguments", 1.05),
+    ("load_library", "a process that loads the library and creates a manager",
+     "the same process linked to Qt Core alone", 1.2),
+]
+NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def nanoseconds(run):
+    """What one iteration took, or one item where a benchmark counts items."""
+    if "items_per_second" in run:
+        return 1e9 / run["items_per_second"]
+    # Time of the clock counts where a benchmark says so: it waits for others, or measures a part by itself.
+    is_real = run["name"].endswith(("/real_time", "/manual_time"))
+    return run["real_time" if is_real else "cpu_time"] * NANOSECONDS[run["time_unit"]]
+
+
+def readable(time):
+    for unit, size in (("ms", 1e6), ("µs", 1e3)):
+        if time >= size:
+            return f"{time / size:.3g} {unit}"
+    return f"{time:.3g} ns"
+
+
+def main():
+    times = {}
+    for run in json.load(sys.stdin)["benchmarks"]:
+        if run.get("error_occurred"):
+            sys.exit(f"{run['name']}: {run['error_message']}")
+        if run["run_type"] == "iteration":
+            row, side = run["name"].split("/")[:2]
+            times.setdefault((row, side), []).append(nanoseconds(run))
+    medians = {key: statistics.median(values) for key, values in times.items()}
+
+    print("| what | yardstick | library | yardstick takes | ratio | to reach |")
+    print("|---|---|--:|--:|--:|--:|")
+    for row, what, yardstick, limit in ROWS:
+        if (row, "library") not in medians or (row, "yardstick") not in medians:
+            continue
+        ours, theirs = medians[row, "library"], medians[row, "yardstick"]
+        print(f"| {what} | {yardstick} | {readable(ours)} | {readable(theirs)} | {ours / theirs:.2f} | ≤ {limit} |")
+
+
+main()

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "plugin/VrelApiManager.h"
+
+#include <QString>
+
+#include <map>
+#include <optional>
+
+class LogHandler;
+class VrelManager;
+
+/** What the command-line tools ask of the vendor API, and what they say when it fails them. */
+namespace VendorApi {
+
+/** USB path → serial number. */
+using DeviceList = std::map<QString, QString>;
+
+/** A handle; one that tests false has been logged at level 1. */
+VrelApiManager fetch(VrelManager& manager, LogHandler const& log);
+
+/** The devices that the vendor API lists; nothing, with the cause logged at level 1, when it does not. */
+std::optional<DeviceList> list(VrelApiManager& api, LogHandler const& log);
+
+/** Says at level 2 that there may be more devices, when the list holds as many as it can. */
+void warnOfFullList(DeviceList const& devices, LogHandler const& log);
+
+} // namespace VendorApi

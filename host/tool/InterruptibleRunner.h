@@ -1,0 +1,18 @@
+#pragma once
+
+#include "commands/VrelFlashUtils.h"
+
+class Interruption;
+
+/** Runs a downloader, and kills it when its time is over or an end was asked for, however much it prints. */
+class InterruptibleRunner : public VrelFlashUtils::ExeRunner
+{
+public:
+    explicit InterruptibleRunner(Interruption const& interruption);
+
+    void run(QProcess& process, QString const& exe, QStringList const& args,
+             unsigned long long timeout) override;
+
+private:
+    Interruption const& m_interruption;
+};
