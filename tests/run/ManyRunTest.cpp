@@ -12,9 +12,7 @@
 
 namespace {
 
-QString const kWrite =
-    QStringLiteral(R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})");
-QString const kRead = QStringLiteral(
+QString const kReadEach = QStringLiteral(
     R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back-{serial}-{path}.bin", "slot": 3})");
 
 class ManyRunTest : public ToolFixture
@@ -162,19 +160,19 @@ TEST_F(ManyRunTest, AllDevicesAreServedAtOnceAndEveryLineTellsItsDevice)
     QStringList const named =
         options({"--path", "1-3.8", "--sn", "VREL0002", "--sn", "VREL0024", "--path", "1-1.2"});
     EXPECT_EQ(
-        run(kRead, named + options({"--dry-run"})).output,
+        run(kReadEach, named + options({"--dry-run"})).output,
         R"(["--command","readtoken","--sn","VREL0024","--fw_rux","fw.bin","--path","back-VREL0024-1-3.8.bin","--slot","3"])"
         "\n"
         R"(["--command","readtoken","--sn","VREL0002","--fw_rux","fw.bin","--path","back-VREL0002-1-1.2.bin","--slot","3"])"
         "\n");
-    Outcome const table = execute(VREL_HOST_TOOL, options({"run"}) + QStringList(kRead) + named);
+    Outcome const table = execute(VREL_HOST_TOOL, options({"run"}) + QStringList(kReadEach) + named);
     EXPECT_EQ(table.output.count('\n'), 3);
     EXPECT_TRUE(
         table.output.startsWith("PATH   SERIAL    RESULT   SECONDS  ERROR\n1-3.8  VREL0024  success  "));
     EXPECT_TRUE(table.log.contains("1-1.2 VREL0002: READ TOKEN procedure success\n"));
     EXPECT_EQ(read("back-VREL0024-1-3.8.bin"), read("token.bin"));
     // One device without other options stays silent but has its placeholders filled.
-    Outcome const single = run(kRead, options({"--sn", "VREL0005"}));
+    Outcome const single = run(kReadEach, options({"--sn", "VREL0005"}));
     EXPECT_EQ(single.exitCode, 0);
     EXPECT_EQ(single.output, QByteArray());
     EXPECT_FALSE(single.log.contains("\"serial\""));
@@ -208,7 +206,7 @@ TEST_F(ManyRunTest, DownloadersComeOneAfterAnother)
 esac
 exec )" VREL_DOWNLOADER R"( "$@")");
     QStringList const byPath = options({"--all", "--json", "--timeout", "3000", "--exe"}) << exe;
-    Outcome const outcome = run(kRead, byPath);
+    Outcome const outcome = run(kReadEach, byPath);
     EXPECT_EQ(outcome.exitCode, 1);
     QStringList lines = summary(outcome);
     ASSERT_EQ(lines.size(), 3);
@@ -313,9 +311,10 @@ TEST_F(ManyRunTest, WhatCannotBeRunOnEveryDeviceIsRunOnNone)
         {QStringList(kWrite) << options({"--sn", "VREL0001", "--sn", ""}), "not empty"},
         {QStringList(kWrite) << options({"--path", "1-1.1", "--path", "9-9"}),
          "USB path '9-9'; vrelhost scan"},
-        {QStringList(kRead), "no device is named"},
-        {QStringList(kRead) << options({"--sn", "VREL0001", "--sn", "absent"}), "lists no device 'absent'"},
-        {QStringList(kRead) << options({"--sn", "../../VREL0001", "--exe", VREL_DOWNLOADER}),
+        {QStringList(kReadEach), "no device is named"},
+        {QStringList(kReadEach) << options({"--sn", "VREL0001", "--sn", "absent"}),
+         "lists no device 'absent'"},
+        {QStringList(kReadEach) << options({"--sn", "../../VREL0001", "--exe", VREL_DOWNLOADER}),
          "'../../VREL0001'"},
         {options({"{\"command\": \"erasetoken\"}", "--all"}), "Missing value for fw_rux"},
     };

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr unsigned short kColumns = 40;
-constexpr char const* kErase = "\r\x1b[K";
+constexpr char const* kEraseLine = "\r\x1b[K";
 
 char const* const kRequest = R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})";
 
@@ -73,7 +73,7 @@ TEST_F(TerminalTest, ShowsWorkBelowTheLinesAndTakesItAwayAgain)
     for (QByteArray const& line : output.split('\n')) {
         // Each drawing ends where the next, or an erasure, begins.
         QList<QByteArray> parts;
-        for (QString const& part : QString::fromUtf8(line).split(QString::fromUtf8(kErase)))
+        for (QString const& part : QString::fromUtf8(line).split(QString::fromUtf8(kEraseLine)))
             parts << part.toUtf8();
         for (int i = 1; i + 1 < parts.size(); ++i) {
             EXPECT_LT(parts.at(i).size(), kColumns) << parts.at(i).data();
@@ -88,9 +88,9 @@ TEST_F(TerminalTest, ShowsWorkBelowTheLinesAndTakesItAwayAgain)
     // Without what steers, it is what a pipe gets.
     set("NO_COLOR", "1");
     QString text = QString::fromUtf8(onTerminal(options({"run", kRequest, "--sn", "VREL0001"})));
-    EXPECT_TRUE(text.contains(QString::fromUtf8(kErase)));
+    EXPECT_TRUE(text.contains(QString::fromUtf8(kEraseLine)));
     text.remove(QRegularExpression(QStringLiteral("\r\x1b\\[K[0-9.]+ s  [^\r]*(?=\r)")))
-        .remove(QString::fromUtf8(kErase));
+        .remove(QString::fromUtf8(kEraseLine));
     EXPECT_EQ(text.toUtf8(), execute(VREL_HOST_TOOL, options({"run", kRequest, "--sn", "VREL0001"})).log);
 }
 

@@ -15,6 +15,9 @@ using Files = std::map<QString, QByteArray>;
 /** Serial number of a rig's first device, at 1-4.2. */
 constexpr char const* kFirst = "0A1B2C3D";
 
+inline QString const kWrite =
+    QStringLiteral(R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})");
+
 /** Starts the tools on a rig of its own, in a directory of its own. */
 class ToolFixture : public ::testing::Test
 {

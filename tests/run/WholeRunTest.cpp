@@ -16,8 +16,6 @@ QString request(char const* json)
 }
 
 QString const kEnumerate = request(R"({"command": "enumerate"})");
-QString const kWrite =
-    request(R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})");
 QString const kRead =
     request(R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})");
 QString const kErase = request(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
