@@ -1,11 +1,8 @@
 #include "commands/VrelCommand.h"
-#include "commands/VrelFlashUtils.h"
 #include "commands/VrelSetDeviceLifecycleStage.h"
 #include "host/framework/JsonText.h"
-#include "plugin/VrelManager.h"
 #include "tests/support/ArgumentCollector.h"
-#include "tests/support/FakeApi.h"
-#include "tests/support/LogRecorder.h"
+#include "tests/support/CommandRun.h"
 
 #include <gtest/gtest.h>
 
@@ -201,7 +198,7 @@ std::vector<CommandCase> const kCommands = {
      {"3 ", "3 GET CARD INFO procedure success"}},
 };
 
-class CommandTest : public ::testing::TestWithParam<CommandCase>
+class CommandTest : public ::testing::TestWithParam<CommandCase>, protected CommandRun
 {
 protected:
     CommandTest()
@@ -228,21 +225,7 @@ protected:
         return object;
     }
 
-    /** The lines of a run, without the front end's trace line. */
-    Lines run(bool expected)
-    {
-        VrelFlashUtils utils(request(GetParam().request));
-        m_recorder.clear();
-        EXPECT_EQ(utils.run(m_manager.fetchApi(), QStringLiteral("SN"), m_log), expected);
-        Lines lines = m_recorder.lines();
-        lines.erase(lines.begin());
-        return lines;
-    }
-
-    FakeApi m_api;
-    VrelManager m_manager;
-    LogHandler m_log;
-    LogRecorder m_recorder;
+    Lines run(bool expected) { return CommandRun::run(request(GetParam().request), expected); }
 };
 
 Lines operator+(Lines left, Lines const& right)
@@ -494,24 +477,13 @@ TEST(FwRecTest, RecordHoldsTheFilesFirst44Bytes)
 }
 
 /** What single commands add to what all share. */
-class SingleCommandTest : public ::testing::Test
+class SingleCommandTest : public ::testing::Test, protected CommandRun
 {
 protected:
     Lines run(std::string const& request, bool expected, char const* serial = "SN")
     {
-        VrelFlashUtils utils(json(request));
-        m_api.calls.clear();
-        m_recorder.clear();
-        EXPECT_EQ(utils.run(m_manager.fetchApi(), QString::fromUtf8(serial), m_log), expected) << request;
-        Lines lines = m_recorder.lines();
-        lines.erase(lines.begin());
-        return lines;
+        return CommandRun::run(json(request), expected, serial);
     }
-
-    FakeApi m_api;
-    VrelManager m_manager;
-    LogHandler m_log;
-    LogRecorder m_recorder;
 };
 
 TEST_F(SingleCommandTest, IdDeviceHandsAnIfpPathOn)

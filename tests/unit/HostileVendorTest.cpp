@@ -1,8 +1,4 @@
-#include "commands/VrelFlashUtils.h"
-#include "external/JsonObject.h"
-#include "plugin/VrelManager.h"
-#include "tests/support/FakeApi.h"
-#include "tests/support/LogRecorder.h"
+#include "tests/support/CommandRun.h"
 
 #include <gtest/gtest.h>
 
@@ -41,26 +37,15 @@ std::vector<JsonObject> everyRequest()
 }
 
 /** A vendor library that keeps to nothing of its contract but the calling convention. */
-class HostileVendorTest : public ::testing::Test
+class HostileVendorTest : public ::testing::Test, protected CommandRun
 {
 protected:
-    /** Runs a request; the lines without the front end's trace line. */
     Lines run(JsonObject const& request, bool expected)
     {
-        VrelFlashUtils utils(request);
-        m_api.calls.clear();
-        m_recorder.clear();
-        EXPECT_EQ(utils.run(m_manager.fetchApi(), QStringLiteral("SN"), m_log), expected);
-        EXPECT_EQ(m_api.calls.size(), 1U) << utils.getCommandId().toStdString();
-        Lines lines = m_recorder.lines();
-        lines.erase(lines.begin());
+        Lines lines = CommandRun::run(request, expected);
+        EXPECT_EQ(m_api.calls.size(), 1U) << "calls of the vendor API";
         return lines;
     }
-
-    FakeApi m_api;
-    VrelManager m_manager;
-    LogHandler m_log;
-    LogRecorder m_recorder;
 };
 
 bool isError(std::string const& line)
