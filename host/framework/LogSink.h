@@ -8,6 +8,12 @@
 #include <functional>
 #include <optional>
 
+/**
+ * @file
+ * Where the log lines of a process go.
+ */
+
+/** Level of the least important lines. */
 constexpr Logger::LogLevel kHighestLogLevel = 5;
 
 /** The device that a line belongs to. */
