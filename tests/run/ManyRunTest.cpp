@@ -200,29 +200,33 @@ TEST_F(ManyRunTest, OneDevicesFailureChangesNothingForTheOthers)
 TEST_F(ManyRunTest, DownloadersComeOneAfterAnother)
 {
     makeRig("3");
-    QString const exe = script(R"(case "$*" in
+    // The second one's time-out must reach what the script starts, or the third finds the vendor API taken.
+    QString const exe = script(R"(cat
+case "$*" in
 *VREL0001*) kill -SEGV $$ ;;
-*VREL0002*) exec sleep 1000 ;;
+*VREL0002*) export VREL_RIG_DELAY_MS=60000 ;;
 esac
-exec )" VREL_DOWNLOADER R"( "$@")");
-    QStringList const byPath = options({"--all", "--json", "--timeout", "3000", "--exe"}) << exe;
-    Outcome const outcome = run(kReadEach, byPath);
+)" VREL_DOWNLOADER R"( "$@"
+exit $?)");
+    QStringList const byPath = options({"--all", "--sn", "absent", "--json", "--timeout", "3000", "--exe"})
+                               << exe;
+    Outcome const outcome = run(kWrite, byPath);
     EXPECT_EQ(outcome.exitCode, 1);
     QStringList lines = summary(outcome);
-    ASSERT_EQ(lines.size(), 3);
+    ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines.at(0),
               QStringLiteral("VREL0001 failure The downloader '%1' failed; see its lines above").arg(exe));
     EXPECT_EQ(lines.at(1),
               QStringLiteral("VREL0002 failure The downloader did not finish within 3000 ms and was "
                              "ended; --timeout gives it more time"));
+    EXPECT_EQ(lines.at(2), QStringLiteral("VREL0003 success "));
+    EXPECT_EQ(lines.at(3), QStringLiteral("absent failure No device with serial number 'absent'"));
     EXPECT_TRUE(outcome.log.contains(R"("serial":"VREL0001","text":"Process was ended by a signal")"));
-    EXPECT_TRUE(outcome.log.contains(R"("serial":"VREL0003","text":"Starting READ TOKEN procedure")"));
 
     // Without a need for paths the vendor API is left to the downloaders from the beginning.
     QDir(path("rig")).removeRecursively();
     Outcome const untouched =
-        run(kWrite, options({"--sn", "VREL0001", "--sn", "VREL0002", "--json", "--timeout", "100", "--exe"})
-                        << exe);
+        run(kWrite, options({"--sn", "VREL0001", "--sn", "VREL0002", "--json", "--exe", "/bin/false"}));
     EXPECT_EQ(summary(untouched).size(), 2);
     EXPECT_FALSE(QFile::exists(path("rig")));
 }
