@@ -247,6 +247,23 @@ TEST_F(ManyRunTest, AFloodingDownloaderIsEndedInTime)
     EXPECT_LT(timer.elapsed(), 20000);
 }
 
+TEST_F(ManyRunTest, AReaderThatGoesEndsNothingHalfWay)
+{
+    makeRig("2");
+    m_environment.insert(QStringLiteral("VREL_RIG_DELAY_MS"), QStringLiteral("500"));
+    QString const piped = QStringLiteral(R"({ "$0" "$@"; echo $? >code; } 2>&1 | true)");
+    execute("sh", QStringList{QStringLiteral("-c"), piped, QStringLiteral(VREL_HOST_TOOL)} +
+                      (QStringList(QStringLiteral("run")) << kWrite << options({"--all", "--jobs", "1"})));
+    EXPECT_EQ(read("code"), "1\n") << "the results cannot be written";
+    for (char const* const device : {"VREL0001", "VREL0002"})
+        EXPECT_EQ(read((QByteArray("rig/devices/") + device + "/tokens/slot-3.bin").constData()),
+                  read("token.bin"));
+    execute("sh", QStringList{QStringLiteral("-c"), piped, QStringLiteral(VREL_DOWNLOADER)} +
+                      options({"--command", "erasetoken", "--sn", "VREL0001", "--fw_rux", "fw.bin", "--slot",
+                               "3"}));
+    EXPECT_EQ(read("code"), "0\n");
+}
+
 TEST_F(ManyRunTest, AnInterruptionEndsWhatCanBeEndedAndStillTellsTheResults)
 {
     makeRig("3");
