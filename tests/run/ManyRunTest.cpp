@@ -174,6 +174,15 @@ TEST_F(ManyRunTest, AllDevicesAreServedAtOnceAndEveryLineTellsItsDevice)
         table.output.startsWith("PATH   SERIAL    RESULT   SECONDS  ERROR\n1-3.8  VREL0024  success  "));
     EXPECT_TRUE(table.log.contains("1-1.2 VREL0002: READ TOKEN procedure success\n"));
     EXPECT_EQ(read("back-VREL0024-1-3.8.bin"), read("token.bin"));
+    QString const card =
+        QStringLiteral(R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})");
+    QByteArray const text =
+        execute(VREL_HOST_TOOL,
+                options({"run"}) + (QStringList(card) << options({"--sn", "VREL0001", "--sn", "absent"})))
+            .log;
+    EXPECT_TRUE(text.contains("absent: error: No device with serial number 'absent'\n")) << text.data();
+    EXPECT_GT(text.count('\n'), 20) << "no report in it";
+    EXPECT_EQ(text.count("1-1.1 VREL0001: ") + text.count("absent: "), text.count('\n')) << text.data();
     // One device without other options stays silent but has its placeholders filled.
     Outcome const single = run(kReadEach, options({"--sn", "VREL0005"}));
     EXPECT_EQ(single.exitCode, 0);

@@ -77,7 +77,7 @@ TEST_F(TerminalTest, ShowsWorkBelowTheLinesAndTakesItAwayAgain)
     set("VREL_RIG_DELAY_MS", "900");
     QByteArray const output = onTerminal(options({"run", kRequest, "--all", "--jobs", "1"}));
 
-    EXPECT_TRUE(output.contains("\x1b[31merror: 1-1.1 VREL0001: Token slot 3 is empty\x1b[0m\n"))
+    EXPECT_TRUE(output.contains("\x1b[31m1-1.1 VREL0001: error: Token slot 3 is empty\x1b[0m\n"))
         << output.data();
     int drawn = 0;
     for (QByteArray const& line : output.split('\n')) {
