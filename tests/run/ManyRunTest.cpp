@@ -93,6 +93,10 @@ TEST_F(ManyRunTest, RigsAreMadeByARuleAndOnlyInEmptyPlaces)
     EXPECT_TRUE(listed.output.contains(R"("path":"2-1.2",)"));
     EXPECT_TRUE(
         listed.lines().first().startsWith(QLatin1String("2 The vendor API lists 24 devices, as many")));
+    Outcome const unlisted = run(kWrite, options({"--path", "2-1.2"}));
+    EXPECT_EQ(unlisted.exitCode, 2);
+    EXPECT_TRUE(
+        unlisted.lines().last().startsWith(QLatin1String("1 The vendor API lists as many devices as")));
     // What the list does not hold can be named all the same.
     EXPECT_EQ(run(kWrite, options({"--sn", "VREL0066"})).exitCode, 0);
     EXPECT_EQ(
