@@ -16,7 +16,22 @@
 
 #include <algorithm>
 #include <atomic>
+#include <sys/resource.h>
 #include <utility>
+
+namespace {
+
+/** Every device that is being worked on takes some open files, and the usual limit is 1024. */
+void allowMostOpenFiles()
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit)); // without it, some devices report the lack
+}
+
+} // namespace
 
 /** One device's request, parsed, with all that its run uses. */
 struct RunCommand::DeviceRun
@@ -162,6 +177,8 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
         m_progress(++done, total);
     };
     int const jobs = m_options.exe ? 1 : std::min(m_options.jobs.value_or(total), total);
+    if (jobs > 1)
+        allowMostOpenFiles();
     int const atATime = runAtATime(
         total, jobs, [&] { return interruption.isRequested(); }, work);
     if (atATime < jobs)
