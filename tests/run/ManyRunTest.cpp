@@ -126,7 +126,14 @@ TEST_F(ManyRunTest, RigsAreMadeByARuleAndOnlyInEmptyPlaces)
         EXPECT_TRUE(outcome.log.contains(entry.cause)) << outcome.log.toStdString();
     }
     EXPECT_EQ(host(options({"rig", "destroy", "rig", "--devices", "1"})).exitCode, 2);
-    EXPECT_FALSE(QFile::exists(path("new")));
+    // Files as large as a rig's cannot be written here.
+    EXPECT_EQ(
+        execute("sh", options({"-c", R"(trap '' XFSZ; ulimit -f 100; exec "$0" rig create new --devices 2)",
+                               VREL_HOST_TOOL}))
+            .exitCode,
+        1);
+    for (char const* const name : {"new", ".new.new"})
+        EXPECT_FALSE(QFile::exists(path(name))) << name;
 }
 
 TEST_F(ManyRunTest, AllDevicesAreServedAtOnceAndEveryLineTellsItsDevice)
