@@ -5,9 +5,9 @@
 #include "host/common/ExitCode.h"
 #include "host/tool/DeviceSelection.h"
 #include "host/tool/RequestRunner.h"
+#include "host/tool/RunAtATime.h"
 #include "host/tool/RunLog.h"
 #include "host/tool/RunReport.h"
-#include "host/tool/WorkQueue.h"
 #include "plugin/VrelManager.h"
 
 #include <QElapsedTimer>
