@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 
+constexpr Logger::LogLevel kErrorLevel = 1; ///< errors are at this level and below
 constexpr Logger::LogLevel kHighestLogLevel = 5;
 
 /** The device that a line belongs to. */
