@@ -88,8 +88,13 @@ bool RigTemplate::makeUnlessOccupied(std::string const& target) const
         return false;
     auto const unfinished = parent + "/." + fileNameOf(target) + ".new";
     removeTree(unfinished);
-    buildTree(unfinished, m_devices);
-    renamePath(unfinished, target);
+    try {
+        buildTree(unfinished, m_devices);
+        renamePath(unfinished, target);
+    } catch (RigError const&) { // may have filled the disk
+        removeTree(unfinished);
+        throw;
+    }
     return true;
 }
 

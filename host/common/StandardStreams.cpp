@@ -1,5 +1,6 @@
 #include "host/common/StandardStreams.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -11,4 +12,5 @@ void openStandardStreams()
     } while (file >= 0 && file <= STDERR_FILENO);
     if (file > STDERR_FILENO)
         static_cast<void>(::close(file));
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }

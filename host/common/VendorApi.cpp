@@ -16,20 +16,34 @@ VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
 
 std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, LogHandler const& log)
 {
-    DeviceList devices;
     QString error;
-    int const result = api.getDeviceList(devices, error);
+    auto devices = list(api, error);
+    if (!devices)
+        log.logMessage(1, QStringLiteral("The vendor API ") + error);
+    return devices;
+}
+
+std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, QString& error)
+{
+    DeviceList devices;
+    QString text;
+    int const result = api.getDeviceList(devices, text);
     if (result == 0)
         return devices;
-    log.logMessage(1, QStringLiteral("Cannot list the devices: code %1, '%2'").arg(result).arg(error));
+    error = QStringLiteral("cannot list the devices: code %1, '%2'").arg(result).arg(text);
     return std::nullopt;
+}
+
+bool VendorApi::isFull(DeviceList const& devices)
+{
+    constexpr std::size_t kCapacity = std::extent_v<decltype(VrelDeviceList::names)>;
+    return devices.size() >= kCapacity;
 }
 
 void VendorApi::warnOfFullList(DeviceList const& devices, LogHandler const& log)
 {
-    constexpr std::size_t kCapacity = std::extent_v<decltype(VrelDeviceList::names)>;
-    if (devices.size() >= kCapacity)
+    if (isFull(devices))
         log.logMessage(2, QStringLiteral("The vendor API lists %1 devices, as many as it can: there may be "
-                                         "more, which --sn names")
-                              .arg(kCapacity));
+                                         "more, which vrelhost run --sn names")
+                              .arg(devices.size()));
 }

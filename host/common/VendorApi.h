@@ -22,7 +22,13 @@ VrelApiManager fetch(VrelManager& manager, LogHandler const& log);
 /** The devices that the vendor API lists; nothing, with the cause logged at level 1, when it does not. */
 std::optional<DeviceList> list(VrelApiManager& api, LogHandler const& log);
 
-/** Says at level 2 that there may be more devices, when the list holds as many as it can. */
+/** The same; the cause is left in `error`, as what the vendor API does: "cannot list the devices: ...". */
+std::optional<DeviceList> list(VrelApiManager& api, QString& error);
+
+/** Whether the list holds as many devices as it can, so that there may be more. */
+bool isFull(DeviceList const& devices);
+
+/** Says so at level 2. */
 void warnOfFullList(DeviceList const& devices, LogHandler const& log);
 
 } // namespace VendorApi

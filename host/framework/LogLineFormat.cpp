@@ -26,12 +26,13 @@ QString toText(LogLine const& line)
 
 QString toReadableText(LogLine const& line)
 {
-    QString text;
-    if (line.level >= 0 && line.level < static_cast<int>(std::size(kLevelWords)))
-        text += QLatin1String(kLevelWords[line.level]);
-    if (!line.prefix.isEmpty())
-        text += line.prefix + QStringLiteral(": ");
-    return text + toText(line);
+    bool const hasWord = line.level >= 0 && line.level < static_cast<int>(std::size(kLevelWords));
+    QString const word = QLatin1String(hasWord ? kLevelWords[line.level] : "");
+    QString const prefix = line.prefix.isEmpty() ? QString() : line.prefix + QStringLiteral(": ");
+    if (!line.device)
+        return word + prefix + toText(line);
+    QString text = prefix + word + toText(line);
+    return text.replace(QLatin1Char('\n'), QLatin1Char('\n') + prefix);
 }
 
 QByteArray toJson(LogLine const& line)

@@ -10,7 +10,10 @@
 /** A line's text, without level, name or prefix; label and value stand side by side. */
 HOST_EXPORT QString toText(LogLine const& line);
 
-/** The same for a person to read: behind the prefix and a word for the level, unless that is progress. */
+/**
+ * The same for a person to read: behind a word for the level, unless that is progress, and the prefix. With a
+ * device the prefix comes first, and every line of a text of several lines begins with it.
+ */
 HOST_EXPORT QString toReadableText(LogLine const& line);
 
 /**

@@ -13,8 +13,8 @@
  * Where the log lines of a process go.
  */
 
-/** Level of the least important lines. */
-constexpr Logger::LogLevel kHighestLogLevel = 5;
+constexpr Logger::LogLevel kErrorLevel = 1;      ///< errors are at this level and below
+constexpr Logger::LogLevel kHighestLogLevel = 5; ///< of the least important lines
 
 /** The device that a line belongs to. */
 struct DeviceName

@@ -58,9 +58,13 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, 
         }
         auto const listed = list.find(device.text);
         if (listed == list.end()) {
-            log.logMessage(1, QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows "
-                                             "the paths")
-                                  .arg(device.text));
+            log.logMessage(1, VendorApi::isFull(list)
+                                  ? QStringLiteral("The vendor API lists as many devices as it can, but none "
+                                                   "at the USB path '%1': name it with --sn")
+                                        .arg(device.text)
+                                  : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
+                                                   "shows the paths")
+                                        .arg(device.text));
             return std::nullopt;
         }
         if (!addListed(*listed))

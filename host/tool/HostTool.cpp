@@ -258,7 +258,8 @@ int HostTool::runRequest()
         if (m_terminal)
             m_terminal->showProgress(done, total);
     };
-    RunCommand::Result const result = RunCommand(*options, *request, m_log, showProgress).run();
+    RunCommand command(*options, *request, m_log, showProgress);
+    RunCommand::Result const result = command.run();
     showWork(false);
     if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
         return ExitFailure;

@@ -2,10 +2,29 @@
 
 #include "host/tool/Interruption.h"
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcess>
 #include <QSocketNotifier>
+#include <QThread>
 #include <QTimer>
+
+#include <csignal>
+
+namespace {
+
+constexpr int kReapTime = 5000;
+
+/** Waits until killed processes have given back what they hold, which the system may delay. */
+void waitForGroup(pid_t group)
+{
+    constexpr unsigned long kInterval = 5;
+    QDeadlineTimer const deadline(kReapTime);
+    while (::kill(-group, 0) == 0 && !deadline.hasExpired())
+        QThread::msleep(kInterval);
+}
+
+} // namespace
 
 InterruptibleRunner::InterruptibleRunner(Interruption const& interruption)
     : m_interruption(interruption)
@@ -15,17 +34,18 @@ InterruptibleRunner::InterruptibleRunner(Interruption const& interruption)
 void InterruptibleRunner::run(QProcess& process, QString const& exe, QStringList const& args,
                               unsigned long long timeout)
 {
-    constexpr int kReapTime = 5000;
-
     QEventLoop loop;
-    bool isKilled = false;
+    pid_t killed = 0;
     QTimer reapTimer;
     QObject::connect(&reapTimer, &QTimer::timeout, &loop, &QEventLoop::quit);
     QSocketNotifier interrupted(m_interruption.descriptor(), QSocketNotifier::Read);
     auto const kill = [&] {
         interrupted.setEnabled(false); // it stays readable
-        isKilled = true;
-        process.kill();
+        if (process.state() == QProcess::NotRunning)
+            return;
+        killed = static_cast<pid_t>(process.processId());
+        ::kill(-killed, SIGKILL);
+        process.kill(); // it may not have come to lead a group yet
         reapTimer.start(kReapTime);
     };
     QObject::connect(&interrupted, &QSocketNotifier::activated, &loop, kill);
@@ -41,9 +61,12 @@ void InterruptibleRunner::run(QProcess& process, QString const& exe, QStringList
     if (limit >= 0)
         timer.start(limit);
 
-    process.start(exe, args, QIODevice::ReadWrite);
+    process.setStandardInputFile(QProcess::nullDevice()); // a downloader that reads sees the end
+    process.start(exe, args, QIODevice::ReadOnly);
     if (process.state() != QProcess::NotRunning)
         loop.exec();
-    success = !isKilled && process.error() != QProcess::FailedToStart &&
+    if (killed != 0)
+        waitForGroup(killed);
+    success = killed == 0 && process.error() != QProcess::FailedToStart &&
               process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }

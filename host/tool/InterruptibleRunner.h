@@ -4,7 +4,10 @@
 
 class Interruption;
 
-/** Runs a downloader, and kills it when its time is over or an end was asked for, however much it prints. */
+/**
+ * Runs a downloader, and kills it when its time is over or an end was asked for, however much it prints. With
+ * a GroupLeader for the process, all that the downloader started is killed too.
+ */
 class InterruptibleRunner : public VrelFlashUtils::ExeRunner
 {
 public:

@@ -1,8 +1,9 @@
 #pragma once
 
 /**
- * While it lives, the first SIGINT or SIGTERM ends nothing but asks for an end; the second acts by default. A
- * signal that was ignored stays so. There is one object at a time.
+ * While it lives, the first SIGINT or SIGTERM ends nothing but asks for an end; a later one acts by default,
+ * unless it comes within half a second and so may belong to the same request. A signal that was ignored stays
+ * so. There is one object at a time.
  */
 class Interruption
 {

@@ -3,6 +3,8 @@
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
 #include "host/common/ExecutableFault.h"
+#include "host/framework/LogSink.h"
+#include "host/tool/GroupLeader.h"
 #include "host/tool/InterruptibleRunner.h"
 #include "host/tool/Interruption.h"
 
@@ -27,6 +29,31 @@ public:
     QStringList collected;
 };
 
+/** While it lives, notices whether the log gets an error. Of one thread at a time, as downloaders are. */
+class ErrorWatch
+{
+public:
+    ErrorWatch()
+        : m_next(setLogSink({}))
+    {
+        setLogSink([this](LogLine const& line) {
+            m_hasError = m_hasError || line.level <= kErrorLevel;
+            m_next(line);
+        });
+    }
+
+    ~ErrorWatch() { setLogSink(m_next); }
+
+    ErrorWatch(ErrorWatch const&) = delete;
+    ErrorWatch& operator=(ErrorWatch const&) = delete;
+
+    bool hasError() const { return m_hasError; }
+
+private:
+    LogSink const m_next;
+    bool m_hasError = false;
+};
+
 } // namespace
 
 RequestRunner::RequestRunner(VrelFlashUtils& command, QString serial, LogHandler& log,
@@ -46,6 +73,7 @@ bool RequestRunner::runDownloader(QString const& exe, int timeout)
             1, QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe").arg(exe, fault));
         return false;
     }
+    ErrorWatch const watch;
     QElapsedTimer timer;
     timer.start();
     // A negative time-out keeps its meaning in the low bits.
@@ -59,7 +87,7 @@ bool RequestRunner::runDownloader(QString const& exe, int timeout)
         m_log.logMessage(1, QStringLiteral("The downloader did not finish within %1 ms and was ended; "
                                            "--timeout gives it more time")
                                 .arg(timeout));
-    else
+    else if (!watch.hasError()) // otherwise the downloader has said more
         m_log.logMessage(1, QStringLiteral("The downloader '%1' failed; see its lines above").arg(exe));
     return false;
 }
@@ -68,7 +96,7 @@ bool RequestRunner::run(QString const& exe, unsigned long long timeout)
 {
     if (m_interruption == nullptr)
         return m_command.run(exe, m_serial, m_log, timeout);
-    QProcess process;
+    GroupLeader process;
     InterruptibleRunner runner(*m_interruption);
     m_command.commonRun(process, exe, m_serial, m_log, runner, timeout);
     return runner.success;

@@ -8,7 +8,8 @@ class LogHandler;
 class VrelFlashUtils;
 
 /**
- * Runs a parsed request out of process; says at level 1 why a downloader failed when the library is silent.
+ * Runs a parsed request out of process; says at level 1 why a downloader failed when it was ended or nothing
+ * else says so at that level.
  */
 class RequestRunner
 {

@@ -4,11 +4,10 @@
 #include "external/LogHandler.h"
 #include "host/common/ExitCode.h"
 #include "host/tool/DeviceSelection.h"
-#include "host/tool/Interruption.h"
 #include "host/tool/RequestRunner.h"
+#include "host/tool/RunAtATime.h"
 #include "host/tool/RunLog.h"
 #include "host/tool/RunReport.h"
-#include "host/tool/WorkQueue.h"
 #include "plugin/VrelManager.h"
 
 #include <QElapsedTimer>
@@ -17,7 +16,22 @@
 
 #include <algorithm>
 #include <atomic>
+#include <sys/resource.h>
 #include <utility>
+
+namespace {
+
+/** Every device that is being worked on takes some open files, and the usual limit is 1024. */
+void allowMostOpenFiles()
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit)); // without it, some devices report the lack
+}
+
+} // namespace
 
 /** One device's request, parsed, with all that its run uses. */
 struct RunCommand::DeviceRun
@@ -142,11 +156,11 @@ bool RunCommand::runOne(DeviceRun& run, LogHandler& log, Interruption const* int
     return run.command.run(run.api, run.serial, log);
 }
 
-RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs) const
+RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs)
 {
     int const total = static_cast<int>(devices.size());
     std::vector<DeviceResult> results(devices.size());
-    Interruption const interruption;
+    Interruption const& interruption = m_interruption.emplace();
     RunLog const runLog(devices);
     std::atomic<int> done{0};
     m_progress(0, total);
@@ -163,15 +177,16 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
         m_progress(++done, total);
     };
     int const jobs = m_options.exe ? 1 : std::min(m_options.jobs.value_or(total), total);
+    if (jobs > 1)
+        allowMostOpenFiles();
     int const atATime = runAtATime(
         total, jobs, [&] { return interruption.isRequested(); }, work);
     if (atATime < jobs)
-        m_log.logMessage(2,
-                         QStringLiteral("Only %1 of %2 devices were run at a time: the system gave no more "
-                                        "threads")
-                             .arg(atATime)
-                             .arg(jobs));
-    if (interruption.isRequested())
+        m_log.logMessage(2, QStringLiteral("At most %1 of %2 devices ran at a time: the system gave no more "
+                                           "threads")
+                                .arg(atATime)
+                                .arg(jobs));
+    if (done < total)
         m_log.logMessage(1, QStringLiteral("Interrupted: the request was not run on %1 of %2 devices")
                                 .arg(total - done)
                                 .arg(total));
@@ -180,10 +195,9 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
         results[i].device = devices[i];
         results[i].error = runLog.lastError(devices[i]);
     }
-    bool const succeeded = !interruption.isRequested() &&
-                           std::all_of(results.begin(), results.end(), [](DeviceResult const& result) {
-                               return result.outcome == DeviceResult::Success;
-                           });
+    bool const succeeded = std::all_of(results.begin(), results.end(), [](DeviceResult const& result) {
+        return result.outcome == DeviceResult::Success;
+    });
     return {succeeded ? ExitSuccess : ExitFailure,
             m_options.isJson ? RunReport::toJson(results) : RunReport::toTable(results)};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/common/VendorApi.h"
+#include "host/tool/Interruption.h"
 #include "host/tool/RequestTemplate.h"
 #include "host/tool/RunOptions.h"
 
@@ -8,11 +9,14 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 
-class Interruption;
 class LogHandler;
 
-/** Carries a request out on the devices that the options name, one or many. */
+/**
+ * Carries a request out on the devices that the options name, one or many. After a run on many, signals go on
+ * being held off as Interruption does while the object lives, so that the output can be written.
+ */
 class RunCommand
 {
 public:
@@ -42,10 +46,11 @@ private:
 
     QByteArray downloaderArguments(DeviceRuns& runs) const;
     bool runOne(DeviceRun& run, LogHandler& log, Interruption const* interruption) const;
-    Result runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs) const;
+    Result runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs);
 
     RunOptions const m_options;
     RequestTemplate const m_template;
     LogHandler& m_log;
     Progress const m_progress;
+    std::optional<Interruption> m_interruption; ///< of a run on many devices
 };

@@ -28,12 +28,11 @@ QString RunLog::lastError(DeviceName const& device) const
 
 void RunLog::take(LogLine line)
 {
-    constexpr Logger::LogLevel kError = 1;
     auto const entry = m_entries.find(line.prefix);
     if (entry != m_entries.end()) {
         line.device = entry->second.device;
         std::lock_guard const lock(m_mutex);
-        if (line.level <= kError)
+        if (line.level <= kErrorLevel)
             entry->second.lastError = toText(line);
     }
     m_next(line);

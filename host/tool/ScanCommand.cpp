@@ -108,10 +108,14 @@ std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
 
 QString ScanCommand::missingSerialCause(VrelManager& manager) const
 {
-    if (m_source == SerialSource::Api)
-        return manager.fetchApi()
-                   ? QStringLiteral("the vendor API does not list it")
-                   : QStringLiteral("the vendor API is not available, another process may be using it");
+    if (m_source == SerialSource::Api) {
+        VrelApiManager api = manager.fetchApi();
+        if (!api)
+            return QStringLiteral("the vendor API is not available, another process may be using it");
+        QString error = QStringLiteral("does not list it");
+        VendorApi::list(api, error);
+        return QStringLiteral("the vendor API ") + error;
+    }
     QString const fault = executableFault(m_exe);
     if (!fault.isEmpty())
         return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);

@@ -44,6 +44,8 @@ QString cut(QString const& text, int width)
         if (width < 0)
             break;
     }
+    if (size > 0 && size < text.size() && text.at(size - 1).isHighSurrogate())
+        --size;
     return text.left(size);
 }
 

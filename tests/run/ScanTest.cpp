@@ -232,7 +232,11 @@ TEST_F(ScanTest, DevicesAreListedWithoutSerialWhileTheApiIsBusyOrFails)
     holder.waitForFinished();
 
     m_environment.insert(QStringLiteral("VREL_RIG_FAULT"), QStringLiteral("listDevices:7:odd"));
-    EXPECT_EQ(scan(options({"--json"})).output.toStdString(), kBothWithoutSerial);
+    Outcome const failed = scan(options({"--json"}));
+    EXPECT_EQ(failed.output.toStdString(), kBothWithoutSerial);
+    EXPECT_EQ(failed.lines().last(),
+              QStringLiteral("2 No serial number for the device at 2-1: the vendor API "
+                             "cannot list the devices: code 7, 'odd'"));
     EXPECT_EQ(scan(options({"--json", "--serial-from", "exe"})).output.toStdString(), kBothWithoutSerial);
     m_environment.remove(QStringLiteral("VREL_RIG_FAULT"));
     EXPECT_EQ(scan(options({"--json"})).output.toStdString(), kBothDevices);

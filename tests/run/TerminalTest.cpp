@@ -2,7 +2,9 @@
 
 #include <QRegularExpression>
 
-#include <cstdlib>
+#include <algorithm>
+#include <csignal>
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -47,8 +49,16 @@ protected:
         }
         QByteArray output;
         char buffer[4096];
-        for (ssize_t count = 0; (count = ::read(terminal, buffer, sizeof buffer)) > 0;)
-            output.append(buffer, static_cast<int>(count));
+        constexpr int kPatience = 60000;
+        pollfd readable = {terminal, POLLIN, 0};
+        for (ssize_t count = 1; count > 0;) {
+            if (::poll(&readable, 1, kPatience) <= 0) {
+                ADD_FAILURE() << "hangs after: " << output.data();
+                ::kill(child, SIGKILL);
+            }
+            count = ::read(terminal, buffer, sizeof buffer);
+            output.append(buffer, static_cast<int>(std::max<ssize_t>(count, 0)));
+        }
         ::waitpid(child, nullptr, 0);
         ::close(terminal);
         return output.replace("\r\n", "\n");
@@ -67,7 +77,7 @@ TEST_F(TerminalTest, ShowsWorkBelowTheLinesAndTakesItAwayAgain)
     set("VREL_RIG_DELAY_MS", "900");
     QByteArray const output = onTerminal(options({"run", kRequest, "--all", "--jobs", "1"}));
 
-    EXPECT_TRUE(output.contains("\x1b[31merror: 1-1.1 VREL0001: Token slot 3 is empty\x1b[0m\n"))
+    EXPECT_TRUE(output.contains("\x1b[31m1-1.1 VREL0001: error: Token slot 3 is empty\x1b[0m\n"))
         << output.data();
     int drawn = 0;
     for (QByteArray const& line : output.split('\n')) {

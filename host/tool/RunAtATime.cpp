@@ -1,4 +1,4 @@
-#include "host/tool/WorkQueue.h"
+#include "host/tool/RunAtATime.h"
 
 #include <algorithm>
 #include <atomic>

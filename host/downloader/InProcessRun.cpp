@@ -1,4 +1,4 @@
-#include "host/common/InProcessRun.h"
+#include "host/downloader/InProcessRun.h"
 
 #include "commands/VrelFlashUtils.h"
 #include "host/common/VendorApi.h"
