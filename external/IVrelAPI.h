@@ -123,77 +123,92 @@ static_assert(offsetof(VrelReadRegion, blockCount) == 8);
 
 static_assert(std::is_standard_layout_v<VrelCardInfo> && sizeof(VrelCardInfo) == 828);
 
-/** The vendor library's table of operations; each comment gives the slot. */
+/** The vendor library's table of operations. */
 class IVrelAPI
 {
 public:
-    /* 0 */ virtual void getApiVersion(VrelApiVersionRecord* version) = 0;
-    /* 1 */ virtual void reserved1() = 0;
-    /* 2 */ virtual void reserved2() = 0;
-    /* 3 */ virtual int listDevices(VrelDeviceList* devices, char* errorText) = 0;
-    /* 4 */ virtual int idDevice(std::uint32_t flags, VrelIfpRecord* ifp, std::uint32_t* oemId,
-                                 VrelPlatformId* uniqueId, std::uint32_t* responseFlags,
-                                 VrelIdResponse* response, char const* serial, char* errorText,
+    /** Slot 0. */
+    virtual void getApiVersion(VrelApiVersionRecord* version) = 0;
+    /** Slot 1. */
+    virtual void reserved1() = 0;
+    /** Slot 2. */
+    virtual void reserved2() = 0;
+    /** Slot 3. */
+    virtual int listDevices(VrelDeviceList* devices, char* errorText) = 0;
+    /** Slot 4. */
+    virtual int idDevice(std::uint32_t flags, VrelIfpRecord* ifp, std::uint32_t* oemId,
+                         VrelPlatformId* uniqueId, std::uint32_t* responseFlags, VrelIdResponse* response,
+                         char const* serial, char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 5. */
+    virtual int startOver(std::uint32_t* flags, std::uint32_t* operation, std::uint32_t* operationContext,
+                          char const* serial, char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 6. */
+    virtual int fwRecovery(char const* modulePath, char const* serial, VrelIfpRecord* ifp, char* errorText,
+                           VrelApiLogCallback log, void* context) = 0;
+    /** Slot 7. */
+    virtual int downloadFwOs(char const* modulePath, char const* fwImagePath, std::uint32_t* flags,
+                             char const* osModulePath, char const* osImagePath, char const* serial,
+                             char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 8. */
+    virtual void reserved8() = 0;
+    /** Slot 9. */
+    virtual void reserved9() = 0;
+    /** Slot 10. */
+    virtual int eraseToken(char const* modulePath, std::uint8_t slot, char const* serial, char* errorText,
+                           VrelApiLogCallback log, void* context) = 0;
+    /** Slot 11. */
+    virtual void reserved11() = 0;
+    /** Slot 12. */
+    virtual void reserved12() = 0;
+    /** Slot 13. */
+    virtual int configPartitions(char const* modulePath, char const* configPath, std::uint8_t deviceType,
+                                 std::uint8_t deviceIndex, char const* serial, char* errorText,
                                  VrelApiLogCallback log, void* context) = 0;
-    /* 5 */ virtual int startOver(std::uint32_t* flags, std::uint32_t* operation,
-                                  std::uint32_t* operationContext, char const* serial, char* errorText,
+    /** Slot 14. */
+    virtual int getTokenPid(char const* modulePath, std::uint32_t flags, VrelTokenPartId* partId,
+                            std::uint32_t* nonce, std::uint32_t* trustedTime, std::uint32_t* deviceId,
+                            std::uint32_t* oemId, char const* serial, char* errorText, VrelApiLogCallback log,
+                            void* context) = 0;
+    /** Slot 15. */
+    virtual int getCardInfo(char const* modulePath, std::uint8_t* deviceType, std::uint8_t deviceIndex,
+                            VrelCardInfo* info, std::uint32_t* size, char const* serial, char* errorText,
+                            VrelApiLogCallback log, void* context) = 0;
+    /** Slot 16. */
+    virtual void reserved16() = 0;
+    /** Slot 17. */
+    virtual int clearRpmb(char const* modulePath, std::uint8_t deviceType, std::uint8_t deviceIndex,
+                          char const* serial, char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 18. */
+    virtual int idDeviceIfpFile(std::uint32_t flags, char const* ifpPath, std::uint32_t* oemId,
+                                VrelPlatformId* uniqueId, std::uint32_t* responseFlags,
+                                VrelIdResponse* response, char const* serial, char* errorText,
+                                VrelApiLogCallback log, void* context) = 0;
+    /** Slot 19. */
+    virtual int writeToken(char const* modulePath, char const* tokenPath, std::uint8_t slot,
+                           char const* serial, char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 20. */
+    virtual int readToken(char const* modulePath, char const* targetPath, std::uint8_t slot,
+                          char const* serial, char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 21. */
+    virtual int setDeviceLifecycleStage(char const* modulePath, char const* tokenPath, char const* serial,
+                                        char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 22. */
+    virtual int oemIfpProvision(char const* modulePath, char const* ifpBlockPath, char const* serial,
+                                char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 23. */
+    virtual int getCardInfoToFile(char const* modulePath, std::uint8_t* deviceType, std::uint8_t deviceIndex,
+                                  char const* outputPath, char const* serial, char* errorText,
                                   VrelApiLogCallback log, void* context) = 0;
-    /* 6 */ virtual int fwRecovery(char const* modulePath, char const* serial, VrelIfpRecord* ifp,
-                                   char* errorText, VrelApiLogCallback log, void* context) = 0;
-    /* 7 */ virtual int downloadFwOs(char const* modulePath, char const* fwImagePath, std::uint32_t* flags,
-                                     char const* osModulePath, char const* osImagePath, char const* serial,
-                                     char* errorText, VrelApiLogCallback log, void* context) = 0;
-    /* 8 */ virtual void reserved8() = 0;
-    /* 9 */ virtual void reserved9() = 0;
-    /* 10 */ virtual int eraseToken(char const* modulePath, std::uint8_t slot, char const* serial,
-                                    char* errorText, VrelApiLogCallback log, void* context) = 0;
-    /* 11 */ virtual void reserved11() = 0;
-    /* 12 */ virtual void reserved12() = 0;
-    /* 13 */ virtual int configPartitions(char const* modulePath, char const* configPath,
-                                          std::uint8_t deviceType, std::uint8_t deviceIndex,
-                                          char const* serial, char* errorText, VrelApiLogCallback log,
-                                          void* context) = 0;
-    /* 14 */ virtual int getTokenPid(char const* modulePath, std::uint32_t flags, VrelTokenPartId* partId,
-                                     std::uint32_t* nonce, std::uint32_t* trustedTime,
-                                     std::uint32_t* deviceId, std::uint32_t* oemId, char const* serial,
-                                     char* errorText, VrelApiLogCallback log, void* context) = 0;
-    /* 15 */ virtual int getCardInfo(char const* modulePath, std::uint8_t* deviceType,
-                                     std::uint8_t deviceIndex, VrelCardInfo* info, std::uint32_t* size,
-                                     char const* serial, char* errorText, VrelApiLogCallback log,
-                                     void* context) = 0;
-    /* 16 */ virtual void reserved16() = 0;
-    /* 17 */ virtual int clearRpmb(char const* modulePath, std::uint8_t deviceType, std::uint8_t deviceIndex,
-                                   char const* serial, char* errorText, VrelApiLogCallback log,
-                                   void* context) = 0;
-    /* 18 */ virtual int idDeviceIfpFile(std::uint32_t flags, char const* ifpPath, std::uint32_t* oemId,
-                                         VrelPlatformId* uniqueId, std::uint32_t* responseFlags,
-                                         VrelIdResponse* response, char const* serial, char* errorText,
-                                         VrelApiLogCallback log, void* context) = 0;
-    /* 19 */ virtual int writeToken(char const* modulePath, char const* tokenPath, std::uint8_t slot,
-                                    char const* serial, char* errorText, VrelApiLogCallback log,
-                                    void* context) = 0;
-    /* 20 */ virtual int readToken(char const* modulePath, char const* targetPath, std::uint8_t slot,
-                                   char const* serial, char* errorText, VrelApiLogCallback log,
-                                   void* context) = 0;
-    /* 21 */ virtual int setDeviceLifecycleStage(char const* modulePath, char const* tokenPath,
-                                                 char const* serial, char* errorText, VrelApiLogCallback log,
-                                                 void* context) = 0;
-    /* 22 */ virtual int oemIfpProvision(char const* modulePath, char const* ifpBlockPath, char const* serial,
-                                         char* errorText, VrelApiLogCallback log, void* context) = 0;
-    /* 23 */ virtual int getCardInfoToFile(char const* modulePath, std::uint8_t* deviceType,
-                                           std::uint8_t deviceIndex, char const* outputPath,
-                                           char const* serial, char* errorText, VrelApiLogCallback log,
-                                           void* context) = 0;
-    /* 24 */ virtual int readBootMedia(char const* modulePath, std::uint8_t deviceType,
-                                       std::uint8_t deviceIndex, VrelReadRegion* region,
-                                       char const* targetPath, char const* serial, char* errorText,
-                                       VrelApiLogCallback log, void* context) = 0;
-    /* 25 */ virtual int downloadOemKeyManifest(char const* modulePath, char const* manifestPath,
-                                                char const* serial, char* errorText, VrelApiLogCallback log,
-                                                void* context) = 0;
-    /* 26 */ virtual int setCapabilities(char const* modulePath, char const* capabilitiesPath,
-                                         char const* serial, char* errorText, VrelApiLogCallback log,
-                                         void* context) = 0;
+    /** Slot 24. */
+    virtual int readBootMedia(char const* modulePath, std::uint8_t deviceType, std::uint8_t deviceIndex,
+                              VrelReadRegion* region, char const* targetPath, char const* serial,
+                              char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 25. */
+    virtual int downloadOemKeyManifest(char const* modulePath, char const* manifestPath, char const* serial,
+                                       char* errorText, VrelApiLogCallback log, void* context) = 0;
+    /** Slot 26. */
+    virtual int setCapabilities(char const* modulePath, char const* capabilitiesPath, char const* serial,
+                                char* errorText, VrelApiLogCallback log, void* context) = 0;
 
 protected:
     IVrelAPI() = default;

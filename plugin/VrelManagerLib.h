@@ -2,6 +2,11 @@
 
 #include "plugin/VrelExport.h"
 
+/**
+ * @file
+ * The library's version and date, for hosts that link it and for those that look symbols up by name.
+ */
+
 /** The library's identity. All texts are static and NUL-terminated. */
 namespace VrelManagerLib {
 /** The library's own version, for example "1.0.0.0". */

@@ -8,8 +8,13 @@
 #include <functional>
 #include <optional>
 
-constexpr Logger::LogLevel kErrorLevel = 1; ///< errors are at this level and below
-constexpr Logger::LogLevel kHighestLogLevel = 5;
+/**
+ * @file
+ * Where the log lines of a process go.
+ */
+
+constexpr Logger::LogLevel kErrorLevel = 1;      ///< errors are at this level and below
+constexpr Logger::LogLevel kHighestLogLevel = 5; ///< of the least important lines
 
 /** The device that a line belongs to. */
 struct DeviceName
