@@ -1,6 +1,6 @@
 #include "benchmarks/NullApi.h"
 #include "commands/VrelFlashUtils.h"
-#include "commands/VrelRuxModule.h"
+#include "commands/support/VrelRuxModule.h"
 #include "external/IVrelAPI.h"
 #include "external/JsonObject.h"
 #include "external/LogHandler.h"

@@ -1,4 +1,4 @@
-#include "host/framework/LogSink.h"
+#include "framework/LogSink.h"
 
 #include <benchmark/benchmark.h>
 

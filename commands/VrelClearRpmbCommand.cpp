@@ -1,8 +1,8 @@
 #include "commands/VrelClearRpmbCommand.h"
 
-#include "commands/VrelLogCallback.h"
-#include "commands/VrelProcedure.h"
-#include "commands/VrelStorageDevice.h"
+#include "commands/support/VrelLogCallback.h"
+#include "commands/support/VrelProcedure.h"
+#include "commands/support/VrelStorageDevice.h"
 #include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {

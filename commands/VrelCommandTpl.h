@@ -1,7 +1,7 @@
 #pragma once
 
 #include "commands/VrelCommand.h"
-#include "commands/VrelParameter.h"
+#include "commands/support/VrelParameter.h"
 
 namespace VrelUtilsCommand {
 

@@ -1,8 +1,8 @@
 #include "commands/VrelFwRecCommand.h"
 
-#include "commands/VrelFileBytes.h"
-#include "commands/VrelLogCallback.h"
-#include "commands/VrelProcedure.h"
+#include "commands/support/VrelFileBytes.h"
+#include "commands/support/VrelLogCallback.h"
+#include "commands/support/VrelProcedure.h"
 #include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {

@@ -1,9 +1,9 @@
 #include "commands/VrelGetCardInfo.h"
 
-#include "commands/VrelCardReport.h"
-#include "commands/VrelLogCallback.h"
-#include "commands/VrelProcedure.h"
-#include "commands/VrelStorageDevice.h"
+#include "commands/cardreport/VrelCardReport.h"
+#include "commands/support/VrelLogCallback.h"
+#include "commands/support/VrelProcedure.h"
+#include "commands/support/VrelStorageDevice.h"
 #include "external/IVrelAPI.h"
 #include "plugin/VrelLogLevel.h"
 

@@ -1,8 +1,8 @@
 #include "commands/VrelGetTokenPid.h"
 
-#include "commands/VrelLogCallback.h"
-#include "commands/VrelNumberText.h"
-#include "commands/VrelProcedure.h"
+#include "commands/support/VrelLogCallback.h"
+#include "commands/support/VrelNumberText.h"
+#include "commands/support/VrelProcedure.h"
 #include "external/IVrelAPI.h"
 #include "plugin/VrelLogLevel.h"
 

@@ -1,7 +1,7 @@
 #include "commands/VrelWriteToken.h"
 
-#include "commands/VrelLogCallback.h"
-#include "commands/VrelProcedure.h"
+#include "commands/support/VrelLogCallback.h"
+#include "commands/support/VrelProcedure.h"
 #include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {

@@ -4,7 +4,7 @@
 set -eu
 cd "$1"
 status=0
-grep -rnE '#[[:space:]]*include.*(host|emulator|tests|benchmarks)/' plugin commands devices external || status=$?
+grep -rnE '#[[:space:]]*include.*(framework|tools|emulator|tests|benchmarks)/' plugin commands devices external || status=$?
 [ "$status" -eq 1 ] || {
     echo "The lines above reach from the library into a stand-in, or a folder is missing" >&2
     exit 1

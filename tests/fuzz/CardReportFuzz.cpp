@@ -1,5 +1,5 @@
-#include "commands/VrelCardReport.h"
-#include "commands/VrelRawDump.h"
+#include "commands/cardreport/VrelCardReport.h"
+#include "commands/cardreport/VrelRawDump.h"
 #include "tests/fuzz/Require.h"
 
 #include <QRegularExpression>

@@ -1,9 +1,9 @@
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
-#include "host/downloader/DownloaderArguments.h"
-#include "host/framework/JsonText.h"
+#include "framework/JsonText.h"
 #include "tests/fuzz/Require.h"
 #include "tests/support/ArgumentCollector.h"
+#include "tools/ruxFwDownloader/DownloaderArguments.h"
 
 #include <QProcess>
 #include <QRegularExpression>

@@ -1,5 +1,5 @@
 #include "commands/VrelFlashUtils.h"
-#include "host/framework/JsonText.h"
+#include "framework/JsonText.h"
 #include "plugin/VrelManager.h"
 #include "tests/fuzz/Require.h"
 #include "tests/support/FakeApi.h"

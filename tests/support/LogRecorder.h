@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/framework/LogSink.h"
+#include "framework/LogSink.h"
 
 #include <mutex>
 #include <string>

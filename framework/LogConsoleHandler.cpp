@@ -1,0 +1,180 @@
+#include "external/LogConsoleHandler.h"
+
+#include "framework/LogLineFormat.h"
+
+#include <QProcess>
+
+#include <algorithm>
+
+namespace {
+
+constexpr Logger::LogLevel kStandardOutputLevel = 3;
+constexpr Logger::LogLevel kStandardErrorLevel = 2;
+constexpr Logger::LogLevel kFailureLevel = 2;
+constexpr int kLongestLine = 1024 * 1024;
+
+bool isUtf8Continuation(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+/** Splits a stream of bytes into lines; keeps what follows the last line end. */
+class LineSplitter
+{
+public:
+    template <typename Receiver>
+    void add(QByteArray const& bytes, Receiver const& receive)
+    {
+        int start = 0;
+        while (start < bytes.size()) {
+            int const end = bytes.indexOf('\n', start);
+            append(bytes, start, end < 0 ? bytes.size() : end, receive);
+            if (end < 0)
+                return;
+            take(m_rest.size(), receive);
+            start = end + 1;
+        }
+    }
+
+    template <typename Receiver>
+    void finish(Receiver const& receive)
+    {
+        if (!m_rest.isEmpty())
+            take(m_rest.size(), receive);
+    }
+
+private:
+    template <typename Receiver>
+    void append(QByteArray const& bytes, int start, int end, Receiver const& receive)
+    {
+        while (start < end) {
+            int const count = std::min(end - start, kLongestLine - m_rest.size());
+            m_rest.append(bytes.constData() + start, count);
+            start += count;
+            if (m_rest.size() == kLongestLine && start < end)
+                take(characterBoundary(), receive);
+        }
+    }
+
+    /** Where an overlong line can be cut without tearing a character apart. */
+    int characterBoundary() const
+    {
+        constexpr int kLongestCharacter = 4;
+        int cut = m_rest.size();
+        for (int i = 0; i < kLongestCharacter; ++i) {
+            --cut;
+            if (!isUtf8Continuation(m_rest.at(cut)))
+                return static_cast<signed char>(m_rest.at(cut)) >= 0 ? m_rest.size() : cut;
+        }
+        return m_rest.size();
+    }
+
+    template <typename Receiver>
+    void take(int size, Receiver const& receive)
+    {
+        QByteArray line = m_rest.left(size);
+        m_rest.remove(0, size);
+        if (line.endsWith('\r'))
+            line.chop(1);
+        receive(line);
+    }
+
+    QByteArray m_rest;
+};
+
+} // namespace
+
+class LogConsoleHandler::Private
+{
+public:
+    Private(LogConsoleHandler const& log, QProcess& process)
+        : m_log(log)
+        , m_process(process)
+    {
+        QProcessEnvironment environment = process.processEnvironment();
+        if (environment.isEmpty())
+            environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QLatin1String(kLogFormatVariable), QStringLiteral("json"));
+        process.setProcessEnvironment(environment);
+
+        m_connections[0] =
+            QObject::connect(&process, &QProcess::readyReadStandardOutput, [this] { readOutput(); });
+        m_connections[1] =
+            QObject::connect(&process, &QProcess::readyReadStandardError, [this] { readError(); });
+        m_connections[2] = QObject::connect(&process, &QProcess::errorOccurred,
+                                            [this](QProcess::ProcessError error) { reportError(error); });
+        m_connections[3] = QObject::connect(
+            &process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
+            [this](int exitCode, QProcess::ExitStatus status) { reportEnd(exitCode, status); });
+    }
+
+    ~Private()
+    {
+        for (QMetaObject::Connection const& connection : m_connections)
+            QObject::disconnect(connection);
+        flush();
+    }
+
+    Private(Private const&) = delete;
+    Private& operator=(Private const&) = delete;
+
+private:
+    void readOutput()
+    {
+        m_output.add(m_process.readAllStandardOutput(),
+                     [this](QByteArray const& line) { logLine(kStandardOutputLevel, line); });
+    }
+
+    void readError()
+    {
+        m_error.add(m_process.readAllStandardError(),
+                    [this](QByteArray const& line) { logLine(kStandardErrorLevel, line); });
+    }
+
+    /** Hands on what came without a line end. */
+    void flush()
+    {
+        m_output.finish([this](QByteArray const& line) { logLine(kStandardOutputLevel, line); });
+        m_error.finish([this](QByteArray const& line) { logLine(kStandardErrorLevel, line); });
+    }
+
+    void logLine(Logger::LogLevel level, QByteArray const& bytes) const
+    {
+        auto const line = fromJson(bytes);
+        if (!line)
+            m_log.logMessage(level, QString::fromUtf8(bytes.constData(), bytes.size())); // NULs end nothing
+        else if (line->isLabelled)
+            m_log.logMessage(line->level, line->label, line->value);
+        else
+            m_log.logMessage(line->level, line->text);
+    }
+
+    void reportError(QProcess::ProcessError error) const
+    {
+        if (error == QProcess::FailedToStart)
+            m_log.logMessage(kFailureLevel,
+                             QStringLiteral("Process failed to start: ") + m_process.errorString());
+    }
+
+    void reportEnd(int exitCode, QProcess::ExitStatus status)
+    {
+        flush();
+        if (status == QProcess::CrashExit)
+            m_log.logMessage(kFailureLevel, "Process was ended by a signal");
+        else if (exitCode != 0)
+            m_log.logMessage(kFailureLevel, QStringLiteral("Process ended with exit code %1").arg(exitCode));
+    }
+
+    LogConsoleHandler const& m_log;
+    QProcess& m_process;
+    LineSplitter m_output;
+    LineSplitter m_error;
+    QMetaObject::Connection m_connections[4];
+};
+
+LogConsoleHandler::LogConsoleHandler(QProcess& process)
+    : d(std::make_unique<Private>(*this, process))
+{
+}
+
+LogConsoleHandler::~LogConsoleHandler() = default;

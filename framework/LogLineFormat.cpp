@@ -1,0 +1,70 @@
+#include "framework/LogLineFormat.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <iterator>
+
+namespace {
+
+QLatin1String const kLevel("level");
+QLatin1String const kName("name");
+QLatin1String const kPrefix("prefix");
+QLatin1String const kText("text");
+QLatin1String const kLabel("label");
+QLatin1String const kValue("value");
+
+/** Words by level; progress speaks for itself. */
+constexpr char const* kLevelWords[] = {"fatal: ", "error: ", "warning: ", "", "trace: ", "raw: "};
+
+} // namespace
+
+QString toText(LogLine const& line)
+{
+    return line.isLabelled ? line.label + line.value : line.text;
+}
+
+QString toReadableText(LogLine const& line)
+{
+    bool const hasWord = line.level >= 0 && line.level < static_cast<int>(std::size(kLevelWords));
+    QString const word = QLatin1String(hasWord ? kLevelWords[line.level] : "");
+    QString const prefix = line.prefix.isEmpty() ? QString() : line.prefix + QStringLiteral(": ");
+    if (!line.device)
+        return word + prefix + toText(line);
+    QString text = prefix + word + toText(line);
+    return text.replace(QLatin1Char('\n'), QLatin1Char('\n') + prefix);
+}
+
+QByteArray toJson(LogLine const& line)
+{
+    QJsonObject json{{kLevel, line.level}, {kName, line.name}, {kPrefix, line.prefix}};
+    if (line.isLabelled) {
+        json.insert(kLabel, line.label);
+        json.insert(kValue, line.value);
+    } else {
+        json.insert(kText, line.text);
+    }
+    if (line.device) {
+        json.insert(QLatin1String("serial"), line.device->serial);
+        json.insert(QLatin1String("path"),
+                    line.device->path.isNull() ? QJsonValue() : QJsonValue(line.device->path));
+    }
+    return QJsonDocument(json).toJson(QJsonDocument::Compact);
+}
+
+std::optional<LogLine> fromJson(QByteArray const& bytes)
+{
+    if (!bytes.startsWith('{'))
+        return std::nullopt;
+    QJsonObject const json = QJsonDocument::fromJson(bytes).object();
+    LogLine line;
+    line.isLabelled = json.value(kLabel).isString() && json.value(kValue).isString();
+    line.level = json.value(kLevel).toInt(-1);
+    bool const hasLevel = line.level >= 0 && line.level <= kHighestLogLevel;
+    if (!hasLevel || !(line.isLabelled || json.value(kText).isString()))
+        return std::nullopt;
+    line.text = json.value(kText).toString();
+    line.label = json.value(kLabel).toString();
+    line.value = json.value(kValue).toString();
+    return line;
+}

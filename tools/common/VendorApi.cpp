@@ -1,0 +1,49 @@
+#include "tools/common/VendorApi.h"
+
+#include "external/IVrelAPI.h"
+#include "external/LogHandler.h"
+#include "plugin/VrelManager.h"
+
+#include <type_traits>
+
+VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
+{
+    VrelApiManager api = manager.fetchApi();
+    if (!api)
+        log.logMessage(1, "The vendor API is not available: another process may be using it");
+    return api;
+}
+
+std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, LogHandler const& log)
+{
+    QString error;
+    auto devices = list(api, error);
+    if (!devices)
+        log.logMessage(1, QStringLiteral("The vendor API ") + error);
+    return devices;
+}
+
+std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, QString& error)
+{
+    DeviceList devices;
+    QString text;
+    int const result = api.getDeviceList(devices, text);
+    if (result == 0)
+        return devices;
+    error = QStringLiteral("cannot list the devices: code %1, '%2'").arg(result).arg(text);
+    return std::nullopt;
+}
+
+bool VendorApi::isFull(DeviceList const& devices)
+{
+    constexpr std::size_t kCapacity = std::extent_v<decltype(VrelDeviceList::names)>;
+    return devices.size() >= kCapacity;
+}
+
+void VendorApi::warnOfFullList(DeviceList const& devices, LogHandler const& log)
+{
+    if (isFull(devices))
+        log.logMessage(2, QStringLiteral("The vendor API lists %1 devices, as many as it can: there may be "
+                                         "more, which vrelhost run --sn names")
+                              .arg(devices.size()));
+}

@@ -1,0 +1,74 @@
+#include "tools/vrelhost/DeviceSelection.h"
+
+#include "external/LogHandler.h"
+
+#include <algorithm>
+
+namespace {
+
+using VendorApi::DeviceList;
+
+/** Why a listed device cannot be named to the vendor API; empty when it can. */
+QString unnamedCause(DeviceList::value_type const& device, DeviceList const& list)
+{
+    auto const& [path, serial] = device;
+    if (serial.isEmpty())
+        return QStringLiteral("The vendor API gives no serial number for the device at %1").arg(path);
+    for (auto const& [otherPath, otherSerial] : list) {
+        if (otherSerial == serial && otherPath != path)
+            return QStringLiteral("The devices at %1 and %2 have the same serial number '%3'")
+                .arg(path, otherPath, serial);
+    }
+    return QString();
+}
+
+DeviceName deviceOfSerial(QString const& serial, DeviceList const& list)
+{
+    auto const entry =
+        std::find_if(list.begin(), list.end(), [&](auto const& listed) { return listed.second == serial; });
+    return {serial, entry == list.end() ? QString() : entry->first};
+}
+
+void addOnce(std::vector<DeviceName>& devices, DeviceName device)
+{
+    auto const isSame = [&](DeviceName const& other) { return other.serial == device.serial; };
+    if (std::none_of(devices.begin(), devices.end(), isSame))
+        devices.push_back(std::move(device));
+}
+
+} // namespace
+
+std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, DeviceList const& list,
+                                                     LogHandler const& log)
+{
+    std::vector<DeviceName> devices;
+    auto const addListed = [&](DeviceList::value_type const& device) {
+        QString const cause = unnamedCause(device, list);
+        if (!cause.isEmpty())
+            log.logMessage(1, cause + QStringLiteral(": name the others with --sn or --path"));
+        addOnce(devices, {device.second, device.first});
+        return cause.isEmpty();
+    };
+    if (options.isAll && !std::all_of(list.begin(), list.end(), addListed))
+        return std::nullopt;
+    for (RunOptions::Device const& device : options.devices) {
+        if (!device.isPath) {
+            addOnce(devices, deviceOfSerial(device.text, list));
+            continue;
+        }
+        auto const listed = list.find(device.text);
+        if (listed == list.end()) {
+            log.logMessage(1, VendorApi::isFull(list)
+                                  ? QStringLiteral("The vendor API lists as many devices as it can, but none "
+                                                   "at the USB path '%1': name it with --sn")
+                                        .arg(device.text)
+                                  : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
+                                                   "shows the paths")
+                                        .arg(device.text));
+            return std::nullopt;
+        }
+        if (!addListed(*listed))
+            return std::nullopt;
+    }
+    return devices;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "framework/LogSink.h"
+#include "tools/common/VendorApi.h"
+#include "tools/vrelhost/RunOptions.h"
+
+#include <optional>
+#include <vector>
+
+/**
+ * The devices that a command line names, each once: all listed ones in the order of their paths, then the
+ * others in the order given.
+ * @param list of the vendor API; empty when it is not needed
+ * @return nothing, with the cause logged at level 1, when one of them cannot be found or told
+ *         from another
+ */
+std::optional<std::vector<DeviceName>>
+selectDevices(RunOptions const& options, VendorApi::DeviceList const& list, LogHandler const& log);

@@ -1,0 +1,85 @@
+#include "tools/vrelhost/RequestTemplate.h"
+
+#include <algorithm>
+
+namespace {
+
+QLatin1String const kSerial("{serial}");
+QLatin1String const kPath("{path}");
+
+/** Whether a text can be part of a file name anywhere in a path, and leave it in the same directory. */
+bool isFileNamePart(QString const& text)
+{
+    auto const isAllowed = [](QChar character) {
+        return character > QLatin1Char(' ') && character < QLatin1Char('\x7F') &&
+               character != QLatin1Char('/') && character != QLatin1Char('\\');
+    };
+    return !text.startsWith(QLatin1Char('.')) && std::all_of(text.begin(), text.end(), isAllowed);
+}
+
+/** The value of each entry that may hold placeholders, as text; all others come as null. */
+QString replaceable(JsonObject::Entries::value_type const& entry)
+{
+    bool const isText = entry.second.userType() == QMetaType::QString;
+    return isText && entry.first != QLatin1String("command") ? entry.second.toString() : QString();
+}
+
+/** One pass, so that what is put in is not looked at again. */
+QString replaced(QString const& text, DeviceName const& device)
+{
+    QString result;
+    int position = 0;
+    while (position < text.size()) {
+        QStringRef const rest = text.midRef(position);
+        bool const isSerial = rest.startsWith(kSerial);
+        bool const isPath = rest.startsWith(kPath);
+        if (isSerial || isPath) {
+            result += isSerial ? device.serial : device.path;
+            position += isSerial ? kSerial.size() : kPath.size();
+        } else {
+            result += text.at(position++);
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+RequestTemplate::RequestTemplate(JsonObject const& request)
+    : m_request(request)
+{
+    for (auto const& entry : m_request) {
+        QString const text = replaceable(entry);
+        m_needsSerial = m_needsSerial || text.contains(kSerial);
+        m_needsPath = m_needsPath || text.contains(kPath);
+    }
+}
+
+std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, QString& error) const
+{
+    if ((m_needsSerial || m_needsPath) && device.serial.isEmpty())
+        error =
+            QStringLiteral("The request holds %1, but no device is named: name it with --sn, --path or --all")
+                .arg(m_needsSerial ? kSerial : kPath);
+    else if (m_needsPath && device.path.isNull())
+        error = QStringLiteral("The request holds {path}, but the vendor API lists no device '%1': leave "
+                               "{path} out or the device")
+                    .arg(device.serial);
+    else if (m_needsSerial && !isFileNamePart(device.serial))
+        error = QStringLiteral("The serial number '%1' cannot be part of a file name: leave {serial} out of "
+                               "the request, or the device")
+                    .arg(device.serial);
+    else if (m_needsPath && !isFileNamePart(device.path))
+        error = QStringLiteral("The USB path '%1' cannot be part of a file name: leave {path} out of the "
+                               "request, or the device")
+                    .arg(device.path);
+    if (!error.isEmpty())
+        return std::nullopt;
+    JsonObject request = m_request;
+    for (auto const& entry : m_request) {
+        QString const text = replaceable(entry);
+        if (!text.isNull())
+            request.setValue(entry.first, replaced(text, device));
+    }
+    return request;
+}

@@ -1,0 +1,123 @@
+#include "tools/vrelhost/ScanCommand.h"
+
+#include "devices/VrelDeviceFilter.h"
+#include "devices/VrelDevicePropertyManagerAllocator.h"
+#include "external/Device.h"
+#include "external/DeviceManagerTool.h"
+#include "external/DevicePropertyManager.h"
+#include "external/LogHandler.h"
+#include "plugin/VrelManager.h"
+#include "tools/common/ExecutableFault.h"
+#include "tools/common/VendorApi.h"
+#include "tools/vrelhost/DeviceNode.h"
+#include "tools/vrelhost/DownloaderStarter.h"
+#include "tools/vrelhost/UsbScanner.h"
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+using UseApi = bool (*)();
+
+UseApi useApi(ScanCommand::SerialSource source)
+{
+    if (source == ScanCommand::SerialSource::Api)
+        return [] { return true; };
+    return [] { return false; };
+}
+
+QString pathOf(DummyDevice const& device)
+{
+    return device.port.getLocation();
+}
+
+QString querySerial(DevicePropertyManagerAllocatorBase& allocator, DummyDevice const& record)
+{
+    Device device(record);
+    auto const drop = [&allocator](DevicePropertyManager* manager) { allocator.dropManager(manager); };
+    std::unique_ptr<DevicePropertyManager, decltype(drop)> const manager(
+        allocator.newManager(&device, record), drop);
+    return manager->getProperty(QStringLiteral("vrel.serial"));
+}
+
+} // namespace
+
+ScanCommand::ScanCommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log)
+    : m_root(std::move(root))
+    , m_nodes(std::move(nodes))
+    , m_source(source)
+    , m_exe(std::move(exe))
+    , m_log(log)
+{
+}
+
+std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
+{
+    VrelManager manager;
+    // Before the tree is read: a vendor library may bring its devices up when it is first taken, as the
+    // emulator makes its rig.
+    VrelApiManager api = manager.fetchApi();
+    auto devices = UsbScanner(m_root, m_log).scan();
+    if (!devices)
+        return std::nullopt;
+    if (m_source == SerialSource::Exe)
+        api = VrelApiManager(); // for the downloader to take
+    VendorApi::DeviceList listed;
+    if (api.getDeviceList(listed) == 0)
+        VendorApi::warnOfFullList(listed, m_log);
+    claimDevices(manager, *devices);
+    return identify(manager, *devices);
+}
+
+void ScanCommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& devices) const
+{
+    VrelDeviceFilter const filter(&manager, new DeviceManagerTool, useApi(m_source));
+    std::list<DummyDevice> claimed;
+    DeviceFilterData* const data = filter.preScanEvent();
+    filter.filterDevices(devices, claimed, data);
+    filter.postScanEvent(data);
+    devices.merge(claimed, [](DummyDevice const& a, DummyDevice const& b) { return pathOf(a) < pathOf(b); });
+}
+
+std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
+                                                 std::list<DummyDevice> const& devices) const
+{
+    VrelDevicePropertyManagerAllocator allocator(&manager, new DownloaderStarter(m_exe), useApi(m_source));
+    std::vector<ScannedDevice> result;
+    result.reserve(devices.size());
+    for (DummyDevice const& record : devices) {
+        bool const isClaimed = record.isClaimed != 0;
+        QString const serial = querySerial(allocator, record);
+        bool isDenied = false;
+        if (isClaimed && serial.isNull()) {
+            QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
+            isDenied = DeviceNode::isDenied(node);
+            m_log.logMessage(
+                2, QStringLiteral("No serial number for the device at %1: %2")
+                       .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
+                                                                      "install the udev rules that come with "
+                                                                      "the tools, or scan with more rights")
+                                                           .arg(node)
+                                                     : missingSerialCause(manager)));
+        }
+        result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
+    }
+    return result;
+}
+
+QString ScanCommand::missingSerialCause(VrelManager& manager) const
+{
+    if (m_source == SerialSource::Api) {
+        VrelApiManager api = manager.fetchApi();
+        if (!api)
+            return QStringLiteral("the vendor API is not available, another process may be using it");
+        QString error = QStringLiteral("does not list it");
+        VendorApi::list(api, error);
+        return QStringLiteral("the vendor API ") + error;
+    }
+    QString const fault = executableFault(m_exe);
+    if (!fault.isEmpty())
+        return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);
+    return QStringLiteral("the downloader '%1' gave none; --log-level 5 shows its output").arg(m_exe);
+}

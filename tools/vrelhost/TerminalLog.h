@@ -1,0 +1,58 @@
+#pragma once
+
+#include "framework/LogSink.h"
+
+#include <QElapsedTimer>
+
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+/**
+ * The log on a terminal: lines in the colour of their level and, below them while work goes on, one line with
+ * the time it has taken, how much is done, and the latest message. Texts cannot steer the terminal. Safe for
+ * any thread.
+ *
+ * `TERM=dumb`, or no TERM, leaves plain lines; a NO_COLOR that is not empty leaves the colours out.
+ */
+class TerminalLog
+{
+public:
+    static bool isTerminal(std::FILE* stream);
+
+    TerminalLog(std::FILE* stream, Logger::LogLevel maxLevel);
+    ~TerminalLog();
+
+    TerminalLog(TerminalLog const&) = delete;
+    TerminalLog& operator=(TerminalLog const&) = delete;
+
+    /** Writes a line up to the highest level, at once and whole. */
+    void write(LogLine const& line);
+
+    /** Begins, with the time at zero, or ends to show that work goes on. Not from several threads at once. */
+    void showWork(bool isShown);
+
+    /** How much of all is done, for the line that shows work. */
+    void showProgress(int done, int total);
+
+private:
+    void redrawUntilEnd();
+    void draw();
+    void erase();
+    void put(QByteArray const& bytes) const;
+
+    std::FILE* const m_stream;
+    Logger::LogLevel const m_maxLevel;
+    bool const m_canMove; ///< whether the terminal knows more than plain lines
+    bool const m_hasColours;
+    std::thread m_redrawer;
+    std::condition_variable m_end;
+
+    std::mutex m_mutex; ///< guards all below, and the stream
+    bool m_isWorking = false;
+    bool m_isDrawn = false;
+    QElapsedTimer m_time;
+    QString m_progress;
+    QString m_latest;
+};
