@@ -1,13 +1,18 @@
 #pragma once
 
-#include <atomic>
-#include <memory>
+#include "plugin/VrelManager.h"
+#include "plugin/VrelManagerLife.h"
+#include "plugin/VrelMutexLocker.h"
+
+#include <QMutex>
 
 class IVrelAPI;
-class VrelManager;
-struct VrelManagerLife;
 
-/** The state that all copies of one handle share; made on the heap, frees itself with its last user. */
+/**
+ * The state that all copies of one handle share; made on the heap, frees itself with its last user.
+ *
+ * Lock order: a state's mutex, then the manager's.
+ */
 class VrelApiManagerPrivate
 {
 public:
@@ -16,20 +21,56 @@ public:
     VrelApiManagerPrivate& operator=(VrelApiManagerPrivate const&) = delete;
 
     void acquire();
-    /**
-     * Drops one user; with the last one reports to the manager, if that is still alive, and frees the state.
-     */
+    /** Drops one user; with the last one reports to the manager, unless that is gone, and frees the state. */
     void release();
 
     IVrelAPI* object() const { return api; }
 
 private:
-    ~VrelApiManagerPrivate() = default;
-    void reportRelease();
+    /** Entered with the mutex locked. */
+    ~VrelApiManagerPrivate();
 
     IVrelAPI* api;
     VrelManager* manager;
     void (VrelManager::*releaseCallback)();
-    std::atomic<int> refCount{1};                ///< handles sharing this state
-    std::shared_ptr<VrelManagerLife> const life; ///< null without a manager
+    int refCount = 1;            ///< handles sharing this state
+    QMutex mutex;                ///< guards refCount; held over the report to the manager
+    VrelManagerLife* const life; ///< held; null where nobody is to be called
 };
+
+inline VrelApiManagerPrivate::VrelApiManagerPrivate(IVrelAPI* vendorApi, VrelManager* issuer,
+                                                    void (VrelManager::*callback)())
+    : api(vendorApi)
+    , manager(issuer)
+    , releaseCallback(callback)
+    , life(issuer != nullptr && callback != nullptr ? issuer->life->hold() : nullptr)
+{
+}
+
+inline VrelApiManagerPrivate::~VrelApiManagerPrivate()
+{
+    if (life != nullptr) {
+        VrelManagerLife::LastCall const call(*life);
+        if (call.isAllowed())
+            (manager->*releaseCallback)();
+    }
+    api = nullptr;
+    manager = nullptr;
+    releaseCallback = nullptr;
+    vrelUnlock(mutex);
+}
+
+inline void VrelApiManagerPrivate::acquire()
+{
+    VrelMutexLocker const lock(mutex);
+    ++refCount;
+}
+
+inline void VrelApiManagerPrivate::release()
+{
+    vrelLock(mutex);
+    if (--refCount == 0)
+        delete this;
+    else
+        vrelUnlock(mutex);
+}

@@ -21,7 +21,7 @@ QString versionText(VrelApiVersionRecord const& record)
 } // namespace
 
 VrelManager::VrelManager()
-    : life(std::make_shared<VrelManagerLife>())
+    : life(new VrelManagerLife)
 {
     logHandler().setPrefix(QStringLiteral("Vrel Manager"));
     logHandler().setName(QStringLiteral("Vrel Manager"));
@@ -29,10 +29,7 @@ VrelManager::VrelManager()
 
 VrelManager::~VrelManager()
 {
-    {
-        VrelMutexLocker const lock(life->mutex);
-        life->alive = false;
-    }
+    life->end(); // from here on, handles that are dropped call nobody
     VrelMutexLocker const lock(mutex);
     if (useCount != 0 || api != nullptr)
         logHandler().logMessage(VrelLogLevel::kWarning, "Vrel Manager deleted while in use");

@@ -7,10 +7,8 @@
 #include <QMutex>
 #include <QString>
 
-#include <memory>
-
 class IVrelAPI;
-struct VrelManagerLife;
+class VrelManagerLife;
 
 /**
  * The plug-in object; the host creates it before anything else of the library and destroys it last.
@@ -42,7 +40,7 @@ private:
     friend class VrelApiManagerPrivate;
 
     IVrelAPI* api = nullptr;
-    quint64 useCount = 0; ///< handle states issued and still alive
-    QMutex mutex;         ///< guards api and useCount
-    std::shared_ptr<VrelManagerLife> const life;
+    quint64 useCount = 0;        ///< handle states issued and still alive
+    QMutex mutex;                ///< guards api and useCount
+    VrelManagerLife* const life; ///< for handles that outlive this object
 };

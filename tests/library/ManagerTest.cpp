@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -131,6 +132,54 @@ TEST_F(ManagerTest, HandlesAndManagersFromManyThreads)
         manager.reset();
         dropper.join();
     }
+}
+
+/** A manager whose handles do something else when they go. */
+class OtherManager : public VrelManager
+{
+public:
+    explicit OtherManager(std::function<void()> onRelease)
+        : m_onRelease(std::move(onRelease))
+    {
+    }
+
+    VrelApiManager handle()
+    {
+        return VrelApiManager(nullptr, this,
+                              static_cast<void (VrelManager::*)()>(&OtherManager::releaseHandle));
+    }
+
+private:
+    void releaseHandle() { m_onRelease(); }
+
+    std::function<void()> const m_onRelease;
+};
+
+// Fails by a time-out: whatever was held over the callback would be waited for.
+TEST_F(ManagerTest, ReleaseCallbackMayDropAnotherHandleOrTheManager)
+{
+    std::unique_ptr<VrelApiManager> other;
+    std::unique_ptr<OtherManager> manager;
+    int calls = 0;
+    manager = std::make_unique<OtherManager>([&] {
+        if (++calls == 1)
+            other.reset();
+        else
+            manager.reset();
+    });
+    other = std::make_unique<VrelApiManager>(manager->handle());
+    VrelApiManager late = manager->handle();
+    VrelApiManager(manager->handle());
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(manager, nullptr);
+    late = VrelApiManager();
+    EXPECT_EQ(calls, 2) << "a dead manager was called";
+}
+
+TEST_F(ManagerTest, HandleWithoutCallbackNeverLooksIntoItsManager)
+{
+    int nothing = 0;
+    VrelApiManager(&m_api, reinterpret_cast<VrelManager*>(&nothing), nullptr); // ASan sees a look
 }
 
 TEST_F(ManagerTest, VersionText)
