@@ -8,9 +8,12 @@ namespace VrelUtilsCommand {
 
 /**
  * Reads up to `size` bytes of a file from `offset` on, and no more than that.
- * @return the bytes read; 0 when the file cannot be opened, is no file that can be read at an offset, or ends
- *         before it
+ *
+ * A pipe (standard input, a process substitution) keeps what is read, so that the vendor library, or the run
+ * on the next device, finds it all: there, `offset` and `size` together are at most some kilobytes. Its
+ * writer is waited for, for 5 s at most; a pipe that nobody writes counts as empty.
+ * @return the bytes read; 0 when the file cannot be opened, cannot be read at an offset, or ends before it
  */
-std::size_t readFileBytes(QString const& path, long offset, unsigned char* bytes, std::size_t size);
+std::size_t readFileBytes(QString const& path, std::size_t offset, unsigned char* bytes, std::size_t size);
 
 } // namespace VrelUtilsCommand

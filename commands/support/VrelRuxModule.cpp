@@ -8,7 +8,7 @@ namespace VrelUtilsCommand {
 namespace {
 
 /** The version field in a module's header. */
-constexpr long kVersionOffset = 130;
+constexpr std::size_t kVersionOffset = 130;
 constexpr std::size_t kVersionSize = 2;
 
 } // namespace

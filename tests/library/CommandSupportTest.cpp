@@ -7,8 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
+
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -71,6 +76,33 @@ TEST(RuxModuleTest, VersionIsTheTwoBytesAtOffset130InFileOrder)
     EXPECT_EQ(getRuxModuleVersion(directory.filePath(QStringLiteral("absent"))), QStringLiteral("Unknown"));
     EXPECT_EQ(getRuxModuleVersion(directory.path()), QStringLiteral("Unknown"));
     EXPECT_EQ(getRuxModuleVersion(QString()), QStringLiteral("Unknown"));
+}
+
+// The vendor library reads the module after us, from the same pipe.
+TEST(RuxModuleTest, VersionComesFromAPipeThatKeepsTheModule)
+{
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    std::string const module = std::string(130, 'x') + "\x02\x01rest";
+    auto const write = [&](std::string const& part) {
+        EXPECT_EQ(::write(ends[1], part.data(), part.size()), static_cast<ssize_t>(part.size()));
+    };
+    write(module.substr(0, 131));
+    std::thread writer([&] {
+        QThread::msleep(50);
+        write(module.substr(131));
+        ::close(ends[1]);
+    });
+    QString const path = QStringLiteral("/dev/fd/%1").arg(ends[0]);
+    EXPECT_EQ(getRuxModuleVersion(path), QStringLiteral("513"));
+    writer.join();
+    char kept[1000];
+    EXPECT_EQ(::read(ends[0], kept, sizeof kept), static_cast<ssize_t>(module.size()));
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(getRuxModuleVersion(path), QStringLiteral("Unknown"));
+    EXPECT_LT(timer.elapsed(), 1000) << "a pipe without a writer was waited for";
+    ::close(ends[0]);
 }
 
 TEST(DeviceTypeTest, NamesAndCodes)
