@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <limits>
 
 namespace VrelUtilsCommand {
 
@@ -24,6 +25,8 @@ struct DigitPairs
 
 constexpr DigitPairs kDigitPairs;
 constexpr quint64 kOffsetPrefixSize = 12; // "0x00000000: "
+/** What a text can hold: its bytes, its header and its NUL are counted by an int. */
+constexpr quint64 kMostCharacters = std::numeric_limits<int>::max() / sizeof(QChar) - 64;
 
 /** Writes characters one after the other into a text that is large enough. */
 class Writer
@@ -82,13 +85,14 @@ quint64 dumpSize(unsigned int length, bool reverse, bool withOffsets, unsigned i
 void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool withOffsets, int bytesPerLine,
              QString const& separator, QString& out)
 {
-    out.clear();
-    if (length == 0)
-        return;
     unsigned int const perLine = bytesPerLine > 0 ? static_cast<unsigned int>(bytesPerLine) : 0;
     QByteArray const utf8 = separator.toUtf8();
     QString const widened = QString::fromLatin1(utf8.constData(), utf8.size()); // a NUL ends nothing
-    out.resize(static_cast<int>(dumpSize(length, reverse, withOffsets, perLine, widened.size())));
+    quint64 const size = dumpSize(length, reverse, withOffsets, perLine, widened.size());
+    out.clear(); // after the separator was taken, which may be the same text
+    if (length == 0 || size > kMostCharacters)
+        return;
+    out.resize(static_cast<int>(size));
 
     Writer writer(out);
     QStringView const separatorView = widened;

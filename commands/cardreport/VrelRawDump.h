@@ -13,7 +13,8 @@ namespace VrelUtilsCommand {
  * @param bytesPerLine bytes after which a line ends; 0 or less never breaks lines. Lines are counted from the
  * first byte in both directions, and there is no line end after the last.
  * @param separator written byte by byte of its UTF-8 form
- * @param out replaced
+ * @param out replaced; may be `separator` itself. Empty when the dump is longer than a text can be (some 10^9
+ * characters)
  */
 void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool withOffsets, int bytesPerLine,
              QString const& separator, QString& out);

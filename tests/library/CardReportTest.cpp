@@ -109,6 +109,11 @@ TEST(RawDumpTest, SeventeenBytesAndALargeBlock)
     rawDump(bytes.data(), 65537, false, true, 16, QStringLiteral(" "), text);
     EXPECT_EQ(text.size(), 4097 * 12 + 65537 * 3 + 4096);
     EXPECT_TRUE(text.endsWith(QStringLiteral("\n0x00010000: 5a ")));
+    rawDump(bytes.data(), 0xFFFFFFFFU, false, false, 0, text, text);
+    EXPECT_EQ(text, QString()) << "longer than a text can be";
+    text = QStringLiteral("-");
+    rawDump(bytes.data(), 2, false, false, 0, text, text);
+    EXPECT_EQ(text, QStringLiteral("5a-5a-"));
     rawDump(bytes.data(), 2, false, false, 0, QString(2, QChar(0)), text);
     EXPECT_EQ(text.toStdString(), std::string("5a\0\0"
                                               "5a\0\0",
