@@ -31,8 +31,8 @@ public:
 
     /**
      * Carries the command out on the device with that serial number; blocks for the length of the operation.
-     * An object without accepted parameters and a handle without an API object yield false, with nothing
-     * logged.
+     * An object without accepted parameters yields false with nothing logged, and so does a handle without an
+     * API object, but for "enumerate", which logs "API already in use" at level 1.
      */
     virtual bool run(VrelApiManager api, QString const& serial, LogHandler& log) const = 0;
 
@@ -61,13 +61,16 @@ public:
     static std::map<QString, CommandFactory*> initCommandFactories();
 
 protected:
-    VrelCommand() = default;
+    VrelCommand()
+        : m_valid(false)
+    {
+    }
     VrelCommand(VrelCommand const&) = default;
     VrelCommand& operator=(VrelCommand const&) = default;
 
     bool canRun(VrelApiManager const& api) const { return m_valid && api; }
 
-    bool m_valid = false;
+    bool m_valid : 1; ///< set once parameters were accepted, never cleared
 
 private:
     static CommandFactory* findFactory(QString const& id);

@@ -48,7 +48,7 @@ bool VrelFlashUtils::parseArguments(JsonObject const& json, LogHandler& log)
         log.logMessage(VrelLogLevel::kError, "Missing command parameter");
         return false;
     }
-    if (id.isEmpty()) {
+    if (readResult == JsonObject::Present && id.isEmpty()) {
         log.logMessage(VrelLogLevel::kError, "Invalid empty command parameter");
         return false;
     }

@@ -33,7 +33,7 @@ public:
     VrelFlashUtils();
 
     /** Parses `json`; what is wrong with it is logged without a name. See getCommandId for the outcome. */
-    explicit VrelFlashUtils(JsonObject const& json);
+    VrelFlashUtils(JsonObject const& json); // NOLINT(google-explicit-constructor): hosts pass requests on
 
     VrelFlashUtils(VrelFlashUtils const&) = delete;
     VrelFlashUtils& operator=(VrelFlashUtils const&) = delete;

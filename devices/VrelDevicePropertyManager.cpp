@@ -59,8 +59,6 @@ VrelDevicePropertyManager::VrelDevicePropertyManager(VrelManager* plugin, Device
     , tool(hostTool)
     , useApi(callback)
 {
-    logHandler().setName(QStringLiteral("Vrel property manager"));
-    logHandler().setPrefix(QStringLiteral("Vrel property manager"));
     VrelDevicePropertyManager::deviceUpdated(record);
 }
 

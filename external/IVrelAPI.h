@@ -84,7 +84,7 @@ struct VrelTokenPartId
 struct VrelReadRegion
 {
     std::uint32_t partition;   ///< partition index
-    std::uint32_t startOffset; ///< bytes from the start of the partition
+    std::uint32_t startOffset; ///< address at which reading starts, in bytes
     std::uint32_t blockCount;  ///< blocks to read
 };
 

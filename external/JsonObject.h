@@ -55,6 +55,8 @@ public:
     void setValue(QString const& key, QVariant const& value);
     void setValue(QString const& key, unsigned char const& value);
     void setValue(QString const& key, unsigned int const& value);
+    /** For plain numbers in a host's source; a negative one is stored, and unusable when it is read. */
+    void setValue(QString const& key, int value) { setValue(key, QVariant(value)); }
 
     /**
      * Stores the name of `value` as a text.

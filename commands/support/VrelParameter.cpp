@@ -2,6 +2,8 @@
 
 #include "plugin/VrelLogLevel.h"
 
+#include <algorithm>
+
 namespace VrelUtilsCommand {
 
 namespace {
@@ -36,16 +38,17 @@ bool judge(ParameterRule const& rule, int readResult, bool isEmptyText, LogHandl
     return false;
 }
 
+/** From the entry itself: no read of the host's comes between a name and its judgement. */
 int readDeviceType(JsonObject const& params, QString const& key, DeviceType& value)
 {
-    QVariant entry;
-    int const readResult = params.getValue(key, entry);
-    if (readResult != JsonObject::Present)
-        return readResult;
-    if (!entry.canConvert<QString>())
+    auto const entry =
+        std::find_if(params.begin(), params.end(), [&key](auto const& each) { return each.first == key; });
+    if (entry == params.end())
+        return JsonObject::Absent;
+    if (!entry->second.canConvert<QString>())
         return JsonObject::Unusable;
     auto const types = getStringToDeviceTypeMap();
-    auto const type = types.find(entry.toString());
+    auto const type = types.find(entry->second.toString());
     if (type == types.end())
         return JsonObject::Unusable;
     value = type->second;
