@@ -1,9 +1,6 @@
 #include "commands/VrelClearRpmbCommand.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "commands/support/VrelStorageDevice.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -34,9 +31,8 @@ bool VrelClearRpmbCommand::run(VrelApiManager api, QString const& serial, LogHan
         return false;
     logModuleVersion(m_fwModulePath, log);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
-    Procedure procedure("CLEAR RPMB", log);
-    return procedure.conclude(api->clearRpmb(Utf8(m_fwModulePath), deviceCode(m_deviceType), m_deviceIndex,
-                                             Utf8(serial), procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("CLEAR RPMB", api, log)
+        .carryOut(&IVrelAPI::clearRpmb, m_fwModulePath, m_deviceType, m_deviceIndex, serial);
 }
 
 } // namespace VrelUtilsCommand

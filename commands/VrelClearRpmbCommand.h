@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "clearrpmb": clears the replay protected memory block of a storage device. */
-class VrelClearRpmbCommand : public VrelCommandTpl<VrelClearRpmbCommand>
+class VrelClearRpmbCommand : public VrelTableCommand<VrelClearRpmbCommand>
 {
 public:
     static constexpr char const* kCommandId = "clearrpmb";

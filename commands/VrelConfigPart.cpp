@@ -1,9 +1,6 @@
 #include "commands/VrelConfigPart.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "commands/support/VrelStorageDevice.h"
-#include "external/IVrelAPI.h"
 #include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
@@ -37,10 +34,9 @@ bool VrelConfigPart::run(VrelApiManager api, QString const& serial, LogHandler& 
     if (!serial.isEmpty())
         logProgress(log, "Device serial: ", serial);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
-    Procedure procedure("CONFIG DEVICE", log);
-    bool const configured = procedure.conclude(
-        api->configPartitions(Utf8(m_fwModulePath), Utf8(m_configPath), deviceCode(m_deviceType),
-                              m_deviceIndex, Utf8(serial), procedure.errorText(), vrelLogCallback, &log));
+    bool const configured = Procedure("CONFIG DEVICE", api, log)
+                                .carryOut(&IVrelAPI::configPartitions, m_fwModulePath, m_configPath,
+                                          m_deviceType, m_deviceIndex, serial);
     if (!configured && m_deviceType == DeviceType::emmc)
         log.logMessage(VrelLogLevel::kError, "eMMC configuration failed: it may already be configured");
     return configured;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "configpart": configures the partitions of a storage device from an XML file. */
-class VrelConfigPart : public VrelCommandTpl<VrelConfigPart>
+class VrelConfigPart : public VrelTableCommand<VrelConfigPart>
 {
 public:
     static constexpr char const* kCommandId = "configpart";

@@ -1,8 +1,6 @@
 #include "commands/VrelDownloadFwOs.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -37,10 +35,9 @@ bool VrelDownloadFwOs::run(VrelApiManager api, QString const& serial, LogHandler
         return false;
     logModuleVersion(m_fwModulePath, log);
     std::uint32_t flags = m_flags;
-    Procedure procedure("DOWNLOADFWOS", log);
-    return procedure.conclude(api->downloadFwOs(Utf8(m_fwModulePath), Utf8(m_fwImagePath), &flags,
-                                                Utf8(m_osModulePath), Utf8(m_osImagePath), Utf8(serial),
-                                                procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("DOWNLOADFWOS", api, log)
+        .carryOut(&IVrelAPI::downloadFwOs, m_fwModulePath, m_fwImagePath, &flags, m_osModulePath,
+                  m_osImagePath, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "downloadfwos": downloads a firmware image and optionally an OS image, each with its recovery module. */
-class VrelDownloadFwOs : public VrelCommandTpl<VrelDownloadFwOs>
+class VrelDownloadFwOs : public VrelTableCommand<VrelDownloadFwOs>
 {
 public:
     static constexpr char const* kCommandId = "downloadfwos";

@@ -1,8 +1,6 @@
 #include "commands/VrelDownloadOemKeyManifest.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,10 +26,8 @@ bool VrelDownloadOemKeyManifest::run(VrelApiManager api, QString const& serial, 
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("DownloadOemKeyManifest", log);
-    return procedure.conclude(api->downloadOemKeyManifest(Utf8(m_fwModulePath), Utf8(m_keyManifestPath),
-                                                          Utf8(serial), procedure.errorText(),
-                                                          vrelLogCallback, &log));
+    return Procedure("DownloadOemKeyManifest", api, log)
+        .carryOut(&IVrelAPI::downloadOemKeyManifest, m_fwModulePath, m_keyManifestPath, serial);
 }
 
 } // namespace VrelUtilsCommand

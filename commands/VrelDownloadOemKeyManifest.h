@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "downloadoemkeymanifest": downloads an OEM key manifest. */
-class VrelDownloadOemKeyManifest : public VrelCommandTpl<VrelDownloadOemKeyManifest>
+class VrelDownloadOemKeyManifest : public VrelTableCommand<VrelDownloadOemKeyManifest>
 {
 public:
     static constexpr char const* kCommandId = "downloadoemkeymanifest";

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "enumerate": lists the devices that the vendor API sees, one line per device. */
-class VrelEnumerate : public VrelCommandTpl<VrelEnumerate>
+class VrelEnumerate : public VrelTableCommand<VrelEnumerate>
 {
 public:
     static constexpr char const* kCommandId = "enumerate";

@@ -1,8 +1,6 @@
 #include "commands/VrelEraseToken.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,9 +26,7 @@ bool VrelEraseToken::run(VrelApiManager api, QString const& serial, LogHandler& 
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("ERASE TOKEN", log);
-    return procedure.conclude(api->eraseToken(Utf8(m_fwModulePath), m_slot, Utf8(serial),
-                                              procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("ERASE TOKEN", api, log).carryOut(&IVrelAPI::eraseToken, m_fwModulePath, m_slot, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "erasetoken": clears a slot. */
-class VrelEraseToken : public VrelCommandTpl<VrelEraseToken>
+class VrelEraseToken : public VrelTableCommand<VrelEraseToken>
 {
 public:
     static constexpr char const* kCommandId = "erasetoken";

@@ -1,9 +1,7 @@
 #include "commands/VrelFwRecCommand.h"
 
 #include "commands/support/VrelFileBytes.h"
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -33,9 +31,8 @@ bool VrelFwRecCommand::run(VrelApiManager api, QString const& serial, LogHandler
     // Whatever the file does not give stays zero: the vendor API judges the record.
     VrelIfpRecord ifp = {};
     readFileBytes(m_ifpPath, 0, ifp.bytes, sizeof ifp.bytes);
-    Procedure procedure("DOWNLOAD FW RECOVERY MODULE", log);
-    return procedure.conclude(api->fwRecovery(Utf8(m_fwModulePath), Utf8(serial), &ifp, procedure.errorText(),
-                                              vrelLogCallback, &log));
+    return Procedure("DOWNLOAD FW RECOVERY MODULE", api, log)
+        .carryOut(&IVrelAPI::fwRecovery, m_fwModulePath, serial, &ifp);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "fwrec": downloads a recovery module together with an IFP emulation record. */
-class VrelFwRecCommand : public VrelCommandTpl<VrelFwRecCommand>
+class VrelFwRecCommand : public VrelTableCommand<VrelFwRecCommand>
 {
 public:
     static constexpr char const* kCommandId = "fwrec";

@@ -1,10 +1,7 @@
 #include "commands/VrelGetCardInfo.h"
 
 #include "commands/cardreport/VrelCardReport.h"
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "commands/support/VrelStorageDevice.h"
-#include "external/IVrelAPI.h"
 #include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
@@ -37,18 +34,17 @@ bool VrelGetCardInfo::run(VrelApiManager api, QString const& serial, LogHandler&
         return false;
     logModuleVersion(m_fwModulePath, log);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
-    Procedure procedure("GET CARD INFO", log);
+    Procedure procedure("GET CARD INFO", api, log);
     std::uint8_t type = deviceCode(m_deviceType);
     if (!m_outputPath.isEmpty())
-        return procedure.conclude(api->getCardInfoToFile(Utf8(m_fwModulePath), &type, m_deviceIndex,
-                                                         Utf8(m_outputPath), Utf8(serial),
-                                                         procedure.errorText(), vrelLogCallback, &log));
+        return procedure.carryOut(&IVrelAPI::getCardInfoToFile, m_fwModulePath, &type, m_deviceIndex,
+                                  m_outputPath, serial);
 
     // Zero wherever the vendor API fills less than it claims.
     VrelCardInfo info = {};
     std::uint32_t size = sizeof info.bytes;
-    if (!procedure.succeeded(api->getCardInfo(Utf8(m_fwModulePath), &type, m_deviceIndex, &info, &size,
-                                              Utf8(serial), procedure.errorText(), vrelLogCallback, &log)))
+    if (!procedure.attempt(&IVrelAPI::getCardInfo, m_fwModulePath, &type, m_deviceIndex, &info, &size,
+                           serial))
         return false;
     log.logMessage(VrelLogLevel::kProgress, cardReport(m_deviceType, info.bytes, size));
     procedure.logSuccess();

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "getcardinfo": reports the registers of a storage device, or has them written to a file. */
-class VrelGetCardInfo : public VrelCommandTpl<VrelGetCardInfo>
+class VrelGetCardInfo : public VrelTableCommand<VrelGetCardInfo>
 {
 public:
     static constexpr char const* kCommandId = "getcardinfo";

@@ -1,9 +1,7 @@
 #include "commands/VrelGetTokenPid.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelNumberText.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 #include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
@@ -36,10 +34,9 @@ bool VrelGetTokenPid::run(VrelApiManager api, QString const& serial, LogHandler&
     std::uint32_t oemId = 0;
     logModuleVersion(m_fwModulePath, log);
     logProgress(log, "Flags: ", QString::number(m_flags));
-    Procedure procedure("GET TOKEN PART ID", log);
-    if (!procedure.conclude(api->getTokenPid(Utf8(m_fwModulePath), m_flags, &partId, &nonce, &trustedTime,
-                                             &deviceId, &oemId, Utf8(serial), procedure.errorText(),
-                                             vrelLogCallback, &log)))
+    if (!Procedure("GET TOKEN PART ID", api, log)
+             .carryOut(&IVrelAPI::getTokenPid, m_fwModulePath, m_flags, &partId, &nonce, &trustedTime,
+                       &deviceId, &oemId, serial))
         return false;
     logProgress(log, "OEM platform ID: ", paddedHex(oemId));
     log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Device ID: "), QString::number(deviceId, 16));

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "gettokenpid": reads the values that a token is made for. */
-class VrelGetTokenPid : public VrelCommandTpl<VrelGetTokenPid>
+class VrelGetTokenPid : public VrelTableCommand<VrelGetTokenPid>
 {
 public:
     static constexpr char const* kCommandId = "gettokenpid";

@@ -1,9 +1,7 @@
 #include "commands/VrelIdDeviceCommand.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelNumberText.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 #include <QStringList>
 
@@ -48,15 +46,14 @@ bool VrelIdDeviceCommand::run(VrelApiManager api, QString const& serial, LogHand
     std::uint32_t responseFlags = 0;
     VrelIdResponse response = {};
     logProgress(log, "Flags: ", QString::number(m_flags));
-    Procedure procedure("ID DEVICE", log);
+    Procedure procedure("ID DEVICE", api, log);
     VrelIfpRecord ifp = {};
-    int const result =
-        m_ifpPath.isEmpty()
-            ? api->idDevice(m_flags, &ifp, &oemId, &uniqueId, &responseFlags, &response, Utf8(serial),
-                            procedure.errorText(), vrelLogCallback, &log)
-            : api->idDeviceIfpFile(m_flags, Utf8(m_ifpPath), &oemId, &uniqueId, &responseFlags, &response,
-                                   Utf8(serial), procedure.errorText(), vrelLogCallback, &log);
-    if (!procedure.conclude(result))
+    bool const identified = m_ifpPath.isEmpty()
+                                ? procedure.carryOut(&IVrelAPI::idDevice, m_flags, &ifp, &oemId, &uniqueId,
+                                                     &responseFlags, &response, serial)
+                                : procedure.carryOut(&IVrelAPI::idDeviceIfpFile, m_flags, m_ifpPath, &oemId,
+                                                     &uniqueId, &responseFlags, &response, serial);
+    if (!identified)
         return false;
     logProgress(log, "Response flags: ", QString::number(responseFlags));
     logProgress(log, "OEM platform ID: ", paddedHex(oemId));

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "iddevice": asks a device to identify itself. */
-class VrelIdDeviceCommand : public VrelCommandTpl<VrelIdDeviceCommand>
+class VrelIdDeviceCommand : public VrelTableCommand<VrelIdDeviceCommand>
 {
 public:
     static constexpr char const* kCommandId = "iddevice";

@@ -1,8 +1,6 @@
 #include "commands/VrelOemIfpProvisionCommand.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,9 +26,8 @@ bool VrelOemIfpProvisionCommand::run(VrelApiManager api, QString const& serial, 
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("OEM IFP PROVISION", log);
-    return procedure.conclude(api->oemIfpProvision(Utf8(m_fwModulePath), Utf8(m_tokenPath), Utf8(serial),
-                                                   procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("OEM IFP PROVISION", api, log)
+        .carryOut(&IVrelAPI::oemIfpProvision, m_fwModulePath, m_tokenPath, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "oemifpprovision": provisions an OEM IFP block. */
-class VrelOemIfpProvisionCommand : public VrelCommandTpl<VrelOemIfpProvisionCommand>
+class VrelOemIfpProvisionCommand : public VrelTableCommand<VrelOemIfpProvisionCommand>
 {
 public:
     static constexpr char const* kCommandId = "oemifpprovision";

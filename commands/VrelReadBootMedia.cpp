@@ -1,9 +1,6 @@
 #include "commands/VrelReadBootMedia.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "commands/support/VrelStorageDevice.h"
-#include "external/IVrelAPI.h"
 
 #include <QtEndian>
 
@@ -51,10 +48,9 @@ bool VrelReadBootMedia::run(VrelApiManager api, QString const& serial, LogHandle
     logProgress(log, "Partition index: ", QString::number(m_partitionIndex));
     VrelReadRegion region = {qToLittleEndian(m_partitionIndex), qToLittleEndian(m_startOffset),
                              qToLittleEndian(m_blockCount)};
-    Procedure procedure("READ BOOT MEDIA", log);
-    return procedure.conclude(api->readBootMedia(Utf8(m_fwModulePath), deviceCode(m_deviceType),
-                                                 m_deviceIndex, &region, Utf8(m_targetPath), Utf8(serial),
-                                                 procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("READ BOOT MEDIA", api, log)
+        .carryOut(&IVrelAPI::readBootMedia, m_fwModulePath, m_deviceType, m_deviceIndex, &region,
+                  m_targetPath, serial);
 }
 
 } // namespace VrelUtilsCommand

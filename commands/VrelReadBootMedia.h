@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "readbootmedia": reads blocks of a storage device into a file. */
-class VrelReadBootMedia : public VrelCommandTpl<VrelReadBootMedia>
+class VrelReadBootMedia : public VrelTableCommand<VrelReadBootMedia>
 {
 public:
     static constexpr char const* kCommandId = "readbootmedia";

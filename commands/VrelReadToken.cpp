@@ -1,8 +1,6 @@
 #include "commands/VrelReadToken.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -31,9 +29,8 @@ bool VrelReadToken::run(VrelApiManager api, QString const& serial, LogHandler& l
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("READ TOKEN", log);
-    return procedure.conclude(api->readToken(Utf8(m_fwModulePath), Utf8(m_targetPath), m_slot, Utf8(serial),
-                                             procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("READ TOKEN", api, log)
+        .carryOut(&IVrelAPI::readToken, m_fwModulePath, m_targetPath, m_slot, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "readtoken": copies the token held in a slot into a file. */
-class VrelReadToken : public VrelCommandTpl<VrelReadToken>
+class VrelReadToken : public VrelTableCommand<VrelReadToken>
 {
 public:
     static constexpr char const* kCommandId = "readtoken";

@@ -1,8 +1,6 @@
 #include "commands/VrelSetCapabilities.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,10 +26,8 @@ bool VrelSetCapabilities::run(VrelApiManager api, QString const& serial, LogHand
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("Set Capabilities", log);
-    return procedure.conclude(api->setCapabilities(Utf8(m_fwModulePath), Utf8(m_capabilitiesPath),
-                                                   Utf8(serial), procedure.errorText(), vrelLogCallback,
-                                                   &log));
+    return Procedure("Set Capabilities", api, log)
+        .carryOut(&IVrelAPI::setCapabilities, m_fwModulePath, m_capabilitiesPath, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "setcapabilities": applies a capabilities token. */
-class VrelSetCapabilities : public VrelCommandTpl<VrelSetCapabilities>
+class VrelSetCapabilities : public VrelTableCommand<VrelSetCapabilities>
 {
 public:
     static constexpr char const* kCommandId = "setcapabilities";

@@ -1,8 +1,6 @@
 #include "commands/VrelSetDeviceLifecycleStage.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,9 +26,8 @@ bool VrelSetDeviceLifecycleStage::run(VrelApiManager api, QString const& serial,
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("SET DEVICE LIFECYCLE STAGE", log);
-    return procedure.conclude(api->setDeviceLifecycleStage(
-        Utf8(m_fwModulePath), Utf8(m_tokenPath), Utf8(serial), procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("SET DEVICE LIFECYCLE STAGE", api, log)
+        .carryOut(&IVrelAPI::setDeviceLifecycleStage, m_fwModulePath, m_tokenPath, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
@@ -8,7 +8,7 @@ namespace VrelUtilsCommand {
  * "setdevicelifecyclestage": applies a token that sets the device's lifecycle stage. Complete, but not
  * registered: no request reaches it.
  */
-class VrelSetDeviceLifecycleStage : public VrelCommandTpl<VrelSetDeviceLifecycleStage>
+class VrelSetDeviceLifecycleStage : public VrelTableCommand<VrelSetDeviceLifecycleStage>
 {
 public:
     static constexpr char const* kCommandId = "setdevicelifecyclestage";

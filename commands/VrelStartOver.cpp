@@ -1,8 +1,6 @@
 #include "commands/VrelStartOver.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -28,10 +26,9 @@ bool VrelStartOver::run(VrelApiManager api, QString const& serial, LogHandler& l
     std::uint32_t flags = m_flags;
     std::uint32_t operation = 0;
     std::uint32_t operationContext = 0;
-    Procedure procedure("STARTOVER", log);
+    Procedure procedure("STARTOVER", api, log);
     logProgress(log, "Flags: ", QString::number(flags));
-    if (!procedure.conclude(api->startOver(&flags, &operation, &operationContext, Utf8(serial),
-                                           procedure.errorText(), vrelLogCallback, &log)))
+    if (!procedure.carryOut(&IVrelAPI::startOver, &flags, &operation, &operationContext, serial))
         return false;
     logProgress(log, "Current operation: ", QString::number(operation, 16));
     logProgress(log, "Current context: ", QString::number(operationContext, 16));

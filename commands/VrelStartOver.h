@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "startover": has a device start its download sequence over. */
-class VrelStartOver : public VrelCommandTpl<VrelStartOver>
+class VrelStartOver : public VrelTableCommand<VrelStartOver>
 {
 public:
     static constexpr char const* kCommandId = "startover";

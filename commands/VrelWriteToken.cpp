@@ -1,8 +1,6 @@
 #include "commands/VrelWriteToken.h"
 
-#include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelProcedure.h"
-#include "external/IVrelAPI.h"
 
 namespace VrelUtilsCommand {
 
@@ -30,9 +28,8 @@ bool VrelWriteToken::run(VrelApiManager api, QString const& serial, LogHandler& 
     if (!canRun(api))
         return false;
     logModuleVersion(m_fwModulePath, log);
-    Procedure procedure("WRITE TOKEN", log);
-    return procedure.conclude(api->writeToken(Utf8(m_fwModulePath), Utf8(m_tokenPath), m_slot, Utf8(serial),
-                                              procedure.errorText(), vrelLogCallback, &log));
+    return Procedure("WRITE TOKEN", api, log)
+        .carryOut(&IVrelAPI::writeToken, m_fwModulePath, m_tokenPath, m_slot, serial);
 }
 
 } // namespace VrelUtilsCommand

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "commands/VrelCommandTpl.h"
+#include "commands/VrelTableCommand.h"
 
 namespace VrelUtilsCommand {
 
 /** "writetoken": stores a token file in a slot. */
-class VrelWriteToken : public VrelCommandTpl<VrelWriteToken>
+class VrelWriteToken : public VrelTableCommand<VrelWriteToken>
 {
 public:
     static constexpr char const* kCommandId = "writetoken";

@@ -16,6 +16,12 @@ enum class DeviceType : std::int32_t
     ufs_hpb = 16 ///< UFS with host performance booster
 };
 
+/** The vendor API's code of a storage device type. */
+inline std::uint8_t deviceCode(DeviceType type)
+{
+    return static_cast<std::uint8_t>(type);
+}
+
 /** The JSON name of every device type, freshly built. */
 std::map<DeviceType, QString> getDeviceTypeToStringMap();
 /** The device type of every JSON name, freshly built; exact and case-sensitive. */

@@ -15,19 +15,21 @@ void logModuleVersion(QString const& modulePath, LogHandler& log)
     logProgress(log, "RuX module version: ", getRuxModuleVersion(modulePath));
 }
 
-Procedure::Procedure(char const* name, LogHandler& log)
+void logStorageDevice(DeviceType type, unsigned char index, LogHandler& log)
+{
+    auto const names = getDeviceTypeToStringMap();
+    auto const name = names.find(type);
+    if (name != names.end())
+        logProgress(log, "Device type: ", name->second);
+    logProgress(log, "Device index: ", QString::number(index));
+}
+
+Procedure::Procedure(char const* name, VrelApiManager const& api, LogHandler& log)
     : m_name(QLatin1String(name))
+    , m_api(api)
     , m_log(log)
 {
     logProgress(m_log, "Starting ", m_name + QStringLiteral(" procedure"));
-}
-
-bool Procedure::succeeded(int result) const
-{
-    if (result == 0)
-        return true;
-    m_log.logMessage(VrelLogLevel::kError, VrelErrorText::orReplacement(m_errorText.text()));
-    return false;
 }
 
 void Procedure::logSuccess() const
@@ -35,12 +37,12 @@ void Procedure::logSuccess() const
     logProgress(m_log, "", m_name + QStringLiteral(" procedure success"));
 }
 
-bool Procedure::conclude(int result) const
+bool Procedure::succeeded(int result, VrelErrorText const& errorText) const
 {
-    if (!succeeded(result))
-        return false;
-    logSuccess();
-    return true;
+    if (result == 0)
+        return true;
+    m_log.logMessage(VrelLogLevel::kError, VrelErrorText::orReplacement(errorText.text()));
+    return false;
 }
 
 } // namespace VrelUtilsCommand

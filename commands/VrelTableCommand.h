@@ -6,14 +6,14 @@
 namespace VrelUtilsCommand {
 
 /**
- * What all commands share. A command class T derives from VrelCommandTpl<T> and gives
+ * What all commands share. A command class T derives from VrelTableCommand<T> and gives
  * - `kCommandId`: its name;
  * - `getUsage()`: its usage text;
  * - `parameters()`: the table of its parameters, from which everything about them follows;
  * - `run`: its course. The values after construction are the defaults of optional parameters.
  */
 template <typename T>
-class VrelCommandTpl : public VrelCommand
+class VrelTableCommand : public VrelCommand
 {
 public:
     bool parseArguments(JsonObject const& params, LogHandler& log) override
