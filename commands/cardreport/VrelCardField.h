@@ -13,6 +13,9 @@ enum class CardFieldFormat
     Hexadecimal ///< "0x" and the digits without leading zeros
 };
 
+constexpr auto kDecimal = CardFieldFormat::Decimal;
+constexpr auto kHexadecimal = CardFieldFormat::Hexadecimal;
+
 /** A little-endian number in a register or descriptor. */
 struct CardField
 {

@@ -8,9 +8,6 @@ namespace VrelUtilsCommand {
 
 namespace {
 
-constexpr auto kDecimal = CardFieldFormat::Decimal;
-constexpr auto kHexadecimal = CardFieldFormat::Hexadecimal;
-
 /** Where the registers stand in the buffer. */
 constexpr unsigned int kCid = 4;
 constexpr unsigned int kCsd = 20;

@@ -5,9 +5,6 @@ namespace VrelUtilsCommand {
 
 namespace {
 
-constexpr auto kDecimal = CardFieldFormat::Decimal;
-constexpr auto kHexadecimal = CardFieldFormat::Hexadecimal;
-
 /** Where the blocks stand in the buffer; attributes, when there are any, come before the geometry descriptor.
  */
 constexpr std::uint32_t kSizeWithAttributes = 272;
