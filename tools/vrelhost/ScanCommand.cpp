@@ -6,6 +6,7 @@
 #include "external/DeviceManagerTool.h"
 #include "external/DevicePropertyManager.h"
 #include "external/LogHandler.h"
+#include "framework/LogSink.h"
 #include "plugin/VrelManager.h"
 #include "tools/common/ExecutableFault.h"
 #include "tools/common/VendorApi.h"
@@ -94,12 +95,13 @@ std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
             QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
             isDenied = DeviceNode::isDenied(node);
             m_log.logMessage(
-                2, QStringLiteral("No serial number for the device at %1: %2")
-                       .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
-                                                                      "install the udev rules that come with "
-                                                                      "the tools, or scan with more rights")
-                                                           .arg(node)
-                                                     : missingSerialCause(manager)));
+                kWarningLevel,
+                QStringLiteral("No serial number for the device at %1: %2")
+                    .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
+                                                                   "install the udev rules that come with "
+                                                                   "the tools, or scan with more rights")
+                                                        .arg(node)
+                                                  : missingSerialCause(manager)));
         }
         result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
