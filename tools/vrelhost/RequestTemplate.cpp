@@ -1,5 +1,7 @@
 #include "tools/vrelhost/RequestTemplate.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace {
@@ -24,23 +26,23 @@ QString replaceable(JsonObject::Entries::value_type const& entry)
     return isText && entry.first != QLatin1String("command") ? entry.second.toString() : QString();
 }
 
-/** One pass, so that what is put in is not looked at again. */
-QString replaced(QString const& text, DeviceName const& device)
+/** A text with `valueOf` each placeholder in its place; in one pass, so that what is put in is not looked at.
+ */
+template <typename Function>
+QString replaced(QString const& text, Function const& valueOf)
 {
+    static QRegularExpression const s_form(
+        QStringLiteral(R"(\{(?<literal>\{(?:serial|path)\})\}|\{(?:serial|path)\})"));
     QString result;
     int position = 0;
-    while (position < text.size()) {
-        QStringRef const rest = text.midRef(position);
-        bool const isSerial = rest.startsWith(kSerial);
-        bool const isPath = rest.startsWith(kPath);
-        if (isSerial || isPath) {
-            result += isSerial ? device.serial : device.path;
-            position += isSerial ? kSerial.size() : kPath.size();
-        } else {
-            result += text.at(position++);
-        }
+    for (auto matches = s_form.globalMatch(text); matches.hasNext();) {
+        QRegularExpressionMatch const match = matches.next();
+        QString const literal = match.captured(QStringLiteral("literal"));
+        result += text.midRef(position, match.capturedStart() - position);
+        result += literal.isEmpty() ? valueOf(match.captured()) : literal;
+        position = match.capturedEnd();
     }
-    return result;
+    return result + text.midRef(position);
 }
 
 } // namespace
@@ -48,11 +50,12 @@ QString replaced(QString const& text, DeviceName const& device)
 RequestTemplate::RequestTemplate(JsonObject const& request)
     : m_request(request)
 {
-    for (auto const& entry : m_request) {
-        QString const text = replaceable(entry);
-        m_needsSerial = m_needsSerial || text.contains(kSerial);
-        m_needsPath = m_needsPath || text.contains(kPath);
-    }
+    auto const note = [this](QString const& placeholder) {
+        (placeholder == kSerial ? m_needsSerial : m_needsPath) = true;
+        return placeholder;
+    };
+    for (auto const& entry : m_request)
+        replaced(replaceable(entry), note);
 }
 
 std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, QString& error) const
@@ -76,10 +79,13 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
     if (!error.isEmpty())
         return std::nullopt;
     JsonObject request = m_request;
+    auto const value = [&device](QString const& placeholder) {
+        return placeholder == kSerial ? device.serial : device.path;
+    };
     for (auto const& entry : m_request) {
         QString const text = replaceable(entry);
         if (!text.isNull())
-            request.setValue(entry.first, replaced(text, device));
+            request.setValue(entry.first, replaced(text, value));
     }
     return request;
 }
