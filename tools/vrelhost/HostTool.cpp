@@ -5,69 +5,50 @@
 #include "framework/LogLineWriter.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/ExitCode.h"
 #include "tools/vrelhost/RequestReader.h"
 #include "tools/vrelhost/RigCommand.h"
 #include "tools/vrelhost/RunCommand.h"
 #include "tools/vrelhost/RunOptions.h"
 #include "tools/vrelhost/ScanCommand.h"
+#include "tools/vrelhost/ScanOptions.h"
 #include "tools/vrelhost/ScanReport.h"
 #include "tools/vrelhost/TerminalLog.h"
 
-#include <QCoreApplication>
+#include <QSet>
 
 #include <algorithm>
-#include <iterator>
 
 namespace {
 
-constexpr Logger::LogLevel kDefaultLogLevel = 3;
+QString const kLogFormat = QStringLiteral("log-format");
+QString const kLogLevel = QStringLiteral("log-level");
+QString const kHelp = QStringLiteral("help");
+QString const kVersion = QStringLiteral("version");
+QString const kDevices = QStringLiteral("devices");
 
-QCommandLineOption const& logFormatOption()
-{
-    static QCommandLineOption const option(QStringLiteral("log-format"), QString(),
-                                           QStringLiteral("text|json"), QStringLiteral("text"));
-    return option;
-}
-
-QCommandLineOption const& logLevelOption()
-{
-    static QCommandLineOption const option(QStringLiteral("log-level"), QString(), QStringLiteral("N"),
-                                           QStringLiteral("3"));
-    return option;
-}
-
-/** The first argument that is neither an option nor the value of one of the tool's own. */
-int subcommandPosition(QStringList const& arguments)
-{
-    int position = 0;
-    while (position < arguments.size() && arguments.at(position).startsWith(QLatin1String("--"))) {
-        QString const name = arguments.at(position).mid(2);
-        bool const hasValue =
-            logFormatOption().names().contains(name) || logLevelOption().names().contains(name);
-        position += hasValue ? 2 : 1;
-    }
-    return position;
-}
-
-QList<QCommandLineOption> scanOptions()
+QList<QCommandLineOption> commonOptions()
 {
     return {
-        QCommandLineOption(QStringLiteral("sysfs"), QString(), QStringLiteral("DIR"),
-                           QStringLiteral("/sys/bus/usb/devices")),
-        QCommandLineOption(QStringLiteral("dev"), QString(), QStringLiteral("DIR"),
-                           QStringLiteral("/dev/bus/usb")),
-        QCommandLineOption(QStringLiteral("serial-from"), QString(), QStringLiteral("api|exe"),
-                           QStringLiteral("api")),
-        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH"),
-                           QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")),
-        QCommandLineOption(QStringLiteral("json")),
+        {kLogFormat,
+         QStringLiteral(
+             "Write log lines to standard error for a person (the default), or as one JSON object a "
+             "line."),
+         QStringLiteral("text|json"), QStringLiteral("text")},
+        {kLogLevel,
+         QStringLiteral(
+             "Leave out log lines above this level: 1 errors, 2 warnings, 3 progress and results (the "
+             "default), 4 what is being run, 5 raw output. Level 0 is always shown."),
+         QStringLiteral("N"), QString::number(kProgressLevel)},
+        {{QStringLiteral("h"), kHelp}, QStringLiteral("Show this help; with a subcommand, that of its own.")},
+        {kVersion, QStringLiteral("Show what the subcommand version shows.")},
     };
 }
 
 QList<QCommandLineOption> rigOptions()
 {
-    return {QCommandLineOption(QStringLiteral("devices"), QString(), QStringLiteral("N"))};
+    return {{kDevices, QStringLiteral("So many devices, from 1 to 1000."), QStringLiteral("N")}};
 }
 
 QList<QCommandLineOption> noOptions()
@@ -75,36 +56,97 @@ QList<QCommandLineOption> noOptions()
     return {};
 }
 
+/** What stands for the positional arguments in the table of subcommands. */
+constexpr std::pair<char const*, char const*> kArguments[] = {
+    {"NAME", "A command, as vrelhost usages tells them."},
+    {"REQUEST",
+     "The path of a JSON file, - for standard input, or the JSON text itself, which begins with {. Its "
+     "key \"command\" names a command, its other keys are that command's parameters. Its other texts "
+     "may hold {serial} and {path}, which stand for the device's; {{serial}} and {{path}} are these "
+     "words themselves."},
+    {"DIR", "The rig's directory."},
+};
+
+QStringList words(char const* text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+constexpr char const* kShown = "  0  success\n"
+                               "  1  the result cannot be written\n"
+                               "  2  the arguments were rejected\n";
+
 } // namespace
 
 struct HostTool::Subcommand
 {
-    char const* name;
-    char const* arguments; ///< the positional arguments, separated by blanks
+    char const* name; ///< one word, or two for one of several actions
+    char const*
+        arguments; ///< the positional ones, separated by blanks; in brackets when they may be left out
     QList<QCommandLineOption> (*options)();
     int (HostTool::*carryOut)();
-    char const* synopsis;
-    char const* help;
+    char const* purpose;
+    char const* exitCodes;
+    char const* example;
+
+    QString call() const { return (words(name) + words(arguments)).join(QLatin1Char(' ')); }
+
+    /** Whether positional arguments begin with its name, or are the beginning of it. */
+    bool isMeant(QStringList const& given) const
+    {
+        QStringList const own = words(name);
+        return !given.isEmpty() &&
+               std::equal(own.begin(), own.begin() + std::min(own.size(), given.size()), given.begin());
+    }
+
+    QString help() const
+    {
+        QCommandLineParser parser;
+        parser.setApplicationDescription(QLatin1String(purpose));
+        parser.addOptions(options());
+        for (auto const& [argument, meaning] : kArguments) {
+            if (call().contains(QLatin1String(argument)))
+                parser.addPositionalArgument(QLatin1String(argument), QLatin1String(meaning));
+        }
+        return helpText(QStringLiteral("vrelhost [options] ") + call(), parser,
+                        QStringLiteral("Exit code:\n%1\nExample:\n  %2\n\n"
+                                       "vrelhost --help tells of the options that all subcommands have.\n")
+                            .arg(QLatin1String(exitCodes), QLatin1String(example)));
+    }
 };
 
 HostTool::Subcommand const HostTool::kSubcommands[] = {
-    {"version", "", noOptions, &HostTool::showVersion, "version",
-     "versions of library and vendor API, build date"},
-    {"usages", "", noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
-    {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
-    {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
-     "parameters that a request holds, as JSON"},
+    {"version", "", noOptions, &HostTool::showVersion,
+     "Shows the versions of library and vendor API, and the date of the build.", kShown, "vrelhost version"},
+    {"usages", "", noOptions, &HostTool::showUsages, "Shows every command with its parameters.", kShown,
+     "vrelhost usages"},
+    {"types", "NAME", noOptions, &HostTool::showTypes,
+     "Shows the parameter types of a command as one line of JSON.", kShown, "vrelhost types erasetoken"},
+    {"parameters", "REQUEST", noOptions, &HostTool::showParameters,
+     "Shows the parameters that a request holds as one line of JSON.",
+     "  0  success\n"
+     "  1  the result cannot be written\n"
+     "  2  the arguments or the request were rejected\n",
+     "vrelhost parameters request.json"},
     {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
-     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]\n"
-     "  run REQUEST [--all] [--sn SERIAL ...] [--path USB-PATH ...] [--jobs N] [--json]\n"
-     "      [--exe PATH] [--timeout MS] [--dry-run]",
-     "carries a request out: in-process, or with --exe by the downloader at PATH; in the second form on many "
-     "devices,\n      N at a time, with a table of results"},
-    {"scan", "", scanOptions, &HostTool::scanDevices,
-     "scan [--sysfs DIR] [--dev DIR] [--serial-from api|exe] [--exe PATH] [--json]",
-     "USB devices, those that the library serves with their serial numbers"},
-    {"rig", "create DIR", rigOptions, &HostTool::createRig, "rig create DIR --devices N",
-     "makes a rig with N emulated devices in a new or empty directory"},
+     "Carries a request out on one device or many, in-process or by a downloader.",
+     "  0  success, on many devices on every one\n"
+     "  1  failure, on many devices on one or more, also for lack of a vendor API or a\n"
+     "     device, by an interruption, or since the result cannot be written\n"
+     "  2  the arguments or the request were rejected; nothing was run\n",
+     R"(vrelhost run '{"command": "erasetoken", "fw_rux": "module.bin", "slot": 1}')"},
+    {"scan", "", ScanOptions::definitions, &HostTool::scanDevices,
+     "Lists the USB devices, those that the library serves with serial numbers.",
+     "  0  success, also without devices or serial numbers\n"
+     "  1  the USB devices cannot be read, or the result cannot be written\n"
+     "  2  the arguments were rejected\n",
+     "vrelhost scan --json"},
+    {"rig create", "DIR", rigOptions, &HostTool::createRig,
+     "Makes a rig of emulated devices in a new or empty directory.",
+     "  0  success\n"
+     "  1  it cannot be made\n"
+     "  2  the arguments were rejected\n",
+     "vrelhost rig create bench --devices 24"},
 };
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
@@ -112,69 +154,102 @@ HostTool::HostTool(std::FILE* output, std::FILE* log)
     , m_logStream(log)
 {
     m_log.setName(QStringLiteral("vrelhost"));
-    setLog(LogFormat::Text, kDefaultLogLevel);
+    setLog(LogFormat::Text, kProgressLevel);
 }
 
 HostTool::~HostTool() = default;
 
-int HostTool::run(QStringList arguments)
+int HostTool::run(QStringList const& arguments)
 {
-    int const position = subcommandPosition(arguments);
-    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
-        return print(help().toUtf8());
+    QStringList const commandLine = QStringList(QStringLiteral("vrelhost")) + arguments;
+    m_arguments = positionalArguments(commandLine);
+    Subcommands meant;
+    for (Subcommand const& entry : kSubcommands) {
+        if (entry.isMeant(m_arguments))
+            meant.push_back(&entry);
     }
-    QString const name = position < arguments.size() ? arguments.takeAt(position) : QString();
-    Subcommand const* const subcommand = findSubcommand(name);
-
-    m_parser.addOption(logFormatOption());
-    m_parser.addOption(logLevelOption());
-    if (subcommand != nullptr)
-        m_parser.addOptions(subcommand->options());
-    bool const parsed = m_parser.parse(QStringList(QStringLiteral("vrelhost")) + arguments);
+    m_parser.addOptions(commonOptions());
+    if (meant.size() == 1)
+        m_parser.addOptions(meant.front()->options());
+    if (!meant.empty())
+        m_name = words(meant.front()->name).mid(0, meant.size() > 1 ? 1 : 2).join(QLatin1Char(' '));
+    bool const isParsed = m_parser.parse(commandLine);
     if (!applyLogOptions())
         return ExitRejected;
-    if (name.isEmpty() && parsed)
-        return reject(QStringLiteral("No subcommand given"));
-    if (subcommand == nullptr && !name.isEmpty())
-        return reject(QStringLiteral("Unknown subcommand '%1'").arg(name));
-    if (!parsed) {
-        QString const cause = m_parser.errorText();
-        return reject(cause.endsWith(QLatin1Char('.')) ? cause.chopped(1) : cause);
-    }
-    QStringList const expected =
-        QString::fromLatin1(subcommand->arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    QStringList const given = m_parser.positionalArguments();
-    if (given.size() < expected.size())
-        return reject(QStringLiteral("%1 needs the argument %2").arg(name, expected.at(given.size())));
-    if (given.size() > expected.size())
-        return reject(QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size())));
-    return (this->*subcommand->carryOut)();
+    if (m_parser.isSet(kHelp))
+        return print(help(meant).toUtf8());
+    if (m_parser.isSet(kVersion))
+        return showVersion();
+    QString const fault = argumentFault(meant, isParsed);
+    if (!fault.isEmpty())
+        return reject(fault);
+    m_arguments = m_arguments.mid(words(meant.front()->name).size());
+    return (this->*meant.front()->carryOut)();
 }
 
-HostTool::Subcommand const* HostTool::findSubcommand(QString const& name)
+/** What is neither an option of any subcommand nor the value of one, wherever it stands. */
+QStringList HostTool::positionalArguments(QStringList const& commandLine)
 {
-    auto const* const found =
-        std::find_if(std::begin(kSubcommands), std::end(kSubcommands),
-                     [&name](Subcommand const& entry) { return name == QLatin1String(entry.name); });
-    return found == std::end(kSubcommands) ? nullptr : found;
-}
-
-QString HostTool::help()
-{
-    QString text = QStringLiteral("vrelhost [--log-format text|json] [--log-level N] SUBCOMMAND ...\n");
+    QCommandLineParser parser;
+    QSet<QString> names;
+    QList<QCommandLineOption> options = commonOptions();
     for (Subcommand const& entry : kSubcommands)
-        text += QStringLiteral("\n  %1\n      %2\n")
-                    .arg(QLatin1String(entry.synopsis), QLatin1String(entry.help));
-    text +=
-        QStringLiteral("\nREQUEST is the path of a JSON file, - for standard input, or the JSON text "
-                       "itself.\nIts texts may hold {serial} and {path}, which stand for the device's.\n");
-    return text;
+        options += entry.options();
+    for (QCommandLineOption const& option : options) {
+        QString const name = option.names().constLast();
+        if (!names.contains(name))
+            parser.addOption(option);
+        names.insert(name);
+    }
+    parser.parse(commandLine);
+    return parser.positionalArguments();
+}
+
+/** What is wrong with the command line; empty when nothing is. */
+QString HostTool::argumentFault(Subcommands const& meant, bool isParsed) const
+{
+    if (m_arguments.isEmpty())
+        return isParsed ? QStringLiteral("No subcommand given") : parserFault(m_parser);
+    if (meant.empty())
+        return QStringLiteral("Unknown subcommand '%1'").arg(m_arguments.join(QLatin1Char(' ')));
+    QStringList const name = words(meant.front()->name);
+    if (meant.size() > 1 || m_arguments.size() < name.size())
+        return QStringLiteral("The subcommand '%1' is not complete").arg(m_name);
+    if (!isParsed)
+        return parserFault(m_parser);
+    QStringList const expected = words(meant.front()->arguments);
+    QStringList const given = m_arguments.mid(name.size());
+    if (given.size() > expected.size())
+        return QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size()));
+    if (given.size() < expected.size() && !expected.at(given.size()).startsWith(QLatin1Char('[')))
+        return QStringLiteral("%1 needs the argument %2").arg(m_name, expected.at(given.size()));
+    return QString();
+}
+
+/** Of the subcommands that are meant, or an overview when none is. */
+QString HostTool::help(Subcommands const& meant)
+{
+    QStringList pages;
+    for (Subcommand const* const entry : meant)
+        pages << entry->help();
+    if (!pages.isEmpty())
+        return pages.join(QLatin1Char('\n'));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Scans for devices in RuX recovery mode and runs requests on them."));
+    parser.addOptions(commonOptions());
+    for (Subcommand const& entry : kSubcommands)
+        parser.addPositionalArgument(entry.call(), QLatin1String(entry.purpose));
+    return helpText(QStringLiteral("vrelhost [options] SUBCOMMAND ..."), parser,
+                    QStringLiteral(
+                        "vrelhost SUBCOMMAND --help tells of its options, exit codes, and an example.\n"))
+        .replace(QLatin1String("\nArguments:\n"), QLatin1String("\nSubcommands:\n"));
 }
 
 bool HostTool::applyLogOptions()
 {
-    QString const format = m_parser.value(logFormatOption());
-    QString const levelText = m_parser.value(logLevelOption());
+    QString const format = m_parser.value(kLogFormat);
+    QString const levelText = m_parser.value(kLogLevel);
     bool isNumber = false;
     int const level = levelText.toInt(&isNumber);
     bool const isJson = format == QLatin1String("json");
@@ -183,7 +258,7 @@ bool HostTool::applyLogOptions()
         return false;
     }
     LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
-    setLog(logFormat, kDefaultLogLevel);
+    setLog(logFormat, kProgressLevel);
     if (!isNumber || level < 0 || level > kHighestLogLevel) {
         reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
                    .arg(kHighestLogLevel)
@@ -224,22 +299,21 @@ int HostTool::showUsages()
 int HostTool::showTypes()
 {
     JsonObject request;
-    request.setValue(QStringLiteral("command"), m_parser.positionalArguments().constFirst());
+    request.setValue(QStringLiteral("command"), m_arguments.constFirst());
     return print(toCompactJson(VrelFlashUtils::getParameterTypes(request)) + '\n');
 }
 
 int HostTool::showParameters()
 {
     QString error;
-    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    auto const request = readRequest(m_arguments.constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request '%1': %2")
-                          .arg(m_parser.positionalArguments().constFirst(), error));
+        return reject(error);
     JsonObject const parameters = VrelFlashUtils::getParameters(*request, error);
     int const printed = print(toCompactJson(parameters) + '\n');
     if (error.isEmpty())
         return printed;
-    m_log.logMessage(1, error);
+    m_log.logMessage(kErrorLevel, error);
     return ExitRejected;
 }
 
@@ -249,10 +323,11 @@ int HostTool::runRequest()
     auto const options = RunOptions::read(m_parser, error);
     if (!options)
         return reject(error);
-    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    for (QString const& line : options->idle)
+        m_log.logMessage(kWarningLevel, line);
+    auto const request = readRequest(m_arguments.constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request '%1': %2")
-                          .arg(m_parser.positionalArguments().constFirst(), error));
+        return reject(error);
     showWork(true);
     auto const showProgress = [this](int done, int total) {
         if (m_terminal)
@@ -268,33 +343,24 @@ int HostTool::runRequest()
 
 int HostTool::scanDevices()
 {
-    QString const root = m_parser.value(QStringLiteral("sysfs"));
-    QString const source = m_parser.value(QStringLiteral("serial-from"));
-    bool const isFromApi = source == QLatin1String("api");
-    if (root.isEmpty())
-        return reject(QStringLiteral("--sysfs is the path of a directory, not empty"));
-    if (!isFromApi && source != QLatin1String("exe"))
-        return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
-    ScanCommand const scan(root, m_parser.value(QStringLiteral("dev")),
-                           isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
-                           m_parser.value(QStringLiteral("exe")), m_log);
+    QString error;
+    auto const options = ScanOptions::read(m_parser, m_log, error);
+    if (!options)
+        return reject(error);
+    ScanCommand const scan(options->root, options->nodes, options->source, options->exe, m_log);
     showWork(true);
     auto const devices = scan.run();
     showWork(false);
     if (!devices)
         return ExitFailure;
-    return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)
-                                                        : ScanReport::toTable(*devices));
+    return print(options->isJson ? ScanReport::toJson(*devices) : ScanReport::toTable(*devices));
 }
 
 int HostTool::createRig()
 {
-    QString const action = m_parser.positionalArguments().at(0);
-    QString const directory = m_parser.positionalArguments().at(1);
+    QString const directory = m_arguments.constFirst();
     bool isNumber = false;
-    int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
-    if (action != QLatin1String("create"))
-        return reject(QStringLiteral("A rig can be created, not '%1'").arg(action));
+    int const count = m_parser.value(kDevices).toInt(&isNumber);
     if (directory.isEmpty())
         return reject(QStringLiteral("The rig's directory has a name that is not empty"));
     if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
@@ -304,7 +370,8 @@ int HostTool::createRig()
 
 int HostTool::reject(QString const& cause)
 {
-    m_log.logMessage(1, cause + QStringLiteral(" (vrelhost --help shows the usage)"));
+    m_log.logMessage(kErrorLevel, QStringLiteral("%1 (%2 --help shows the usage)")
+                                      .arg(cause, QStringLiteral("vrelhost %1").arg(m_name).trimmed()));
     return ExitRejected;
 }
 
@@ -313,6 +380,6 @@ int HostTool::print(QByteArray const& text)
     auto const size = static_cast<std::size_t>(text.size());
     if (std::fwrite(text.constData(), 1, size, m_output) == size && std::fflush(m_output) == 0)
         return ExitSuccess;
-    m_log.logMessage(1, QStringLiteral("Cannot write the result: ") + qt_error_string());
+    m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write the result: ") + qt_error_string());
     return ExitFailure;
 }
