@@ -121,5 +121,7 @@ QString ScanCommand::missingSerialCause(VrelManager& manager) const
     QString const fault = executableFault(m_exe);
     if (!fault.isEmpty())
         return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);
-    return QStringLiteral("the downloader '%1' gave none; --log-level 5 shows its output").arg(m_exe);
+    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed, unless it had "
+                          "to be ended")
+        .arg(m_exe);
 }
