@@ -6,8 +6,8 @@
 
 namespace {
 
-QLatin1String const kSerial("{serial}");
-QLatin1String const kPath("{path}");
+QLatin1String const kSerialWord("{serial}");
+QLatin1String const kPathWord("{path}");
 
 /** Whether a text can be part of a file name anywhere in a path, and leave it in the same directory. */
 bool isFileNamePart(QString const& text)
@@ -51,7 +51,7 @@ RequestTemplate::RequestTemplate(JsonObject const& request)
     : m_request(request)
 {
     auto const note = [this](QString const& placeholder) {
-        (placeholder == kSerial ? m_needsSerial : m_needsPath) = true;
+        (placeholder == kSerialWord ? m_needsSerial : m_needsPath) = true;
         return placeholder;
     };
     for (auto const& entry : m_request)
@@ -63,7 +63,7 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
     if ((m_needsSerial || m_needsPath) && device.serial.isEmpty())
         error =
             QStringLiteral("The request holds %1, but no device is named: name it with --sn, --path or --all")
-                .arg(m_needsSerial ? kSerial : kPath);
+                .arg(m_needsSerial ? kSerialWord : kPathWord);
     else if (m_needsPath && device.path.isNull())
         error = QStringLiteral("The request holds {path}, but the vendor API lists no device '%1': leave "
                                "{path} out or the device")
@@ -80,7 +80,7 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
         return std::nullopt;
     JsonObject request = m_request;
     auto const value = [&device](QString const& placeholder) {
-        return placeholder == kSerial ? device.serial : device.path;
+        return placeholder == kSerialWord ? device.serial : device.path;
     };
     for (auto const& entry : m_request) {
         QString const text = replaceable(entry);
