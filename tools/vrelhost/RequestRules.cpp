@@ -91,8 +91,7 @@ QString TargetFiles::take(JsonObject const& request, DeviceName const& device)
     QString const owner = m_owners.emplace(identity(file), device.serial).first->second;
     if (owner == device.serial)
         return QString();
-    return QStringLiteral(
-               "The devices '%1' and '%2' would write to the same file '%3': give each its own, "
-               "with {serial} or {path} in the name")
+    return QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
+                          "with {serial} or {path} in the name")
         .arg(owner, device.serial, file);
 }
