@@ -8,12 +8,13 @@ std::optional<JsonObject> parseJsonObject(QByteArray const& text, QString& error
     QJsonParseError parseError;
     QJsonDocument const document = QJsonDocument::fromJson(text, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        error =
-            QStringLiteral("not JSON (%1 at byte %2)").arg(parseError.errorString()).arg(parseError.offset);
+        error = QStringLiteral("it is not JSON (%1 at byte %2)")
+                    .arg(parseError.errorString())
+                    .arg(parseError.offset);
         return std::nullopt;
     }
     if (!document.isObject()) {
-        error = QStringLiteral("JSON, but not an object");
+        error = QStringLiteral("it is a JSON array, not an object");
         return std::nullopt;
     }
     QJsonObject const json = document.object();

@@ -60,6 +60,8 @@ TEST_F(ScanTest, FindsBothDevicesOfANewRigFromEitherSource)
         EXPECT_EQ(outcome.output.toStdString(), kBothDevices);
         EXPECT_EQ(outcome.log, QByteArray());
     }
+    EXPECT_EQ(scan(options({"--exe", "any"})).lines(),
+              options({"2 --exe has no effect without --serial-from exe"}));
     EXPECT_EQ(scan({}).output.toStdString(), "PATH   ID         CLAIMED  SERIAL\n"
                                              "1-4.2  2c4e:3d40  yes      0A1B2C3D\n"
                                              "2-1    2c4e:3d44  yes      5E6F7A8B\n");
@@ -248,16 +250,20 @@ TEST_F(ScanTest, FaultyDownloadersCostNoMoreThanTheSerials)
     EXPECT_EQ(scan(downloader(R"([ "$1$2$3" = getSerial--quiet--uid ] && [ "$4" = 2-1 ] && echo AB12)"))
                   .output.count("\"serial\":\"AB12\""),
               1);
-    QStringList const missing = options({"--json", "--serial-from", "exe", "--exe", "missing"});
-    for (QStringList const& arguments : {missing, downloader("exit 3"), downloader("kill -SEGV $$"),
-                                         downloader("exec yes"), downloader("echo A; echo B")}) {
-        Outcome const outcome = scan(arguments);
+    for (char const* const script : {"exit 3", "kill -SEGV $$", "echo A; echo B"}) {
+        Outcome const outcome = scan(downloader(script));
         EXPECT_EQ(outcome.exitCode, 0);
-        EXPECT_EQ(outcome.output.toStdString(), kBothWithoutSerial);
+        EXPECT_EQ(outcome.output.toStdString(), kBothWithoutSerial) << script;
         EXPECT_TRUE(
             outcome.lines().last().startsWith(QLatin1String("2 No serial number for the device at 2-1")));
     }
-    EXPECT_TRUE(scan(missing).lines().last().contains(QStringLiteral("does not exist; name it with --exe")));
+    downloader("echo AB12"); // of the working directory, not in PATH
+    Outcome const missing = scan(options({"--json", "--serial-from", "exe", "--exe", "downloader"}));
+    EXPECT_EQ(missing.output.toStdString(), kBothWithoutSerial);
+    EXPECT_EQ(
+        missing.lines().first(),
+        QStringLiteral("1 Cannot run the downloader 'downloader': it is not in PATH; name it with --exe"));
+    EXPECT_TRUE(missing.lines().last().contains(QStringLiteral("it is not in PATH; name it with --exe")));
 }
 
 TEST_F(ScanTest, AHangingDownloaderIsKilledAndNoChildIsLeft)
@@ -288,9 +294,12 @@ TEST_F(ScanTest, DownloaderPrintsOneSerialOrSaysWhyNot)
         {options({"getSerial", "--uid", "1-4.2", "--quiet"}), 0, "0A1B2C3D\n"},
         {options({"getSerial", "--quiet", "--uid", "9-1"}), 1,
          "error: There is no device at the USB path '9-1'\n"},
-        {options({"getSerial", "--quiet"}), 2, "error: Missing option '--uid'\n"},
-        {options({"getSerial", "--uid", "2-1", "more"}), 2, "error: Unexpected argument 'more'\n"},
-        {options({"getSerial", "--uid", "2-1", "--sn", "1"}), 2, "error: Unknown option 'sn'.\n"},
+        {options({"getSerial", "--quiet"}), 2,
+         "error: Missing option '--uid' (ruxFwDownloader --help shows the usage)\n"},
+        {options({"getSerial", "--uid", "2-1", "more"}), 2,
+         "error: Unexpected argument 'more' (ruxFwDownloader --help shows the usage)\n"},
+        {options({"getSerial", "--uid", "2-1", "--sn", "1"}), 2,
+         "error: Unknown option 'sn' (ruxFwDownloader --help shows the usage)\n"},
     };
     for (Case const& entry : cases) {
         Outcome const outcome = execute(VREL_DOWNLOADER, entry.arguments);

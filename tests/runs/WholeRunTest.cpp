@@ -139,6 +139,12 @@ TEST_F(WholeRunTest, DescriptionsAndDryRun)
          R"(["--command","erasetoken","--fw_rux","m","--slot","1"])"
          "\n",
          ""},
+        {options({"run", R"({"command": "erasetoken", "fw_rux": "{{serial}}{{{path}}}{m}", "slot": 1})",
+                  "--timeout", "9", "--dry-run"}),
+         0,
+         R"(["--command","erasetoken","--fw_rux","{serial}{{path}}{m}","--slot","1"])"
+         "\n",
+         "2 --timeout has no effect with --dry-run: nothing is run"},
         {options(
              {"run", R"({"command": "erasetoken", "fw_rux": "m", "slot": 1})", "--dry-run", "--sn", "a1"}),
          0,
@@ -183,14 +189,20 @@ TEST_F(WholeRunTest, BadRequestsNameTheCauseAndChangeNothing)
         {options({"usages", "--log-level"}), "Missing value after '--log-level'"},
         {options({"--log-format", "xml", "usages"}), "--log-format"},
         {options({"run", "absent.json"}), "No such file"},
+        {options({"run", ""}), "the request '': it is empty"},
         {options({"run", "."}), "directory"},
         {options({"run", "/dev/zero"}), "larger than"},
         {options({"run", "text.json"}), "not JSON"},
         {options({"run", "array.json"}), "not an object"},
+        {options({"run", "[]"}), "not an object"},
         {options({"run", "{\"command\": "}), "not JSON"},
         {options({"run", "{}"}), "Missing command parameter"},
         {options({"run", R"({"command": ["erasetoken"]})"}), "Invalid command parameter value"},
         {options({"run", R"({"command": "erase"})"}), "Unknown command 'erase'"},
+        {options({"run", R"({"command": "enumerate", "x": 1})"}),
+         "Unknown key 'x': a request of the command 'enumerate' has no keys but command\n"},
+        {options({"run", R"({"command": "erasetoken", "fw_rux": "fw.bin", "Slot": 1, "slot": 1})"}),
+         "Unknown key 'Slot': a request of the command 'erasetoken' has no keys but command, fw_rux, slot\n"},
         {options({"run", R"({"command": "erasetoken", "fw_rux": "fw.bin"})"}), "Missing value for slot"},
         {options({"run", R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": "3"})"}),
          "Invalid value for slot"},
@@ -318,14 +330,16 @@ TEST_F(WholeRunTest, DownloadersThatFailAreExplainedInTime)
     write("plain", "");
     for (char const* const name : {"fails", "hangs"})
         QFile::setPermissions(path(name), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    m_environment.insert(QStringLiteral("PATH"),
+                         m_directory.path() + QLatin1Char(':') + m_environment.value(QStringLiteral("PATH")));
     QElapsedTimer timer;
     timer.start();
     std::pair<char const*, char const*> const cases[] = {
-        {"missing", "does not exist"}, {".", "not a file"},  {"plain", "not executable"},
-        {"fails", "failed"},           {"hangs", "1500 ms"},
+        {"./missing", "does not exist"}, {"./", "not a file"}, {"./plain", "not executable"},
+        {"missing", "not in PATH"},      {"fails", "failed"},  {"./hangs", "1500 ms"},
     };
     for (auto const& [name, cause] : cases) {
-        Outcome const outcome = runRequest(kErase, options({"--timeout", "1500", "--exe"}) << path(name));
+        Outcome const outcome = runRequest(kErase, options({"--timeout", "1500", "--exe", name}));
         EXPECT_EQ(outcome.exitCode, 1) << name;
         ASSERT_FALSE(outcome.lines().isEmpty());
         EXPECT_TRUE(outcome.lines().last().startsWith(QStringLiteral("1 "))) << name;

@@ -1,10 +1,21 @@
 #include "tools/common/ExecutableFault.h"
 
 #include <QFileInfo>
+#include <QStandardPaths>
 
-QString executableFault(QString const& path)
+QString findProgram(QString const& name)
 {
-    QFileInfo const info(path);
+    if (name.contains(QLatin1Char('/')))
+        return name;
+    QString const found = QStandardPaths::findExecutable(name);
+    return found.isEmpty() ? name : found;
+}
+
+QString executableFault(QString const& program)
+{
+    QFileInfo const info(program);
+    if (!program.contains(QLatin1Char('/')))
+        return QStringLiteral("it is not in PATH");
     if (!info.exists())
         return QStringLiteral("it does not exist");
     if (!info.isFile())

@@ -2,6 +2,7 @@
 
 #include "external/IVrelAPI.h"
 #include "external/LogHandler.h"
+#include "framework/LogSink.h"
 #include "plugin/VrelManager.h"
 
 #include <type_traits>
@@ -10,7 +11,7 @@ VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
 {
     VrelApiManager api = manager.fetchApi();
     if (!api)
-        log.logMessage(1, "The vendor API is not available: another process may be using it");
+        log.logMessage(kErrorLevel, "The vendor API is not available: another process may be using it");
     return api;
 }
 
@@ -19,7 +20,7 @@ std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, LogHan
     QString error;
     auto devices = list(api, error);
     if (!devices)
-        log.logMessage(1, QStringLiteral("The vendor API ") + error);
+        log.logMessage(kErrorLevel, QStringLiteral("The vendor API ") + error);
     return devices;
 }
 
@@ -43,7 +44,8 @@ bool VendorApi::isFull(DeviceList const& devices)
 void VendorApi::warnOfFullList(DeviceList const& devices, LogHandler const& log)
 {
     if (isFull(devices))
-        log.logMessage(2, QStringLiteral("The vendor API lists %1 devices, as many as it can: there may be "
-                                         "more, which vrelhost run --sn names")
-                              .arg(devices.size()));
+        log.logMessage(kWarningLevel,
+                       QStringLiteral("The vendor API lists %1 devices, as many as it can: there may be "
+                                      "more, which vrelhost run --sn names")
+                           .arg(devices.size()));
 }

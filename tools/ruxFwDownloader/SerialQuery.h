@@ -1,11 +1,16 @@
 #pragma once
 
+#include <QCommandLineOption>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <optional>
 
 class LogHandler;
+
+/** The options that may follow "getSerial". */
+QList<QCommandLineOption> serialQueryOptions();
 
 /**
  * Reads what follows "getSerial": `[--quiet] --uid PATH`. There is nothing but the number to be said on

@@ -6,6 +6,7 @@
 #include "tools/common/ExitCode.h"
 #include "tools/common/StandardStreams.h"
 #include "tools/ruxFwDownloader/DownloaderArguments.h"
+#include "tools/ruxFwDownloader/DownloaderHelp.h"
 #include "tools/ruxFwDownloader/InProcessRun.h"
 #include "tools/ruxFwDownloader/SerialQuery.h"
 
@@ -21,20 +22,30 @@ namespace {
 LogSink makeSink()
 {
     bool const isJson = qgetenv(kLogFormatVariable) == "json";
-    return isJson ? makeLogLineWriter(stdout, LogFormat::Json, 5)
-                  : makeLogLineWriter(stdout, LogFormat::Text, 3);
+    return isJson ? makeLogLineWriter(stdout, LogFormat::Json, kHighestLogLevel)
+                  : makeLogLineWriter(stdout, LogFormat::Text, kProgressLevel);
+}
+
+int reject(QString const& cause, LogHandler const& log)
+{
+    log.logMessage(kErrorLevel, cause + QStringLiteral(" (ruxFwDownloader --help shows the usage)"));
+    return ExitRejected;
+}
+
+int print(QString const& text)
+{
+    bool const isWritten = std::fputs(text.toUtf8().constData(), stdout) >= 0 && std::fflush(stdout) == 0;
+    return isWritten ? ExitSuccess : ExitFailure;
 }
 
 int runCommand(QStringList const& arguments, LogHandler& log)
 {
     QString error;
     auto const parsed = parseDownloaderArguments(arguments, error);
-    if (!parsed) {
-        log.logMessage(1, error);
-        return ExitRejected;
-    }
+    if (!parsed)
+        return reject(error, log);
     for (QString const& option : parsed->unknownOptions)
-        log.logMessage(1, QStringLiteral("Unknown option '%1'").arg(option));
+        reject(QStringLiteral("Unknown option '%1'").arg(option), log);
     VrelManager manager;
     VrelFlashUtils command;
     if (!command.parseArguments(parsed->request, log) || !parsed->unknownOptions.isEmpty())
@@ -46,15 +57,10 @@ int printSerial(QStringList const& arguments, LogHandler& log)
 {
     QString error;
     auto const path = parseSerialQuery(arguments, error);
-    if (!path) {
-        log.logMessage(1, error);
-        return ExitRejected;
-    }
+    if (!path)
+        return reject(error, log);
     auto const serial = querySerial(*path, log);
-    if (!serial)
-        return ExitFailure;
-    bool const isWritten = std::puts(serial->toUtf8().constData()) >= 0 && std::fflush(stdout) == 0;
-    return isWritten ? ExitSuccess : ExitFailure;
+    return serial ? print(*serial + QLatin1Char('\n')) : ExitFailure;
 }
 
 } // namespace
@@ -67,6 +73,9 @@ int main(int argc, char* argv[])
     LogHandler log;
     log.setName(QStringLiteral("ruxFwDownloader"));
     QStringList const arguments = QCoreApplication::arguments().mid(1);
+    QString const answer = answerAboutTheProgram(arguments);
+    if (!answer.isEmpty())
+        return print(answer);
     if (arguments.value(0) == QLatin1String("getSerial"))
         return printSerial(arguments.mid(1), log);
     return runCommand(arguments, log);

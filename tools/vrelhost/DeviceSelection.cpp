@@ -45,7 +45,7 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, 
     auto const addListed = [&](DeviceList::value_type const& device) {
         QString const cause = unnamedCause(device, list);
         if (!cause.isEmpty())
-            log.logMessage(1, cause + QStringLiteral(": name the others with --sn or --path"));
+            log.logMessage(kErrorLevel, cause + QStringLiteral(": name the others with --sn or --path"));
         addOnce(devices, {device.second, device.first});
         return cause.isEmpty();
     };
@@ -58,17 +58,32 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, 
         }
         auto const listed = list.find(device.text);
         if (listed == list.end()) {
-            log.logMessage(1, VendorApi::isFull(list)
-                                  ? QStringLiteral("The vendor API lists as many devices as it can, but none "
-                                                   "at the USB path '%1': name it with --sn")
-                                        .arg(device.text)
-                                  : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
-                                                   "shows the paths")
-                                        .arg(device.text));
+            log.logMessage(kErrorLevel,
+                           VendorApi::isFull(list)
+                               ? QStringLiteral("The vendor API lists as many devices as it can, but none "
+                                                "at the USB path '%1': name it with --sn")
+                                     .arg(device.text)
+                               : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
+                                                "shows the paths")
+                                     .arg(device.text));
             return std::nullopt;
         }
         if (!addListed(*listed))
             return std::nullopt;
     }
     return devices;
+}
+
+bool areListed(std::vector<DeviceName> const& devices, DeviceList const& list, LogHandler const& log)
+{
+    auto const isListed = [&](DeviceName const& device) {
+        bool const isThere = !device.path.isNull() || VendorApi::isFull(list);
+        if (!isThere)
+            log.logMessage(kErrorLevel,
+                           QStringLiteral("The vendor API lists no device with the serial number "
+                                          "'%1'; vrelhost scan shows the serial numbers")
+                               .arg(device.serial));
+        return isThere;
+    };
+    return std::all_of(devices.begin(), devices.end(), isListed);
 }

@@ -16,3 +16,10 @@
  */
 std::optional<std::vector<DeviceName>>
 selectDevices(RunOptions const& options, VendorApi::DeviceList const& list, LogHandler const& log);
+
+/**
+ * Whether the vendor API lists all devices, or so many that there may be more than it tells.
+ * @return false, with the first one that it does not list logged at level 1
+ */
+bool areListed(std::vector<DeviceName> const& devices, VendorApi::DeviceList const& list,
+               LogHandler const& log);

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/** Starts the downloader at a given path. */
+/** Starts a downloader, named as findProgram yields it; one that cannot be run is not started. */
 class DownloaderStarter : public DeviceManagerProgramTool
 {
 public:
@@ -13,5 +13,5 @@ public:
     bool startProgram(QProcess& process, QStringList const& arguments) override;
 
 private:
-    QString const m_exe;
+    QString const m_exe; ///< empty when it cannot be run
 };

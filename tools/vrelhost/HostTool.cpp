@@ -5,176 +5,94 @@
 #include "framework/LogLineWriter.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/ExitCode.h"
 #include "tools/vrelhost/RequestReader.h"
 #include "tools/vrelhost/RigCommand.h"
 #include "tools/vrelhost/RunCommand.h"
 #include "tools/vrelhost/RunOptions.h"
-#include "tools/vrelhost/ScanCommand.h"
+#include "tools/vrelhost/ScanOptions.h"
 #include "tools/vrelhost/ScanReport.h"
+#include "tools/vrelhost/Subcommand.h"
 #include "tools/vrelhost/TerminalLog.h"
-
-#include <QCoreApplication>
-
-#include <algorithm>
-#include <iterator>
-
-namespace {
-
-constexpr Logger::LogLevel kDefaultLogLevel = 3;
-
-QCommandLineOption const& logFormatOption()
-{
-    static QCommandLineOption const option(QStringLiteral("log-format"), QString(),
-                                           QStringLiteral("text|json"), QStringLiteral("text"));
-    return option;
-}
-
-QCommandLineOption const& logLevelOption()
-{
-    static QCommandLineOption const option(QStringLiteral("log-level"), QString(), QStringLiteral("N"),
-                                           QStringLiteral("3"));
-    return option;
-}
-
-/** The first argument that is neither an option nor the value of one of the tool's own. */
-int subcommandPosition(QStringList const& arguments)
-{
-    int position = 0;
-    while (position < arguments.size() && arguments.at(position).startsWith(QLatin1String("--"))) {
-        QString const name = arguments.at(position).mid(2);
-        bool const hasValue =
-            logFormatOption().names().contains(name) || logLevelOption().names().contains(name);
-        position += hasValue ? 2 : 1;
-    }
-    return position;
-}
-
-QList<QCommandLineOption> scanOptions()
-{
-    return {
-        QCommandLineOption(QStringLiteral("sysfs"), QString(), QStringLiteral("DIR"),
-                           QStringLiteral("/sys/bus/usb/devices")),
-        QCommandLineOption(QStringLiteral("dev"), QString(), QStringLiteral("DIR"),
-                           QStringLiteral("/dev/bus/usb")),
-        QCommandLineOption(QStringLiteral("serial-from"), QString(), QStringLiteral("api|exe"),
-                           QStringLiteral("api")),
-        QCommandLineOption(QStringLiteral("exe"), QString(), QStringLiteral("PATH"),
-                           QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")),
-        QCommandLineOption(QStringLiteral("json")),
-    };
-}
-
-QList<QCommandLineOption> rigOptions()
-{
-    return {QCommandLineOption(QStringLiteral("devices"), QString(), QStringLiteral("N"))};
-}
-
-QList<QCommandLineOption> noOptions()
-{
-    return {};
-}
-
-} // namespace
-
-struct HostTool::Subcommand
-{
-    char const* name;
-    char const* arguments; ///< the positional arguments, separated by blanks
-    QList<QCommandLineOption> (*options)();
-    int (HostTool::*carryOut)();
-    char const* synopsis;
-    char const* help;
-};
-
-HostTool::Subcommand const HostTool::kSubcommands[] = {
-    {"version", "", noOptions, &HostTool::showVersion, "version",
-     "versions of library and vendor API, build date"},
-    {"usages", "", noOptions, &HostTool::showUsages, "usages", "every command with its parameters"},
-    {"types", "NAME", noOptions, &HostTool::showTypes, "types NAME", "parameter types of a command, as JSON"},
-    {"parameters", "REQUEST", noOptions, &HostTool::showParameters, "parameters REQUEST",
-     "parameters that a request holds, as JSON"},
-    {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
-     "run REQUEST [--sn SERIAL] [--exe PATH] [--timeout MS] [--dry-run]\n"
-     "  run REQUEST [--all] [--sn SERIAL ...] [--path USB-PATH ...] [--jobs N] [--json]\n"
-     "      [--exe PATH] [--timeout MS] [--dry-run]",
-     "carries a request out: in-process, or with --exe by the downloader at PATH; in the second form on many "
-     "devices,\n      N at a time, with a table of results"},
-    {"scan", "", scanOptions, &HostTool::scanDevices,
-     "scan [--sysfs DIR] [--dev DIR] [--serial-from api|exe] [--exe PATH] [--json]",
-     "USB devices, those that the library serves with their serial numbers"},
-    {"rig", "create DIR", rigOptions, &HostTool::createRig, "rig create DIR --devices N",
-     "makes a rig with N emulated devices in a new or empty directory"},
-};
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
     : m_output(output)
     , m_logStream(log)
 {
     m_log.setName(QStringLiteral("vrelhost"));
-    setLog(LogFormat::Text, kDefaultLogLevel);
+    setLog(LogFormat::Text, kProgressLevel);
 }
 
 HostTool::~HostTool() = default;
 
-int HostTool::run(QStringList arguments)
+int HostTool::run(QStringList const& arguments)
 {
-    int const position = subcommandPosition(arguments);
-    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
-        return print(help().toUtf8());
-    }
-    QString const name = position < arguments.size() ? arguments.takeAt(position) : QString();
-    Subcommand const* const subcommand = findSubcommand(name);
-
-    m_parser.addOption(logFormatOption());
-    m_parser.addOption(logLevelOption());
-    if (subcommand != nullptr)
-        m_parser.addOptions(subcommand->options());
-    bool const parsed = m_parser.parse(QStringList(QStringLiteral("vrelhost")) + arguments);
+    QStringList const commandLine = QStringList(QStringLiteral("vrelhost")) + arguments;
+    m_arguments = positionalArguments(commandLine);
+    Subcommands const meant = Subcommand::meantBy(m_arguments);
+    m_parser.addOptions(Subcommand::commonOptions());
+    if (meant.size() == 1)
+        m_parser.addOptions(meant.front()->options());
+    if (!meant.empty())
+        m_name = meant.front()->nameWords().mid(0, meant.size() > 1 ? 1 : 2).join(QLatin1Char(' '));
+    bool const isParsed = m_parser.parse(commandLine);
     if (!applyLogOptions())
         return ExitRejected;
-    if (name.isEmpty() && parsed)
-        return reject(QStringLiteral("No subcommand given"));
-    if (subcommand == nullptr && !name.isEmpty())
-        return reject(QStringLiteral("Unknown subcommand '%1'").arg(name));
-    if (!parsed) {
-        QString const cause = m_parser.errorText();
-        return reject(cause.endsWith(QLatin1Char('.')) ? cause.chopped(1) : cause);
-    }
-    QStringList const expected =
-        QString::fromLatin1(subcommand->arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    QStringList const given = m_parser.positionalArguments();
-    if (given.size() < expected.size())
-        return reject(QStringLiteral("%1 needs the argument %2").arg(name, expected.at(given.size())));
+    if (m_parser.isSet(QStringLiteral("help")))
+        return print(help(meant).toUtf8());
+    if (m_parser.isSet(QStringLiteral("version")))
+        return showVersion();
+    QString const fault = argumentFault(meant, isParsed);
+    if (!fault.isEmpty())
+        return reject(fault);
+    m_arguments = m_arguments.mid(meant.front()->nameWords().size());
+    return (this->*meant.front()->carryOut)();
+}
+
+/** What is neither an option of any subcommand nor the value of one, wherever it stands. */
+QStringList HostTool::positionalArguments(QStringList const& commandLine)
+{
+    QCommandLineParser parser;
+    parser.addOptions(Subcommand::allOptions());
+    parser.parse(commandLine);
+    return parser.positionalArguments();
+}
+
+/** What is wrong with the command line; empty when nothing is. */
+QString HostTool::argumentFault(Subcommands const& meant, bool isParsed) const
+{
+    if (m_arguments.isEmpty())
+        return isParsed ? QStringLiteral("No subcommand given") : parserFault(m_parser);
+    if (meant.empty())
+        return QStringLiteral("Unknown subcommand '%1'").arg(m_arguments.join(QLatin1Char(' ')));
+    QStringList const name = meant.front()->nameWords();
+    if (meant.size() > 1 || m_arguments.size() < name.size())
+        return QStringLiteral("The subcommand '%1' is not complete").arg(m_name);
+    if (!isParsed)
+        return parserFault(m_parser);
+    QStringList const expected = meant.front()->argumentWords();
+    QStringList const given = m_arguments.mid(name.size());
     if (given.size() > expected.size())
-        return reject(QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size())));
-    return (this->*subcommand->carryOut)();
+        return QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size()));
+    if (given.size() < expected.size() && !expected.at(given.size()).startsWith(QLatin1Char('[')))
+        return QStringLiteral("%1 needs the argument %2").arg(m_name, expected.at(given.size()));
+    return QString();
 }
 
-HostTool::Subcommand const* HostTool::findSubcommand(QString const& name)
+/** Of the subcommands that are meant, or an overview when none is. */
+QString HostTool::help(Subcommands const& meant)
 {
-    auto const* const found =
-        std::find_if(std::begin(kSubcommands), std::end(kSubcommands),
-                     [&name](Subcommand const& entry) { return name == QLatin1String(entry.name); });
-    return found == std::end(kSubcommands) ? nullptr : found;
-}
-
-QString HostTool::help()
-{
-    QString text = QStringLiteral("vrelhost [--log-format text|json] [--log-level N] SUBCOMMAND ...\n");
-    for (Subcommand const& entry : kSubcommands)
-        text += QStringLiteral("\n  %1\n      %2\n")
-                    .arg(QLatin1String(entry.synopsis), QLatin1String(entry.help));
-    text +=
-        QStringLiteral("\nREQUEST is the path of a JSON file, - for standard input, or the JSON text "
-                       "itself.\nIts texts may hold {serial} and {path}, which stand for the device's.\n");
-    return text;
+    QStringList pages;
+    for (Subcommand const* const entry : meant)
+        pages << entry->help();
+    return pages.isEmpty() ? Subcommand::overview() : pages.join(QLatin1Char('\n'));
 }
 
 bool HostTool::applyLogOptions()
 {
-    QString const format = m_parser.value(logFormatOption());
-    QString const levelText = m_parser.value(logLevelOption());
+    QString const format = m_parser.value(QStringLiteral("log-format"));
+    QString const levelText = m_parser.value(QStringLiteral("log-level"));
     bool isNumber = false;
     int const level = levelText.toInt(&isNumber);
     bool const isJson = format == QLatin1String("json");
@@ -183,7 +101,7 @@ bool HostTool::applyLogOptions()
         return false;
     }
     LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
-    setLog(logFormat, kDefaultLogLevel);
+    setLog(logFormat, kProgressLevel);
     if (!isNumber || level < 0 || level > kHighestLogLevel) {
         reject(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
                    .arg(kHighestLogLevel)
@@ -224,22 +142,21 @@ int HostTool::showUsages()
 int HostTool::showTypes()
 {
     JsonObject request;
-    request.setValue(QStringLiteral("command"), m_parser.positionalArguments().constFirst());
+    request.setValue(QStringLiteral("command"), m_arguments.constFirst());
     return print(toCompactJson(VrelFlashUtils::getParameterTypes(request)) + '\n');
 }
 
 int HostTool::showParameters()
 {
     QString error;
-    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    auto const request = readRequest(m_arguments.constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request '%1': %2")
-                          .arg(m_parser.positionalArguments().constFirst(), error));
+        return reject(error);
     JsonObject const parameters = VrelFlashUtils::getParameters(*request, error);
     int const printed = print(toCompactJson(parameters) + '\n');
     if (error.isEmpty())
         return printed;
-    m_log.logMessage(1, error);
+    m_log.logMessage(kErrorLevel, error);
     return ExitRejected;
 }
 
@@ -249,10 +166,11 @@ int HostTool::runRequest()
     auto const options = RunOptions::read(m_parser, error);
     if (!options)
         return reject(error);
-    auto const request = readRequest(m_parser.positionalArguments().constFirst(), error);
+    for (QString const& line : options->idle)
+        m_log.logMessage(kWarningLevel, line);
+    auto const request = readRequest(m_arguments.constFirst(), error);
     if (!request)
-        return reject(QStringLiteral("Cannot read the request '%1': %2")
-                          .arg(m_parser.positionalArguments().constFirst(), error));
+        return reject(error);
     showWork(true);
     auto const showProgress = [this](int done, int total) {
         if (m_terminal)
@@ -268,33 +186,24 @@ int HostTool::runRequest()
 
 int HostTool::scanDevices()
 {
-    QString const root = m_parser.value(QStringLiteral("sysfs"));
-    QString const source = m_parser.value(QStringLiteral("serial-from"));
-    bool const isFromApi = source == QLatin1String("api");
-    if (root.isEmpty())
-        return reject(QStringLiteral("--sysfs is the path of a directory, not empty"));
-    if (!isFromApi && source != QLatin1String("exe"))
-        return reject(QStringLiteral("--serial-from is api or exe, not '%1'").arg(source));
-    ScanCommand const scan(root, m_parser.value(QStringLiteral("dev")),
-                           isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe,
-                           m_parser.value(QStringLiteral("exe")), m_log);
+    QString error;
+    auto const options = ScanOptions::read(m_parser, m_log, error);
+    if (!options)
+        return reject(error);
+    ScanCommand const scan(options->root, options->nodes, options->source, options->exe, m_log);
     showWork(true);
     auto const devices = scan.run();
     showWork(false);
     if (!devices)
         return ExitFailure;
-    return print(m_parser.isSet(QStringLiteral("json")) ? ScanReport::toJson(*devices)
-                                                        : ScanReport::toTable(*devices));
+    return print(options->isJson ? ScanReport::toJson(*devices) : ScanReport::toTable(*devices));
 }
 
 int HostTool::createRig()
 {
-    QString const action = m_parser.positionalArguments().at(0);
-    QString const directory = m_parser.positionalArguments().at(1);
+    QString const directory = m_arguments.constFirst();
     bool isNumber = false;
     int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
-    if (action != QLatin1String("create"))
-        return reject(QStringLiteral("A rig can be created, not '%1'").arg(action));
     if (directory.isEmpty())
         return reject(QStringLiteral("The rig's directory has a name that is not empty"));
     if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
@@ -304,7 +213,8 @@ int HostTool::createRig()
 
 int HostTool::reject(QString const& cause)
 {
-    m_log.logMessage(1, cause + QStringLiteral(" (vrelhost --help shows the usage)"));
+    m_log.logMessage(kErrorLevel, QStringLiteral("%1 (%2 --help shows the usage)")
+                                      .arg(cause, QStringLiteral("vrelhost %1").arg(m_name).trimmed()));
     return ExitRejected;
 }
 
@@ -313,6 +223,6 @@ int HostTool::print(QByteArray const& text)
     auto const size = static_cast<std::size_t>(text.size());
     if (std::fwrite(text.constData(), 1, size, m_output) == size && std::fflush(m_output) == 0)
         return ExitSuccess;
-    m_log.logMessage(1, QStringLiteral("Cannot write the result: ") + qt_error_string());
+    m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write the result: ") + qt_error_string());
     return ExitFailure;
 }

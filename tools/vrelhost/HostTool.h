@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 class TerminalLog;
 enum class LogFormat;
@@ -23,14 +24,16 @@ public:
     HostTool& operator=(HostTool const&) = delete;
 
     /** @param arguments without the program's name; returns the exit code */
-    int run(QStringList arguments);
+    int run(QStringList const& arguments);
 
 private:
     struct Subcommand;
+    using Subcommands = std::vector<Subcommand const*>;
     static Subcommand const kSubcommands[];
 
-    static Subcommand const* findSubcommand(QString const& name);
-    static QString help();
+    static QStringList positionalArguments(QStringList const& commandLine);
+    static QString help(Subcommands const& meant);
+    QString argumentFault(Subcommands const& meant, bool isParsed) const;
 
     bool applyLogOptions();
     void setLog(LogFormat format, Logger::LogLevel maxLevel);
@@ -54,4 +57,6 @@ private:
         m_terminal; ///< shared with the sink; null when the log is no text on a terminal
     LogHandler m_log;
     QCommandLineParser m_parser;
+    QString m_name;          ///< the subcommand's, or as much of it as is given
+    QStringList m_arguments; ///< the positional ones, without the subcommand's name once it is known
 };

@@ -1,11 +1,13 @@
 #include "tools/vrelhost/RequestTemplate.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 namespace {
 
-QLatin1String const kSerial("{serial}");
-QLatin1String const kPath("{path}");
+QLatin1String const kSerialWord("{serial}");
+QLatin1String const kPathWord("{path}");
 
 /** Whether a text can be part of a file name anywhere in a path, and leave it in the same directory. */
 bool isFileNamePart(QString const& text)
@@ -24,23 +26,23 @@ QString replaceable(JsonObject::Entries::value_type const& entry)
     return isText && entry.first != QLatin1String("command") ? entry.second.toString() : QString();
 }
 
-/** One pass, so that what is put in is not looked at again. */
-QString replaced(QString const& text, DeviceName const& device)
+/** A text with `valueOf` each placeholder in its place; in one pass, so that what is put in is not looked at.
+ */
+template <typename Function>
+QString replaced(QString const& text, Function const& valueOf)
 {
+    static QRegularExpression const s_form(
+        QStringLiteral(R"(\{(?<literal>\{(?:serial|path)\})\}|\{(?:serial|path)\})"));
     QString result;
     int position = 0;
-    while (position < text.size()) {
-        QStringRef const rest = text.midRef(position);
-        bool const isSerial = rest.startsWith(kSerial);
-        bool const isPath = rest.startsWith(kPath);
-        if (isSerial || isPath) {
-            result += isSerial ? device.serial : device.path;
-            position += isSerial ? kSerial.size() : kPath.size();
-        } else {
-            result += text.at(position++);
-        }
+    for (auto matches = s_form.globalMatch(text); matches.hasNext();) {
+        QRegularExpressionMatch const match = matches.next();
+        QString const literal = match.captured(QStringLiteral("literal"));
+        result += text.midRef(position, match.capturedStart() - position);
+        result += literal.isEmpty() ? valueOf(match.captured()) : literal;
+        position = match.capturedEnd();
     }
-    return result;
+    return result + text.midRef(position);
 }
 
 } // namespace
@@ -48,11 +50,12 @@ QString replaced(QString const& text, DeviceName const& device)
 RequestTemplate::RequestTemplate(JsonObject const& request)
     : m_request(request)
 {
-    for (auto const& entry : m_request) {
-        QString const text = replaceable(entry);
-        m_needsSerial = m_needsSerial || text.contains(kSerial);
-        m_needsPath = m_needsPath || text.contains(kPath);
-    }
+    auto const note = [this](QString const& placeholder) {
+        (placeholder == kSerialWord ? m_needsSerial : m_needsPath) = true;
+        return placeholder;
+    };
+    for (auto const& entry : m_request)
+        replaced(replaceable(entry), note);
 }
 
 std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, QString& error) const
@@ -60,7 +63,7 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
     if ((m_needsSerial || m_needsPath) && device.serial.isEmpty())
         error =
             QStringLiteral("The request holds %1, but no device is named: name it with --sn, --path or --all")
-                .arg(m_needsSerial ? kSerial : kPath);
+                .arg(m_needsSerial ? kSerialWord : kPathWord);
     else if (m_needsPath && device.path.isNull())
         error = QStringLiteral("The request holds {path}, but the vendor API lists no device '%1': leave "
                                "{path} out or the device")
@@ -76,10 +79,13 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
     if (!error.isEmpty())
         return std::nullopt;
     JsonObject request = m_request;
+    auto const value = [&device](QString const& placeholder) {
+        return placeholder == kSerialWord ? device.serial : device.path;
+    };
     for (auto const& entry : m_request) {
         QString const text = replaceable(entry);
         if (!text.isNull())
-            request.setValue(entry.first, replaced(text, device));
+            request.setValue(entry.first, replaced(text, value));
     }
     return request;
 }

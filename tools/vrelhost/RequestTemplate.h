@@ -7,7 +7,10 @@
 
 #include <optional>
 
-/** A request whose texts, but for the command's name, may hold {serial} and {path} in a device's place. */
+/**
+ * A request whose texts, but for the command's name, may hold {serial} and {path} in a device's place, and
+ * {{serial}} and {{path}} for these words themselves.
+ */
 class RequestTemplate
 {
 public:

@@ -5,6 +5,7 @@
 #include "plugin/VrelManager.h"
 #include "tools/common/ExitCode.h"
 #include "tools/vrelhost/DeviceSelection.h"
+#include "tools/vrelhost/RequestRules.h"
 #include "tools/vrelhost/RequestRunner.h"
 #include "tools/vrelhost/RunAtATime.h"
 #include "tools/vrelhost/RunLog.h"
@@ -62,7 +63,7 @@ RunCommand::Result RunCommand::run()
     if (usesApi)
         manager.emplace();
     // Before the vendor API is asked for devices: errors are logged once, and a bad request touches nothing.
-    if (!VrelFlashUtils().parseArguments(m_template.request(), m_log))
+    if (!RequestRules::accept(m_template.request(), m_log))
         return {ExitRejected, {}};
     VrelApiManager api;
     VendorApi::DeviceList list;
@@ -93,16 +94,14 @@ bool RunCommand::isInProcess() const
 
 bool RunCommand::needsList() const
 {
-    return m_options.isAll || m_options.hasPath() || m_template.needsPath();
+    return m_options.isAll || m_options.hasPath() || m_template.needsPath() ||
+           (m_options.isMany && isInProcess());
 }
 
 bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) const
 {
-    if (!needsList()) {
-        if (m_options.isMany)
-            api.getDeviceList(list); // paths for the log and the results, which can do without
+    if (!needsList())
         return true;
-    }
     auto listed = VendorApi::list(api, m_log);
     if (!listed)
         return false;
@@ -119,16 +118,22 @@ bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) cons
 std::optional<std::vector<DeviceName>> RunCommand::devices(VendorApi::DeviceList const& list) const
 {
     bool const isNamed = m_options.isAll || !m_options.devices.empty();
-    return isNamed ? selectDevices(m_options, list, m_log) : std::vector<DeviceName>(1);
+    auto chosen = isNamed ? selectDevices(m_options, list, m_log) : std::vector<DeviceName>(1);
+    if (chosen && m_options.isMany && isInProcess() && !areListed(*chosen, list, m_log))
+        return std::nullopt;
+    return chosen;
 }
 
 bool RunCommand::prepare(std::vector<DeviceName> const& devices, VrelApiManager const& api,
                          DeviceRuns& runs) const
 {
+    TargetFiles targets;
     for (DeviceName const& device : devices) {
         QString error;
         auto const request = m_template.forDevice(device, error);
-        if (!request) {
+        if (request)
+            error = targets.take(*request, device);
+        if (!error.isEmpty()) {
             m_log.logMessage(1, error);
             return false;
         }

@@ -1,10 +1,12 @@
 #include "tools/vrelhost/RunOptions.h"
 
+#include "tools/common/ExecutableFault.h"
 #include "tools/vrelhost/RequestRunner.h"
 
 #include <QCommandLineParser>
 
 #include <algorithm>
+#include <initializer_list>
 #include <limits>
 
 namespace {
@@ -59,6 +61,29 @@ QString conflict(RunOptions const& options)
     return QString();
 }
 
+/** A line for each option that changes nothing beside the others. */
+QStringList idleOptions(QCommandLineParser const& parser, RunOptions const& options)
+{
+    struct Case
+    {
+        bool isGiven;
+        std::initializer_list<QLatin1String> names;
+        char const* reason;
+    };
+    Case const cases[] = {
+        {options.isDryRun, {kExe, kTimeout, kJobs, kJson}, "with --dry-run: nothing is run"},
+        {!options.isDryRun && !options.exe, {kTimeout}, "without --exe: what runs in-process is waited for"},
+    };
+    QStringList lines;
+    for (Case const& entry : cases) {
+        for (QLatin1String const name : entry.names) {
+            if (entry.isGiven && parser.isSet(name))
+                lines << QStringLiteral("--%1 has no effect %2").arg(name, QLatin1String(entry.reason));
+        }
+    }
+    return lines;
+}
+
 } // namespace
 
 bool RunOptions::hasPath() const
@@ -68,15 +93,29 @@ bool RunOptions::hasPath() const
 
 QList<QCommandLineOption> RunOptions::definitions()
 {
+    auto const option = [](QLatin1String name, char const* help, char const* value = "",
+                           char const* usual = "") {
+        return QCommandLineOption(name, QLatin1String(help), QLatin1String(value), QLatin1String(usual));
+    };
     return {
-        QCommandLineOption(kSerial, QString(), QStringLiteral("SERIAL")),
-        QCommandLineOption(kPath, QString(), QStringLiteral("USB-PATH")),
-        QCommandLineOption(kAll),
-        QCommandLineOption(kJobs, QString(), QStringLiteral("N")),
-        QCommandLineOption(kJson),
-        QCommandLineOption(kExe, QString(), QStringLiteral("PATH")),
-        QCommandLineOption(kTimeout, QString(), QStringLiteral("MS"), QStringLiteral("60000")),
-        QCommandLineOption(kDryRun),
+        option(
+            kSerial,
+            "The device with this serial number; without it the only device. Given several times, all these "
+            "devices.",
+            "SERIAL"),
+        option(kPath, "The device at this USB path, such as 1-4.2. May be given several times.", "USB-PATH"),
+        option(kAll, "All devices that the vendor API lists, which are 24 at most."),
+        option(kJobs,
+               "At most so many devices at a time; without it all at once, with --exe one after another.",
+               "N"),
+        option(kJson, "Show the results on many devices as one line of JSON instead of a table."),
+        option(kExe,
+               "Run this downloader instead of working in-process: its path, or its name where PATH leads to "
+               "it.",
+               "PATH"),
+        option(kTimeout, "End a downloader that takes longer; 60000 without it, -1 for no limit.", "MS",
+               "60000"),
+        option(kDryRun, "Touch no device, and show the downloader's arguments as a JSON array."),
     };
 }
 
@@ -95,7 +134,7 @@ std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, QSt
     options.isJson = parser.isSet(kJson);
     options.isDryRun = parser.isSet(kDryRun);
     if (parser.isSet(kExe))
-        options.exe = parser.value(kExe);
+        options.exe = findProgram(parser.value(kExe));
     if (parser.isSet(kJobs)) {
         options.jobs = number(parser.value(kJobs), 1);
         if (!options.jobs) {
@@ -108,5 +147,6 @@ std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, QSt
     error = conflict(options);
     if (!error.isEmpty())
         return std::nullopt;
+    options.idle = idleOptions(parser, options);
     return options;
 }

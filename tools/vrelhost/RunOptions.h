@@ -3,6 +3,7 @@
 #include <QCommandLineOption>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <vector>
@@ -23,10 +24,11 @@ struct RunOptions
     bool isAll = false;          ///< on every device that the vendor API lists
     bool isMany = false;         ///< results are wanted per device
     std::optional<int> jobs;     ///< devices at a time; all without
-    std::optional<QString> exe;  ///< the downloader; in-process without
+    std::optional<QString> exe;  ///< the downloader, as findProgram yields it; in-process without
     int timeout = 0;             ///< milliseconds, -1 for no limit
     bool isDryRun = false;
     bool isJson = false; ///< results as JSON
+    QStringList idle;    ///< a line for each option that has no effect beside the others
 
     bool hasPath() const;
 

@@ -6,6 +6,7 @@
 #include "external/DeviceManagerTool.h"
 #include "external/DevicePropertyManager.h"
 #include "external/LogHandler.h"
+#include "framework/LogSink.h"
 #include "plugin/VrelManager.h"
 #include "tools/common/ExecutableFault.h"
 #include "tools/common/VendorApi.h"
@@ -94,12 +95,13 @@ std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
             QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
             isDenied = DeviceNode::isDenied(node);
             m_log.logMessage(
-                2, QStringLiteral("No serial number for the device at %1: %2")
-                       .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
-                                                                      "install the udev rules that come with "
-                                                                      "the tools, or scan with more rights")
-                                                           .arg(node)
-                                                     : missingSerialCause(manager)));
+                kWarningLevel,
+                QStringLiteral("No serial number for the device at %1: %2")
+                    .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
+                                                                   "install the udev rules that come with "
+                                                                   "the tools, or scan with more rights")
+                                                        .arg(node)
+                                                  : missingSerialCause(manager)));
         }
         result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
@@ -119,5 +121,7 @@ QString ScanCommand::missingSerialCause(VrelManager& manager) const
     QString const fault = executableFault(m_exe);
     if (!fault.isEmpty())
         return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);
-    return QStringLiteral("the downloader '%1' gave none; --log-level 5 shows its output").arg(m_exe);
+    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed, unless it had "
+                          "to be ended")
+        .arg(m_exe);
 }

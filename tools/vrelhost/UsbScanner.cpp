@@ -1,6 +1,7 @@
 #include "tools/vrelhost/UsbScanner.h"
 
 #include "external/LogHandler.h"
+#include "framework/LogSink.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -98,8 +99,9 @@ std::optional<std::list<DummyDevice>> UsbScanner::scan() const
     std::vector<Name> const names = deviceNames(root, error);
     if (error && error != std::errc::no_such_file_or_directory) {
         m_log.logMessage(
-            1, QStringLiteral("Cannot read the USB devices in '%1': %2; --sysfs names another place")
-                   .arg(m_root, QString::fromStdString(error.message())));
+            kErrorLevel,
+            QStringLiteral("Cannot read the USB devices in '%1': %2; --sysfs names another place")
+                .arg(m_root, QString::fromStdString(error.message())));
         return std::nullopt;
     }
     std::list<DummyDevice> devices;
@@ -107,12 +109,13 @@ std::optional<std::list<DummyDevice>> UsbScanner::scan() const
         auto const vendor = readId(root / name / "idVendor");
         auto const product = readId(root / name / "idProduct");
         if (!vendor || !product) {
-            m_log.logMessage(2, QStringLiteral("'%1' is left out: %2")
-                                    .arg(text, isDenied(root / name)
-                                                   ? QStringLiteral("no permission to read its idVendor and "
-                                                                    "idProduct; scan with more rights")
-                                                   : QStringLiteral("it has no readable idVendor and "
-                                                                    "idProduct")));
+            m_log.logMessage(kWarningLevel,
+                             QStringLiteral("'%1' is left out: %2")
+                                 .arg(text, isDenied(root / name)
+                                                ? QStringLiteral("no permission to read its idVendor and "
+                                                                 "idProduct; scan with more rights")
+                                                : QStringLiteral("it has no readable idVendor and "
+                                                                 "idProduct")));
             continue;
         }
         DummyDevice& device = devices.emplace_back();

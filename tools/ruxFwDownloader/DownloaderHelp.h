@@ -1,0 +1,7 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/** What --help, -h and --version show, where the arguments ask for it; null where they do not. */
+QString answerAboutTheProgram(QStringList const& arguments);

@@ -1,0 +1,97 @@
+#include "tools/vrelhost/RequestRules.h"
+
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace {
+
+QString const kCommand = QStringLiteral("command");
+
+/** The parameters that name a file to be written; of all other files it is known that they are read. */
+constexpr std::pair<char const*, char const*> kWritten[] = {
+    {"getcardinfo", "path"},
+    {"readbootmedia", "path"},
+    {"readtoken", "path"},
+};
+
+QString writtenFile(JsonObject const& request)
+{
+    QString command;
+    request.getString(kCommand, command);
+    QString file;
+    for (auto const& [name, key] : kWritten) {
+        if (command == QLatin1String(name))
+            request.getString(QLatin1String(key), file);
+    }
+    return file;
+}
+
+/** What a link that leads to no file yet stands for; what is written to it becomes that file. */
+std::filesystem::path behindLinks(std::filesystem::path path)
+{
+    constexpr int kMostLinks = 40; // a ring of links has no end
+    std::error_code error;
+    for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(path, error); ++i)
+        path = path.parent_path() / std::filesystem::read_symlink(path, error);
+    return path;
+}
+
+/** The same text for one file however it is named, also for one that is not there yet. */
+std::string identity(QString const& file)
+{
+    struct stat status = {};
+    std::string const name = file.toUtf8().toStdString(); // as the library hands it on
+    if (::stat(name.c_str(), &status) == 0)
+        return std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+    std::error_code error;
+    std::filesystem::path const path =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(behindLinks(name), error), error);
+    return error ? name : path.string();
+}
+
+} // namespace
+
+bool RequestRules::accept(JsonObject const& request, LogHandler& log)
+{
+    bool isAccepted = VrelFlashUtils().parseArguments(request, log);
+    JsonObject const types = VrelFlashUtils::getParameterTypes(request);
+    if (!isAccepted && types.empty())
+        return false; // there is no such command
+    QStringList keys;
+    for (auto const& entry : types)
+        keys << entry.first;
+    if (keys.isEmpty())
+        keys << kCommand; // of a command without parameters
+    for (auto const& entry : request) {
+        if (keys.contains(entry.first))
+            continue;
+        QString command;
+        request.getString(kCommand, command);
+        log.logMessage(kErrorLevel,
+                       QStringLiteral("Unknown key '%1': a request of the command '%2' has no keys but %3")
+                           .arg(entry.first, command, keys.join(QStringLiteral(", "))));
+        isAccepted = false;
+    }
+    return isAccepted;
+}
+
+QString TargetFiles::take(JsonObject const& request, DeviceName const& device)
+{
+    QString const file = writtenFile(request);
+    if (file.isEmpty())
+        return QString();
+    QString const owner = m_owners.emplace(identity(file), device.serial).first->second;
+    if (owner == device.serial)
+        return QString();
+    return QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
+                          "with {serial} or {path} in the name")
+        .arg(owner, device.serial, file);
+}

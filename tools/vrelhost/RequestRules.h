@@ -1,0 +1,36 @@
+#pragma once
+
+#include "external/JsonObject.h"
+#include "framework/LogSink.h"
+
+#include <QString>
+
+#include <map>
+#include <string>
+
+class LogHandler;
+
+/** What a request has to be so that the tool runs it; the library itself takes more. */
+namespace RequestRules {
+
+/**
+ * Whether the library accepts a request and its command has all of its keys, so that a misspelled one does
+ * not go unnoticed. What is wrong is logged at level 1.
+ */
+bool accept(JsonObject const& request, LogHandler& log);
+
+} // namespace RequestRules
+
+/** The files that requests write to, each for one device alone. */
+class TargetFiles
+{
+public:
+    /**
+     * Takes the file that a device's request writes to.
+     * @return why it cannot be had, when another device has it, under whatever name; otherwise empty
+     */
+    QString take(JsonObject const& request, DeviceName const& device);
+
+private:
+    std::map<std::string, QString> m_owners; ///< serial numbers, by what tells a file from others
+};
