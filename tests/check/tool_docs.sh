@@ -88,7 +88,7 @@ unset -f vrelhost
 [[ $(complete -p vrelhost) == *'-F _vrelhost vrelhost' ]] || fail 'bash is not told how to complete vrelhost'
 
 # Man pages are made of what the programs tell.
-for text in '.SH "OPTIONS"' '.SS "run REQUEST"' '.B \-\-serial\-from <api|exe>' '.B DIR' 'vrelhost scan \-\-json' $'\twritetoken'; do
+for text in '.SH "OPTIONS"' '.SS "run REQUEST"' '.B \-\-serial\-from <api|exe>' '.B DIR' '$ vrelhost scan \-\-json' $'\twritetoken'; do
     grep -qxF -e "$text" <("$man_pages/make-page" "$man_pages/vrelhost.1.in" "${1%/*}") ||
         fail "vrelhost's man page lacks '$text'"
 done

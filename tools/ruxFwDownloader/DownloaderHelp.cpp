@@ -38,7 +38,7 @@ QString commandHelp()
                                    "  1  the command failed, or there was no vendor API for it\n"
                                    "  2  the arguments were rejected; nothing was run\n\n"
                                    "Example:\n"
-                                   "  ruxFwDownloader --command erasetoken --fw_rux module.bin --slot 1\n"));
+                                   "  $ ruxFwDownloader --command startover --sn 0A1B2C3D --flags 1\n"));
 }
 
 QString serialQueryHelp()
@@ -53,7 +53,7 @@ QString serialQueryHelp()
                                    "  1  there is no device at the path, or no vendor API\n"
                                    "  2  the arguments were rejected\n\n"
                                    "Example:\n"
-                                   "  ruxFwDownloader getSerial --quiet --uid 1-4.2\n"));
+                                   "  $ ruxFwDownloader getSerial --quiet --uid 1-4.2\n"));
 }
 
 } // namespace

@@ -62,13 +62,13 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
      "vrelhost types erasetoken"},
     {"parameters", "REQUEST", noOptions, &HostTool::showParameters,
      "Shows the parameters that a request holds as one line of JSON.", "success", kNotWritten,
-     "vrelhost parameters request.json"},
+     R"(vrelhost parameters '{"command": "startover", "flags": 1}')"},
     {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
      "Carries a request out on one device or many, in-process or by a downloader.",
      "success, on many devices on every one",
      "failure, on many devices on one or more, also for lack of a vendor API or a\n"
      "     device, by an interruption, or since the result cannot be written",
-     R"(vrelhost run '{"command": "erasetoken", "fw_rux": "module.bin", "slot": 1}')"},
+     R"(vrelhost run '{"command": "startover", "flags": 1}' --sn 0A1B2C3D)"},
     {"scan", "", ScanOptions::definitions, &HostTool::scanDevices,
      "Lists the USB devices, those that the library serves with serial numbers.",
      "success, also without devices or serial numbers",
@@ -134,7 +134,7 @@ QString HostTool::Subcommand::help() const
                                    "  1  %2\n"
                                    "  2  the arguments or the request were rejected; nothing was run\n\n"
                                    "Example:\n"
-                                   "  %3\n\n"
+                                   "  $ %3\n\n"
                                    "vrelhost --help tells of the options that all subcommands have.\n")
                         .arg(QLatin1String(success), QLatin1String(failure), QLatin1String(example)));
 }
