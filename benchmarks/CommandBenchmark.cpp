@@ -1,7 +1,6 @@
-#include "benchmarks/NullApi.h"
+#include "benchmarks/SilentVendor.h"
 #include "commands/VrelFlashUtils.h"
 #include "commands/support/VrelRuxModule.h"
-#include "external/IVrelAPI.h"
 #include "external/JsonObject.h"
 #include "external/LogHandler.h"
 #include "plugin/VrelManager.h"
@@ -39,6 +38,10 @@ private:
     bool m_isReady = false;
 };
 
+void ignoreApiMessage(unsigned long /*level*/, char const* /*text*/, void* /*context*/)
+{
+}
+
 void parseAndRunEraseToken(benchmark::State& state)
 {
     Module const module(kSmallModule);
@@ -47,6 +50,7 @@ void parseAndRunEraseToken(benchmark::State& state)
     request.setValue(QStringLiteral("fw_rux"), module.path());
     request.setValue(QStringLiteral("slot"), 1U);
     QString const serial = QString::fromLatin1(kSerial);
+    SilentVendor const vendor;
     VrelManager manager;
     VrelApiManager const api = manager.fetchApi();
     LogHandler log;
@@ -61,6 +65,7 @@ void readModuleAndCallApi(benchmark::State& state)
 {
     Module const module(kSmallModule);
     QByteArray const path = module.path().toUtf8();
+    SilentVendor const vendor;
     VrelManager manager;
     VrelApiManager const api = manager.fetchApi();
     char errorText[kVrelErrorTextSize] = {};

@@ -1,4 +1,4 @@
-#include "benchmarks/NullApi.h"
+#include "benchmarks/SilentVendor.h"
 #include "plugin/VrelApiManagerPrivate.h"
 #include "plugin/VrelManager.h"
 
@@ -8,8 +8,21 @@
 
 namespace {
 
+using Devices = std::vector<std::pair<std::string, std::string>>;
+
+/** Locations and serial numbers of as many devices as a list holds. */
+Devices listedDevices()
+{
+    Devices devices;
+    for (int i = 0; i < 24; ++i)
+        devices.emplace_back("1-" + std::to_string(i / 4) + '.' + std::to_string(i % 4 + 1),
+                             std::to_string(10000000 + i * 3333));
+    return devices;
+}
+
 void fetchAndDropHandle(benchmark::State& state)
 {
+    SilentVendor const vendor;
     VrelManager manager;
     for (auto _ : state) {
         VrelApiManager const handle = manager.fetchApi();
@@ -41,11 +54,15 @@ void lockThriceAndAllocate(benchmark::State& state)
 
 void listDevices(benchmark::State& state)
 {
+    SilentVendor vendor;
+    Devices const listed = listedDevices();
+    for (auto const& [location, serial] : listed)
+        vendor.addDevice(location, serial);
     VrelManager manager;
     VrelApiManager handle = manager.fetchApi();
     for (auto _ : state) {
         std::map<QString, QString> devices;
-        if (handle.getDeviceList(devices) != 0 || devices.size() != kListedDeviceCount)
+        if (handle.getDeviceList(devices) != 0 || devices.size() != listed.size())
             state.SkipWithError("not all devices listed");
         benchmark::DoNotOptimize(devices);
     }
@@ -53,11 +70,12 @@ void listDevices(benchmark::State& state)
 
 void buildDeviceMapByHand(benchmark::State& state)
 {
+    Devices const listed = listedDevices();
     for (auto _ : state) {
         std::map<QString, QString> devices;
-        for (ListedDevice const& device : listedDevices())
-            devices.emplace(QString::fromLatin1(device.location), QString::fromLatin1(device.serial));
-        if (devices.size() != kListedDeviceCount)
+        for (auto const& [location, serial] : listed)
+            devices.emplace(QString::fromLatin1(location.c_str()), QString::fromLatin1(serial.c_str()));
+        if (devices.size() != listed.size())
             state.SkipWithError("not all devices listed");
         benchmark::DoNotOptimize(devices);
     }

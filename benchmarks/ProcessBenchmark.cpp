@@ -1,4 +1,4 @@
-#include "benchmarks/NullApi.h"
+#include "benchmarks/SilentVendor.h"
 #include "commands/VrelFlashUtils.h"
 #include "external/JsonObject.h"
 #include "external/LogHandler.h"

@@ -3,7 +3,7 @@
 #include "external/Device.h"
 #include "plugin/VrelManager.h"
 #include "tests/fuzz/Require.h"
-#include "tests/support/FakeApi.h"
+#include "tests/support/FakeVendor.h"
 
 #include <QRegularExpression>
 
@@ -137,26 +137,27 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 {
     FuzzedDataProvider input(data, size);
     std::list<DummyDevice> const found = foundDevices(input);
-    FakeApi api;
-    api.version.textLength = someCount(input, 256);
-    fillText(input, api.version.versionText);
-    api.result = input.ConsumeBool() ? input.ConsumeIntegral<int>() : 0;
+    FakeVendor vendor;
+    vendor.version.textLength = someCount(input, 256);
+    fillText(input, vendor.version.versionText);
+    vendor.result = input.ConsumeBool() ? input.ConsumeIntegral<int>() : 0;
     char errorText[kVrelErrorTextSize] = {};
     fillText(input, errorText);
-    api.errorText = QByteArray(errorText, sizeof errorText);
-    fillList(input, api.devices);
+    vendor.errorText = std::string(errorText, sizeof errorText);
+    fillList(input, vendor.devices);
 
     VrelManager manager;
     std::map<QString, QString> devices{{QStringLiteral("old"), QString()}};
     QString error;
-    require(manager.fetchApi().getDeviceList(devices, error) == api.result, "the API's result is passed on");
-    if (api.result == 0)
-        checkDevices(devices, api.devices);
+    require(manager.fetchApi().getDeviceList(devices, error) == vendor.result,
+            "the API's result is passed on");
+    if (vendor.result == 0)
+        checkDevices(devices, vendor.devices);
     else
         require(devices.empty() && error.size() <= static_cast<int>(sizeof errorText),
                 "a failure gives no devices and no more than the buffer's text");
-    checkVersion(api.version);
+    checkVersion(vendor.version);
     checkScan(manager, found, devices);
-    require(vendorHolds().acquired == vendorHolds().released, "every hold is given back");
+    require(vendor.acquired == vendor.released, "every hold is given back");
     return 0;
 }

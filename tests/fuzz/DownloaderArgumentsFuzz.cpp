@@ -5,7 +5,6 @@
 #include "tests/support/ArgumentCollector.h"
 #include "tools/ruxFwDownloader/DownloaderArguments.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 
 /**
@@ -35,15 +34,6 @@ void checkValue(QString const& text, QVariant const& value)
         require(s_number.match(text).hasMatch(), "a number is decimal or 0x and hexadecimal digits");
 }
 
-QStringList written(VrelFlashUtils& utils, QString const& serial)
-{
-    LogHandler log;
-    QProcess process;
-    ArgumentCollector collector;
-    utils.commonRun(process, QStringLiteral("/bin/true"), serial, log, collector, 0);
-    return collector.arguments;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
@@ -64,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     VrelFlashUtils utils;
     if (!utils.parseArguments(parsed->request, log))
         return 0;
-    QStringList const sent = written(utils, parsed->serial);
+    QStringList const sent = ArgumentCollector(utils, parsed->serial).arguments;
     auto const received = parseDownloaderArguments(sent, error);
     require(received.has_value(), "what the front end writes is read");
     require(received->unknownOptions.isEmpty(), "and known");

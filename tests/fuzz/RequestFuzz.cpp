@@ -2,7 +2,7 @@
 #include "framework/JsonText.h"
 #include "plugin/VrelManager.h"
 #include "tests/fuzz/Require.h"
-#include "tests/support/FakeApi.h"
+#include "tests/support/FakeVendor.h"
 #include "tests/support/LogRecorder.h"
 
 #include <algorithm>
@@ -49,12 +49,12 @@ void checkRun(VrelFlashUtils& utils, int result)
 {
     LogRecorder const recorder;
     LogHandler log;
-    FakeApi api;
-    api.result = result;
+    FakeVendor vendor;
+    vendor.result = result;
     VrelManager manager;
     bool const success = utils.run(manager.fetchApi(), QStringLiteral("SN"), log);
     require(success == (result == 0), "a run succeeds when its operation does");
-    require(api.calls.size() == 1, "a run is one operation");
+    require(vendor.calls.size() == 1, "a run is one operation");
     require(hasError(recorder) != success, "a failed run, and only that, logs an error");
 }
 

@@ -1,17 +1,17 @@
-#include "commands/support/VrelDeviceType.h"
 #include "commands/support/VrelLogCallback.h"
 #include "commands/support/VrelRuxModule.h"
-#include "external/JsonObject.h"
 #include "external/LogHandler.h"
 #include "tests/support/LogRecorder.h"
 
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
-#include <QFile>
+#include <QDir>
 #include <QTemporaryDir>
-#include <QThread>
+#include <QTextCodec>
 
+#include <fcntl.h>
+#include <future>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -19,109 +19,135 @@ namespace {
 
 using namespace VrelUtilsCommand;
 
-TEST(LogCallbackTest, MapsLevelsAndDropsTransfers)
+TEST(LogCallbackTest, MapsLevelsDropsTransfersAndTakesAnyText)
 {
-    LogRecorder recorder;
-    LogHandler log;
-    struct Case
+    std::string const huge(2 * 1024 * 1024, 'h');
+    struct
     {
         unsigned long level;
         char const* text;
         Lines expected;
+    } const cases[] = {
+        {0, "a", {"5 a"}},
+        {1, "a", {"4 a"}},
+        {2, "a", {"3 a"}},
+        {3, "a", {"2 a"}},
+        {4, "a", {"1 a"}},
+        {5, "a", {"0 a"}},
+        {6, "a", {"5 a"}},
+        {~0UL, "a", {"5 a"}},
+        {~(~0UL >> 1U) | 2U, "a", {"5 a"}}, // its lower half is a level
+        {2, "RX 12", {}},
+        {4, "TX", {}},
+        {2, "Reading first packet of 9", {}},
+        {2, "rx 12", {"3 rx 12"}},
+        {2, " RX", {"3  RX"}},
+        {2, "Reading first", {"3 Reading first"}},
+        {2, "", {"3 "}},
+        {2, nullptr, {"3 "}},
+        {2, "gr\xC3\xBC\xC3\x9F", {"3 gr\xC3\xBC\xC3\x9F"}},
+        {2, "\xFF\xC3", {"3 \xEF\xBF\xBD\xEF\xBF\xBD"}},
+        {2, "%1 %s\n\t\x1B", {"3 %1 %s\n\t\x1B"}},
+        {3, huge.c_str(), {"2 " + huge}},
     };
-    Case const cases[] = {
-        {0, "a", {"5 a"}},         {1, "a", {"4 a"}},     {2, "a", {"3 a"}},
-        {3, "a", {"2 a"}},         {4, "a", {"1 a"}},     {5, "a", {"0 a"}},
-        {6, "a", {"5 a"}},         {1000, "a", {"5 a"}},  {~0UL, "a", {"5 a"}},
-        {2, "RX 12", {}},          {4, "TX", {}},         {2, "Reading first packet of 9", {}},
-        {2, "rx 12", {"3 rx 12"}}, {2, " RX", {"3  RX"}}, {2, "Reading first", {"3 Reading first"}},
-        {2, "", {"3 "}},           {2, nullptr, {"3 "}},  {2, "gr\xC3\xBC\xC3\x9F", {"3 gr\xC3\xBC\xC3\x9F"}},
-    };
-    for (Case const& entry : cases) {
+    LogRecorder recorder;
+    LogHandler log;
+    for (auto const& [level, text, expected] : cases) {
         recorder.clear();
-        vrelLogCallback(entry.level, entry.text, &log);
-        EXPECT_EQ(recorder.lines(), entry.expected) << entry.level;
-        vrelLogCallback(entry.level, entry.text, nullptr);
-        EXPECT_EQ(recorder.lines(), entry.expected);
+        vrelLogCallback(level, text, &log);
+        vrelLogCallback(level, text, nullptr);
+        EXPECT_EQ(recorder.lines(), expected) << level;
     }
 }
 
-TEST(RuxModuleTest, VersionIsTheTwoBytesAtOffset130InFileOrder)
+class RuxModuleTest : public ::testing::Test
 {
-    QTemporaryDir const directory;
-    QString const path = directory.filePath(QStringLiteral("mod\u00FCl.bin"));
-    struct Case
+protected:
+    void write(std::string const& content) const
     {
-        int size;
-        QByteArray version;
-        char const* expected;
-    };
-    Case const cases[] = {
-        {0, "", "Unknown"},
-        {130, "", "Unknown"},
-        {130, QByteArray("\x02", 1), "Unknown"},
-        {130, QByteArray("\x02\x01", 2), "513"},
-        {130, QByteArray("\x00\x00", 2), "0"},
-        {130, QByteArray("\xFF\xFF", 2), "65535"},
-        {130, QByteArray("\x00\x0A\x77", 3), "10"},
-    };
-    for (Case const& entry : cases) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray(entry.size, 'x') + entry.version);
-        file.close();
-        EXPECT_EQ(getRuxModuleVersion(path).toStdString(), entry.expected)
-            << entry.version.toHex().toStdString();
+        int const file = ::open(m_name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, S_IRWXU);
+        EXPECT_EQ(::write(file, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+        ::close(file);
     }
-    EXPECT_EQ(getRuxModuleVersion(directory.filePath(QStringLiteral("absent"))), QStringLiteral("Unknown"));
-    EXPECT_EQ(getRuxModuleVersion(directory.path()), QStringLiteral("Unknown"));
+
+    std::string version() const { return getRuxModuleVersion(QString::fromStdString(m_name)).toStdString(); }
+
+    QTemporaryDir const m_directory;
+    std::string const m_name = (m_directory.path() + QStringLiteral("/mod\u00FCl.bin")).toStdString();
+};
+
+TEST_F(RuxModuleTest, VersionIsTheTwoBytesAtOffset130InFileOrder)
+{
+    std::string const head(130, 'x');
+    std::pair<std::string, char const*> const cases[] = {
+        {"", "Unknown"},
+        {head, "Unknown"},
+        {head + '\x02', "Unknown"},
+        {head + "\x02\x01", "513"},
+        {head + std::string(2, '\0'), "0"},
+        {head + "\xFF\xFF", "65535"},
+        {head + std::string("\0\x0A\x77", 3), "10"},
+    };
+    EXPECT_EQ(version(), "Unknown") << "an absent file";
+    EXPECT_EQ(getRuxModuleVersion(m_directory.path()), QStringLiteral("Unknown"));
     EXPECT_EQ(getRuxModuleVersion(QString()), QStringLiteral("Unknown"));
+    for (auto const& [content, expected] : cases) {
+        write(content);
+        EXPECT_EQ(version(), expected) << content.size();
+    }
 }
 
 // The vendor library reads the module after us, from the same pipe.
-TEST(RuxModuleTest, VersionComesFromAPipeThatKeepsTheModule)
+TEST_F(RuxModuleTest, VersionComesFromAPipeThatKeepsTheModule)
 {
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     std::string const module = std::string(130, 'x') + "\x02\x01rest";
-    auto const write = [&](std::string const& part) {
+    auto const put = [&](std::string const& part) {
         EXPECT_EQ(::write(ends[1], part.data(), part.size()), static_cast<ssize_t>(part.size()));
     };
-    write(module.substr(0, 131));
-    std::thread writer([&] {
-        QThread::msleep(50);
-        write(module.substr(131));
-        ::close(ends[1]);
+    put(module.substr(0, 131));
+    auto const writer = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        put(module.substr(131));
     });
-    QString const path = QStringLiteral("/dev/fd/%1").arg(ends[0]);
-    EXPECT_EQ(getRuxModuleVersion(path), QStringLiteral("513"));
-    writer.join();
+    EXPECT_EQ(getRuxModuleVersion(QStringLiteral("/dev/fd/%1").arg(ends[0])), QStringLiteral("513"));
+    writer.wait();
     char kept[1000];
     EXPECT_EQ(::read(ends[0], kept, sizeof kept), static_cast<ssize_t>(module.size()));
-    QElapsedTimer timer;
-    timer.start();
-    EXPECT_EQ(getRuxModuleVersion(path), QStringLiteral("Unknown"));
-    EXPECT_LT(timer.elapsed(), 1000) << "a pipe without a writer was waited for";
     ::close(ends[0]);
+    ::close(ends[1]);
 }
 
-TEST(DeviceTypeTest, NamesAndCodes)
+/** A vendor library gets the path in UTF-8 and must be given the same file. */
+TEST_F(RuxModuleTest, PathsAreUtf8InEveryLocale)
 {
-    JsonObject object;
-    QString const key = QStringLiteral("device");
-    QString name;
-    std::pair<int, char const*> const codes[] = {{1, "spi"}, {2, "emmc"}, {3, "ufs"}, {16, "ufs_hpb"}};
-    for (auto const& [code, expected] : codes) {
-        EXPECT_TRUE(
-            object.setValue<DeviceType>(key, getDeviceTypeToStringMap(), static_cast<DeviceType>(code)));
-        EXPECT_EQ(object.getString(key, name), 0);
-        EXPECT_EQ(name.toStdString(), expected);
-        EXPECT_EQ(static_cast<int>(getStringToDeviceTypeMap().at(name)), code);
-    }
-    EXPECT_FALSE(object.setValue<DeviceType>(key, getDeviceTypeToStringMap(), static_cast<DeviceType>(4)));
-    EXPECT_EQ(object.getString(key, name), 0);
-    EXPECT_EQ(name, QStringLiteral("ufs_hpb"));
-    EXPECT_EQ(getStringToDeviceTypeMap().count(QStringLiteral("UFS")), 0U);
+    write(std::string(130, 'x') + "\x02\x01");
+    QTextCodec* const codec = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-15"));
+    EXPECT_EQ(version(), "513");
+    QTextCodec::setCodecForLocale(codec);
+}
+
+TEST_F(RuxModuleTest, FilesAreClosedAgain)
+{
+    write(std::string(130, 'x') + "\x02\x01");
+    auto const openFiles = [] {
+        return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System).size();
+    };
+    int const before = openFiles();
+    EXPECT_EQ(version(), "513");
+    EXPECT_EQ(openFiles(), before);
+}
+
+TEST_F(RuxModuleTest, APipeWithoutAWriterHoldsNothingUp)
+{
+    ASSERT_EQ(::mkfifo(m_name.c_str(), S_IRWXU), 0);
+    auto unknown = std::async(std::launch::async, [this] { return version(); });
+    EXPECT_EQ(unknown.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    int const writer = ::open(m_name.c_str(), O_WRONLY | O_NONBLOCK); // frees one that waits
+    EXPECT_EQ(unknown.get(), "Unknown");
+    ::close(writer);
 }
 
 } // namespace

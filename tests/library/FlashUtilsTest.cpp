@@ -1,8 +1,8 @@
 #include "commands/VrelFlashUtils.h"
-#include "framework/JsonText.h"
 #include "plugin/VrelManager.h"
-#include "tests/support/FakeApi.h"
+#include "tests/support/FakeVendor.h"
 #include "tests/support/LogRecorder.h"
+#include "tests/support/Request.h"
 
 #include <gtest/gtest.h>
 
@@ -16,14 +16,6 @@
 #include <sys/resource.h>
 
 namespace {
-
-JsonObject json(char const* text)
-{
-    QString error;
-    auto object = parseJsonObject(text, error);
-    EXPECT_TRUE(object) << text << ": " << error.toStdString();
-    return object.value_or(JsonObject());
-}
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kIsSanitized = true;
@@ -40,7 +32,7 @@ TEST(FlashUtilsTest, RejectsRequestsAndKeepsTheHeldCommand)
     VrelFlashUtils utils;
     EXPECT_EQ(utils.getCommandId(), QStringLiteral("null"));
     EXPECT_TRUE(utils.getParameters().empty());
-    ASSERT_TRUE(utils.parseArguments(json(kErase), log));
+    EXPECT_TRUE(utils.parseArguments(json(kErase), log));
 
     std::pair<char const*, Lines> const cases[] = {
         {R"({"command": 7})", {"1 Invalid command parameter value"}},
@@ -48,50 +40,46 @@ TEST(FlashUtilsTest, RejectsRequestsAndKeepsTheHeldCommand)
         {R"({"command": ""})", {"1 Invalid empty command parameter"}},
         {R"({"command": "FWREC"})", {"1 Unknown command 'FWREC'"}},
         {R"({"command": "setdevicelifecyclestage"})", {"1 Unknown command 'setdevicelifecyclestage'"}},
-        {R"({"command": "fwrec"})",
-         {"1 Missing value for fw_rux parameter", "1 Missing value for ifp-path parameter"}},
+        {R"({"command": "erasetoken", "fw_rux": ""})",
+         {"1 Empty value for fw_rux parameter", "1 Missing value for slot parameter"}},
     };
     for (auto const& [request, expected] : cases) {
         recorder.clear();
         EXPECT_FALSE(utils.parseArguments(json(request), log)) << request;
         EXPECT_EQ(recorder.lines(), expected) << request;
     }
-    EXPECT_EQ(toCompactJson(utils.getParameters()).toStdString(),
-              R"({"command":"erasetoken","fw_rux":"fw.bin","slot":1})");
+    EXPECT_EQ(text(utils.getParameters()), R"({"command":"erasetoken","fw_rux":"fw.bin","slot":1})");
     EXPECT_EQ(VrelFlashUtils(json(R"({"command": ""})")).getCommandId(), QStringLiteral("null"));
     EXPECT_EQ(VrelFlashUtils(json(kErase)).getCommandId(), QStringLiteral("erasetoken"));
 }
 
-TEST(FlashUtilsTest, TypesAreEmptyWithoutAKnownCommand)
+TEST(FlashUtilsTest, TypesAndCopiesNeedAKnownCommand)
 {
-    for (char const* const request :
-         {R"({})", R"({"command": 7})", R"({"command": "x"})", R"({"command": "enumerate"})"})
-        EXPECT_TRUE(VrelFlashUtils::getParameterTypes(json(request)).empty()) << request;
-}
-
-TEST(FlashUtilsTest, CopyLeavesTheErrorAloneWithoutAKnownCommand)
-{
-    for (char const* const request :
-         {R"({})", R"({"command": 7})", R"({"command": ""})", R"({"command": "enumerate"})"}) {
+    for (char const* const request : {R"({})", R"({"command": 7})", R"({"command": ""})",
+                                      R"({"command": "x"})", R"({"command": "enumerate"})"}) {
         QString error = QStringLiteral("kept");
+        EXPECT_TRUE(VrelFlashUtils::getParameterTypes(json(request)).empty()) << request;
         EXPECT_TRUE(VrelFlashUtils::getParameters(json(request), error).empty()) << request;
         EXPECT_EQ(error, QStringLiteral("kept"));
     }
+    EXPECT_EQ(text(VrelFlashUtils::getParameterTypes(json(kErase))),
+              R"({"command":["erasetoken"],"fw_rux":"file","slot":"uint8_t"})");
 }
 
 TEST(FlashUtilsTest, InProcessRunNamesTheDeviceInCapitalsAndHandsItOnUnchanged)
 {
-    FakeApi api;
+    FakeVendor vendor;
     VrelManager manager;
     LogHandler log;
     VrelFlashUtils utils(json(kErase));
     LogRecorder recorder;
-    EXPECT_FALSE(VrelFlashUtils().run(manager.fetchApi(), QStringLiteral("ab1"), log));
-    EXPECT_FALSE(utils.run(VrelApiManager(), QStringLiteral("ab1"), log));
+    QString const serial = QStringLiteral("ab1\u00FC");
+    EXPECT_FALSE(VrelFlashUtils().run(manager.fetchApi(), serial, log));
+    EXPECT_FALSE(utils.run(VrelApiManager(), serial, log));
     EXPECT_EQ(recorder.lines(), Lines());
-    EXPECT_TRUE(utils.run(manager.fetchApi(), QStringLiteral("ab1"), log));
-    EXPECT_EQ(recorder.lines().front(), "4 Running command 'erasetoken' on AB1");
-    EXPECT_EQ(api.calls, std::vector<std::string>{R"(eraseToken("fw.bin", 1, "ab1"))"});
+    EXPECT_TRUE(utils.run(manager.fetchApi(), serial, log));
+    EXPECT_EQ(recorder.lines().front(), "4 Running command 'erasetoken' on AB1\xC3\x9C");
+    EXPECT_EQ(vendor.calls, std::vector<std::string>{"eraseToken \"fw.bin\" 1 \"ab1\xC3\xBC\""});
 }
 
 /** Runs small shell scripts in place of the downloader. */

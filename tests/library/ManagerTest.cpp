@@ -1,10 +1,11 @@
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
-#include "tests/support/FakeApi.h"
+#include "tests/support/FakeVendor.h"
 #include "tests/support/LogRecorder.h"
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -15,18 +16,15 @@ namespace {
 class ManagerTest : public ::testing::Test
 {
 protected:
-    static int acquired() { return vendorHolds().acquired; }
-    static int released() { return vendorHolds().released; }
-
-    FakeApi m_api;
+    FakeVendor m_vendor;
     LogRecorder m_log;
 };
 
 TEST_F(ManagerTest, FreshManagerGivesBackOnceAndSilently)
 {
     VrelManager().logHandler();
-    EXPECT_EQ(acquired(), 0);
-    EXPECT_EQ(released(), 1);
+    EXPECT_EQ(m_vendor.acquired, 0);
+    EXPECT_EQ(m_vendor.released, 1);
     EXPECT_EQ(m_log.lines(), Lines());
 }
 
@@ -36,33 +34,33 @@ TEST_F(ManagerTest, ApiIsTakenWithTheFirstHandleAndGivenBackWithTheLastCopy)
     {
         auto first = std::make_unique<VrelApiManager>(manager.fetchApi());
         VrelApiManager second = manager.fetchApi();
-        EXPECT_EQ(acquired(), 1);
-        EXPECT_EQ(second.operator->(), &m_api);
+        EXPECT_EQ(m_vendor.acquired, 1);
+        EXPECT_EQ(second.operator->(), m_vendor.api());
         std::vector<VrelApiManager> copies(10, *first);
         first.reset();
         copies.clear();
-        EXPECT_EQ(released(), 0);
+        EXPECT_EQ(m_vendor.released, 0);
         second = VrelApiManager();
-        EXPECT_EQ(released(), 1);
+        EXPECT_EQ(m_vendor.released, 1);
     }
-    EXPECT_EQ(released(), 1);
+    EXPECT_EQ(m_vendor.released, 1);
     VrelApiManager const again = manager.fetchApi();
-    EXPECT_EQ(acquired(), 2);
+    EXPECT_EQ(m_vendor.acquired, 2);
 }
 
 TEST_F(ManagerTest, HandleWithoutApiTestsFalseAndEachFetchTriesAgain)
 {
-    vendorHolds().api = nullptr;
+    m_vendor.isThere = false;
     VrelManager manager;
     VrelApiManager const first = manager.fetchApi();
     EXPECT_FALSE(first);
     EXPECT_TRUE(!first);
     EXPECT_EQ(first.operator->(), nullptr);
-    vendorHolds().api = &m_api;
+    m_vendor.isThere = true;
     VrelApiManager const second = manager.fetchApi();
     EXPECT_TRUE(second);
     EXPECT_FALSE(first);
-    EXPECT_EQ(acquired(), 2);
+    EXPECT_EQ(m_vendor.acquired, 2);
 }
 
 TEST_F(ManagerTest, ManagerDeletedWhileInUseWarnsAndLeavesHandlesDroppable)
@@ -73,9 +71,9 @@ TEST_F(ManagerTest, ManagerDeletedWhileInUseWarnsAndLeavesHandlesDroppable)
     ASSERT_EQ(m_log.lines(), Lines{"2 Vrel Manager deleted while in use"});
     EXPECT_EQ(m_log.records().front().prefix, QStringLiteral("Vrel Manager"));
     EXPECT_EQ(m_log.records().front().name, QStringLiteral("Vrel Manager"));
-    EXPECT_EQ(released(), 1);
+    EXPECT_EQ(m_vendor.released, 1);
     handle.reset();
-    EXPECT_EQ(released(), 1) << "a dead manager was called";
+    EXPECT_EQ(m_vendor.released, 1) << "a dead manager was called";
 }
 
 TEST_F(ManagerTest, LateHandleDoesNotCountAgainstAnotherManagerAtTheSameAddress)
@@ -86,9 +84,9 @@ TEST_F(ManagerTest, LateHandleDoesNotCountAgainstAnotherManagerAtTheSameAddress)
     manager->~VrelManager();
     manager = new (storage) VrelManager;
     VrelApiManager const current = manager->fetchApi();
-    int const before = released();
+    int const before = m_vendor.released;
     stale.reset();
-    EXPECT_EQ(released(), before) << "the new manager lost its API object";
+    EXPECT_EQ(m_vendor.released, before) << "the new manager lost its API object";
     manager->~VrelManager();
 }
 
@@ -101,19 +99,17 @@ TEST_F(ManagerTest, AssignmentMovesBetweenStatesAndIgnoresItself)
     VrelApiManager const sharesA = a;
     a = sharesA;
     a = *&a;
-    EXPECT_EQ(released(), 0);
     a = b;
-    EXPECT_EQ(released(), 0) << "a copy still shares the first state";
+    EXPECT_EQ(m_vendor.released, 0) << "a copy still shares the first state";
     b = VrelApiManager();
-    EXPECT_EQ(released(), 0);
+    EXPECT_EQ(m_vendor.released, 0);
     a = b;
-    EXPECT_EQ(released(), 1);
+    EXPECT_EQ(m_vendor.released, 1);
 }
 
 TEST_F(ManagerTest, HandlesAndManagersFromManyThreads)
 {
-    constexpr int kRounds = 200;
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < 200; ++round) {
         auto manager = std::make_unique<VrelManager>();
         VrelApiManager shared = manager->fetchApi();
         std::vector<std::thread> threads;
@@ -179,44 +175,39 @@ TEST_F(ManagerTest, ReleaseCallbackMayDropAnotherHandleOrTheManager)
 TEST_F(ManagerTest, HandleWithoutCallbackNeverLooksIntoItsManager)
 {
     int nothing = 0;
-    VrelApiManager(&m_api, reinterpret_cast<VrelManager*>(&nothing), nullptr); // ASan sees a look
+    VrelApiManager(m_vendor.api(), reinterpret_cast<VrelManager*>(&nothing), nullptr); // ASan sees a look
 }
 
-TEST_F(ManagerTest, VersionText)
+TEST_F(ManagerTest, VersionTextIsLatin1OfABoundedLength)
 {
-    struct Case
+    std::string const full(256, 'x');
+    struct
     {
-        char const* text;
+        std::string text;
         int length;
-        char const* expected;
+        std::string expected;
+    } const cases[] = {
+        {"", 0, ""},
+        {"2.1.0", -1, "2.1.0"},
+        {"2.1.0", 3, "2.1"},
+        {"2.1.0", -2, ""},
+        {"2.1.0", INT_MIN, ""},
+        {"\xB5", 1, "\xC2\xB5"},
+        {std::string("a\0b", 3), 3, std::string("a\0b", 3)},
+        {full, -1, full},
+        {full, 257, full},
+        {full, INT_MAX, full},
     };
-    std::string const longText(256, 'x');
-    Case const cases[] = {
-        {"", 0, "1.0.0.0 (API: )"},
-        {"2.1.0", -1, "1.0.0.0 (API: 2.1.0)"},
-        {"2.1.0", 3, "1.0.0.0 (API: 2.1)"},
-        {"2.1.0", -7, "1.0.0.0 (API: )"},
-        {"\xB5", 1, "1.0.0.0 (API: \xC2\xB5)"},
-    };
-    for (Case const& entry : cases) {
-        m_api.version = {};
-        std::memcpy(m_api.version.versionText, entry.text, std::strlen(entry.text));
-        m_api.version.textLength = entry.length;
-        EXPECT_EQ(VrelManager::getVersion().toStdString(), entry.expected) << entry.length;
+    for (auto const& [text, length, expected] : cases) {
+        text.copy(m_vendor.version.versionText, text.size() + 1);
+        m_vendor.version.versionText[std::min<std::size_t>(text.size(), 255)] =
+            text.size() < 256 ? '\0' : 'x';
+        m_vendor.version.textLength = length;
+        EXPECT_EQ(VrelManager::getVersion().toStdString(), "1.0.0.0 (API: " + expected + ")") << length;
     }
-    std::memcpy(m_api.version.versionText, longText.data(), longText.size());
-    for (int const length : {-1, 256, 257, 2147483647}) {
-        m_api.version.textLength = length;
-        EXPECT_EQ(VrelManager::getVersion().toStdString(), "1.0.0.0 (API: " + longText + ")");
-    }
-    EXPECT_EQ(acquired(), released());
-    vendorHolds().api = nullptr;
+    EXPECT_EQ(m_vendor.acquired, m_vendor.released);
+    m_vendor.isThere = false;
     EXPECT_EQ(VrelManager::getVersion(), QStringLiteral("1.0.0.0 (No API)"));
-}
-
-TEST(ManagerLibTest, BothFacesGiveTheSameTexts)
-{
-    EXPECT_STREQ(VrelManagerLib::getVersion(), "1.0.0.0");
     EXPECT_EQ(VrelManagerLib_getVersion(), VrelManagerLib::getVersion());
     EXPECT_EQ(VrelManagerLib_getBuildDate(), VrelManagerLib::getBuildDate());
 }
@@ -224,60 +215,64 @@ TEST(ManagerLibTest, BothFacesGiveTheSameTexts)
 class DeviceListTest : public ManagerTest
 {
 protected:
+    /** "LOCATION=SERIAL …" of a list that was asked for anew, and the result when that is not 0. */
+    std::string list()
+    {
+        m_devices.emplace(QStringLiteral("old"), QStringLiteral("entry"));
+        int const result = m_handle.getDeviceList(m_devices, m_error);
+        std::string text = result == 0 ? "" : std::to_string(result);
+        for (auto const& [location, serial] : m_devices)
+            text += (location + QLatin1Char('=') + serial + QLatin1Char(' ')).toStdString();
+        return text;
+    }
+
     VrelManager m_manager;
     VrelApiManager m_handle = m_manager.fetchApi();
-    std::map<QString, QString> m_devices{{QStringLiteral("old"), QStringLiteral("entry")}};
+    std::map<QString, QString> m_devices;
+    QString m_error = QStringLiteral("kept");
 };
 
 TEST_F(DeviceListTest, MapsLocationsToSerials)
 {
-    m_api.addDevice("A1", 1, {4, 2});
-    m_api.addDevice("B2", 3, {});
-    m_api.addDevice("C3", 1, {4, 2});
-    m_api.addDevice("D4", 255, {1, 2, 3, 4, 5, 6, 255});
-    EXPECT_EQ(m_handle.getDeviceList(m_devices), 0);
-    std::map<QString, QString> const expected{{QStringLiteral("1-4.2"), QStringLiteral("A1")},
-                                              {QStringLiteral("3"), QStringLiteral("B2")},
-                                              {QStringLiteral("255-1.2.3.4.5.6.255"), QStringLiteral("D4")}};
-    EXPECT_EQ(m_devices, expected);
+    m_vendor.obey("device 1-4.2 A1\ndevice 3 B2\ndevice 1-4.2 C3\ndevice 255-1.2.3.4.5.6.255 \xFF\x80");
+    EXPECT_EQ(list(), "1-4.2=A1 255-1.2.3.4.5.6.255=\xEF\xBF\xBD\xEF\xBF\xBD 3=B2 ");
+    m_vendor.listsDevices = false; // though it claims success
+    EXPECT_EQ(list(), "");
+    EXPECT_EQ(m_vendor.calls, std::vector<std::string>(2, "listDevices"));
 }
 
 TEST_F(DeviceListTest, BoundsWhatTheVendorLibraryClaims)
 {
-    for (std::uint8_t i = 0; i < 24; ++i)
-        m_api.addDevice("", 1, {i});
-    std::memset(m_api.devices.names, 'n', sizeof m_api.devices.names);
-    m_api.devices.locations[0].portCount = -1;
-    m_api.devices.locations[1].portCount = 1000;
-    std::memset(m_api.devices.locations[1].ports, 9, sizeof m_api.devices.locations[1].ports);
-    m_api.devices.count = 25;
-    EXPECT_EQ(m_handle.getDeviceList(m_devices), 0);
-    EXPECT_EQ(m_devices.size(), 24U);
-    EXPECT_EQ(m_devices.at(QStringLiteral("1")), QString(128, QLatin1Char('n')));
-    EXPECT_EQ(m_devices.count(QStringLiteral("1-9.9.9.9.9.9.9")), 1U);
-    m_api.devices.count = 0xFFFFFFFFU;
-    EXPECT_EQ(m_handle.getDeviceList(m_devices), 0);
-    EXPECT_TRUE(m_devices.empty());
+    for (int i = 0; i < 24; ++i)
+        m_vendor.addDevice("1-4." + std::to_string(i), std::string(128, 'n'));
+    m_vendor.devices.locations[0].portCount = INT_MIN;
+    m_vendor.devices.locations[1].portCount = INT_MAX;
+    std::pair<std::uint32_t, std::size_t> const counts[] = {
+        {0, 0}, {23, 23}, {25, 24}, {INT_MAX, 24}, {0x80000000U, 0}, {0xFFFFFFFFU, 0}};
+    for (auto const& [count, listed] : counts) {
+        m_vendor.devices.count = count;
+        std::string const text = list();
+        EXPECT_EQ(m_devices.size(), listed) << count;
+        std::string const start = "1=" + std::string(128, 'n') + " 1-4.1.0.0.0.0.0=";
+        EXPECT_EQ(text.rfind(start, 0), listed == 0 ? std::string::npos : 0U) << text;
+    }
 }
 
 TEST_F(DeviceListTest, FailuresEmptyTheMapAndKeepTheCode)
 {
-    m_api.result = -5;
-    m_api.errorText = QByteArray("no \xC2\xB5", 6);
-    QString error;
-    EXPECT_EQ(m_handle.getDeviceList(m_devices, error), -5);
-    EXPECT_EQ(error.toStdString(), "no \xC2\xB5");
-    EXPECT_TRUE(m_devices.empty());
-
-    m_api.errorText = QByteArray(kVrelErrorTextSize, 'e');
-    m_handle.getDeviceList(m_devices, error);
-    EXPECT_EQ(error.size(), 1024);
-
-    m_devices.emplace(QStringLiteral("old"), QString());
-    error = QStringLiteral("kept");
-    EXPECT_EQ(VrelApiManager().getDeviceList(m_devices, error), -1);
-    EXPECT_EQ(error, QStringLiteral("kept"));
-    EXPECT_TRUE(m_devices.empty());
+    m_vendor.obey("device 1-1 not listed");
+    m_vendor.errorText = std::string("no \xC2\xB5\0", 6);
+    for (int const result : {INT_MIN, -5, -1, 1, 256, INT_MAX}) {
+        m_vendor.result = result;
+        EXPECT_EQ(list(), std::to_string(result));
+        EXPECT_EQ(m_error.toStdString(), "no \xC2\xB5");
+    }
+    m_vendor.errorText = std::string(kVrelErrorTextSize, 'e');
+    list();
+    EXPECT_EQ(m_error.size(), 1024);
+    m_handle = VrelApiManager();
+    EXPECT_EQ(list(), "-1");
+    EXPECT_EQ(m_error.size(), 1024) << "an error text without an API object";
 }
 
 } // namespace

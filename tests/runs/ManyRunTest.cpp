@@ -418,7 +418,9 @@ TEST_F(ManyRunTest, WhatCannotBeRunOnEveryDeviceIsRunOnNone)
         {"../x", "cannot be part of a file name"},
     };
     for (auto const& [serial, cause] : seconds) {
-        m_environment.insert(QStringLiteral("OTHER_SECOND"), QString::fromUtf8(serial));
+        m_environment.insert(QStringLiteral("FAKE_VENDOR"),
+                             QStringLiteral("device 7-1.5 OTHER1\ndevice 7-1.6 ") +
+                                 QString::fromUtf8(serial));
         Outcome const outcome = run(erase, options({"--all"}));
         EXPECT_EQ(outcome.exitCode, 2) << cause;
         EXPECT_EQ(outcome.log.count(cause), 1) << outcome.log.toStdString();

@@ -1,5 +1,7 @@
 #include "tests/runs/ToolFixture.h"
 
+#include "tests/support/CommandFile.h"
+
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
@@ -11,9 +13,11 @@ QStringList ToolFixture::Outcome::lines() const
     for (QByteArray const& line : log.split('\n')) {
         QJsonObject const json = QJsonDocument::fromJson(line).object();
         if (!json.isEmpty())
-            lines << QStringLiteral("%1 %2")
-                         .arg(json[QLatin1String("level")].toInt())
-                         .arg(json[QLatin1String("text")].toString());
+            lines << QString::number(json[QLatin1String("level")].toInt()) + QLatin1Char(' ') +
+                         (json.contains(QLatin1String("label"))
+                              ? json[QLatin1String("label")].toString() + QLatin1Char('|') +
+                                    json[QLatin1String("value")].toString()
+                              : json[QLatin1String("text")].toString());
     }
     return lines;
 }
@@ -21,8 +25,7 @@ QStringList ToolFixture::Outcome::lines() const
 ToolFixture::ToolFixture()
 {
     m_environment.insert(QStringLiteral("VREL_RIG"), path("rig"));
-    write("fw.bin", QByteArray(130, 'm') + QByteArray("\x02\x01", 2) + QByteArray(4000, 'm'));
-    write("ifp.bin", QByteArray(44, '\x5A'));
+    writeInputs(m_directory.path());
     write("token.bin", QByteArray("token\0\r\n\xFF", 9) + QByteArray(5000, '\x80'));
 }
 

@@ -28,7 +28,7 @@ protected:
         QByteArray output;
         QByteArray log;
 
-        /** The log's lines as "LEVEL text". */
+        /** The log's lines as "LEVEL text", or "LEVEL label|value". */
         QStringList lines() const;
     };
 

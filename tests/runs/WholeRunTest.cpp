@@ -1,8 +1,10 @@
 #include "tests/runs/ToolFixture.h"
+#include "tests/support/CommandFile.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+
+#include <algorithm>
 
 namespace {
 
@@ -20,96 +22,63 @@ QString const kRead =
     request(R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})");
 QString const kErase = request(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
 
-/** Every command once or more often, and how each run ends. */
-std::pair<char const*, int> const kEveryCommand[] = {
-    {R"({"command": "enumerate"})", 0},
-    {R"({"command": "fwrec", "fw_rux": "fw.bin", "ifp-path": "ifp.bin"})", 0},
-    {R"({"command": "downloadfwos", "fw_rux": "fw.bin", "fw_image": "token.bin", "os_image": "ifp.bin", "flags": 9})",
-     0},
-    {R"({"command": "iddevice"})", 0},
-    {R"({"command": "iddevice", "flags": 4294967295, "ifp": "ifp.bin"})", 0},
-    {R"({"command": "startover", "flags": 1})", 0},
-    {R"({"command": "gettokenpid", "fw_rux": "fw.bin"})", 0},
-    {R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})", 0},
-    {R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})", 0},
-    {R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})", 0},
-    {R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})", 1},
-    {R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})", 1},
-    {R"({"command": "downloadoemkeymanifest", "fw_rux": "fw.bin", "key": "token.bin"})", 0},
-    {R"({"command": "downloadoemkeymanifest", "fw_rux": "fw.bin", "key": ""})", 1},
-    {R"({"command": "oemifpprovision", "fw_rux": "fw.bin", "token": "ifp.bin"})", 0},
-    {R"({"command": "setcapabilities", "fw_rux": "fw.bin", "capabilities": "token.bin"})", 0},
-    {R"({"command": "clearrpmb", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})", 0},
-    {R"({"command": "clearrpmb", "fw_rux": "fw.bin", "device": "spi", "idx": 0})", 1},
-    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "bad.xml", "device": "emmc"})", 1},
-    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "parts.xml", "device": "emmc"})", 0},
-    {R"({"command": "configpart", "fw_rux": "fw.bin", "path": "parts.xml", "device": "emmc"})", 1},
-    {R"({"command": "readbootmedia", "fw_rux": "fw.bin", "path": "back.bin", "device": "emmc", "idx": 0, "start": 512, "blocks": 8, "part": 1})",
-     0},
-    {R"({"command": "readbootmedia", "fw_rux": "fw.bin", "path": "back.bin", "device": "spi", "idx": 0, "start": 4294967295, "blocks": 4294967295, "part": 0})",
-     1},
-    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})", 0},
-    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0, "path": "back.bin"})", 0},
-    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "spi", "idx": 0})", 0},
-    {R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "ufs", "idx": 0})", 1},
+/** A command's requests by both routes, on a vendor library that does as it is told. */
+class CommandRunTest : public ToolFixture, public ::testing::WithParamInterface<CommandFile>
+{
 };
 
-TEST_F(WholeRunTest, EveryCommandGivesTheSameBothWays)
+TEST_P(CommandRunTest, IsTheSameByBothRoutes)
 {
-    struct Step
-    {
-        QStringList lines;
-        Files rig;
-        QByteArray written;
-    };
-    write("parts.xml", "<partitions><partition name='a' size='512'/></partitions>");
-    write("bad.xml", "<partitions>\n<partition>");
-    std::vector<Step> inProcess;
-    for (auto const& [text, exitCode] : kEveryCommand) {
-        QFile::remove(path("back.bin"));
-        Outcome const outcome = runRequest(request(text), {});
-        EXPECT_EQ(outcome.exitCode, exitCode) << text << outcome.log.toStdString();
-        EXPECT_EQ(outcome.output, QByteArray());
-        ASSERT_FALSE(outcome.lines().isEmpty());
-        EXPECT_EQ(outcome.lines().last().startsWith(QLatin1Char('1')), exitCode == 1) << text;
-        inProcess.push_back({outcome.lines(), rig(), read("back.bin")});
+    m_environment.insert(QStringLiteral("LD_LIBRARY_PATH"), QStringLiteral(VREL_OTHER_API_DIR));
+    for (Rows const& rows : GetParam().requests) {
+        if (rows.count("log") == 0 || rows.count("serial") != 0)
+            continue;
+        SCOPED_TRACE(rows.at("request"));
+        m_environment.remove(QStringLiteral("FAKE_VENDOR"));
+        if (rows.count("vendor") != 0)
+            m_environment.insert(QStringLiteral("FAKE_VENDOR"), request(rows.at("vendor").c_str()));
+        Lines expected = linesOf(rows, "log");
+        bool const isFailure = expected.back().rfind("1 ", 0) == 0;
+        for (QStringList const& route : {QStringList(), options({"--exe", VREL_DOWNLOADER})}) {
+            if (isFailure && !route.isEmpty())
+                expected.emplace_back("2 Process ended with exit code 1");
+            Outcome const outcome = runRequest(request(rows.at("request").c_str()), route);
+            Lines lines;
+            for (QString const& line : outcome.lines())
+                lines.push_back(line.toStdString());
+            EXPECT_EQ(asExpected(lines, expected), expected) << outcome.log.toStdString();
+            EXPECT_EQ(outcome.exitCode, isFailure ? 1 : 0);
+            EXPECT_EQ(outcome.output, QByteArray());
+        }
     }
-    QDir(path("rig")).removeRecursively();
-    std::size_t step = 0;
-    for (auto const& [text, exitCode] : kEveryCommand) {
-        QFile::remove(path("back.bin"));
-        Outcome const outcome = runRequest(request(text), options({"--exe", VREL_DOWNLOADER}));
-        EXPECT_EQ(outcome.exitCode, exitCode) << text << outcome.log.toStdString();
-        EXPECT_EQ(outcome.output, QByteArray());
-        Step const& expected = inProcess[step++];
-        QStringList const end = exitCode == 0 ? QStringList() : options({"2 Process ended with exit code 1"});
-        EXPECT_EQ(outcome.lines(), expected.lines + end);
-        EXPECT_TRUE(rig() == expected.rig) << text;
-        EXPECT_EQ(read("back.bin"), expected.written);
-    }
-
-    EXPECT_EQ(inProcess[0].lines, options({"3 \"1-4.2\" : \"0A1B2C3D\"", "3 \"2-1\" : \"5E6F7A8B\""}));
-    EXPECT_EQ(inProcess[7].lines.first(), QStringLiteral("3 RuX module version: 513"));
-    EXPECT_EQ(inProcess[8].written, read("token.bin"));
-    EXPECT_TRUE(inProcess[18].lines.join(QLatin1Char(' ')).contains(QLatin1String("line 2, column")));
-    EXPECT_EQ(inProcess[20].lines.last(),
-              QStringLiteral("1 eMMC configuration failed: it may already be configured"));
-    EXPECT_EQ(inProcess[21].written.size(), 8 * 512);
-    EXPECT_TRUE(inProcess[21].written.startsWith("0A1B2C3D emmc-0 partition-1 block 1"));
-    EXPECT_EQ(inProcess[24].written.size(), 548);
 }
 
-TEST_F(WholeRunTest, FaultyRegistersGiveAnErrorText)
+std::vector<CommandFile> registeredCommands()
 {
-    ASSERT_EQ(runRequest(kEnumerate, {}).exitCode, 0);
-    QString const card =
-        request(R"({"command": "getcardinfo", "fw_rux": "fw.bin", "device": "emmc", "idx": 0})");
-    for (char const* const content : {"", "00", "not hexadecimal"}) {
-        write("rig/devices/0A1B2C3D/storage/emmc-0/csd.hex", content);
-        Outcome const outcome = runRequest(card, {});
-        EXPECT_EQ(outcome.exitCode, 1) << content;
-        EXPECT_TRUE(outcome.lines().last().contains(QLatin1String("csd.hex"))) << outcome.log.toStdString();
-    }
+    std::vector<CommandFile> files = commandFiles();
+    files.erase(
+        std::remove_if(files.begin(), files.end(), [](auto const& file) { return !file.isRegistered(); }),
+        files.end());
+    return files;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, CommandRunTest, ::testing::ValuesIn(registeredCommands()),
+                         [](auto const& file) { return file.param.name; });
+
+TEST_F(WholeRunTest, WhatOneRouteWritesTheOtherReads)
+{
+    QStringList const exe = options({"--exe", VREL_DOWNLOADER});
+    ASSERT_EQ(runRequest(kWrite, {}).exitCode, 0);
+    EXPECT_EQ(runRequest(kRead, exe).exitCode, 0);
+    EXPECT_EQ(read("back.bin"), read("token.bin"));
+    EXPECT_EQ(runRequest(kErase, exe).exitCode, 0);
+    EXPECT_EQ(runRequest(kRead, {}).exitCode, 1);
+    write("bad.xml", "<partitions>\n<partition>");
+    QString const configure =
+        request(R"({"command": "configpart", "fw_rux": "fw.bin", "path": "bad.xml", "device": "emmc"})");
+    EXPECT_EQ(runRequest(configure, {}).lines().filter(QStringLiteral("line 2, column")).size(), 1);
+    EXPECT_EQ(runRequest(kEnumerate, exe).lines(),
+              options({"3 \"1-4.2\" : \"0A1B2C3D\"", "3 \"2-1\" : \"5E6F7A8B\""}));
 }
 
 TEST_F(WholeRunTest, DescriptionsAndDryRun)
@@ -255,34 +224,6 @@ TEST_F(WholeRunTest, DownloaderTakesHexNumbersAndPrintsPlainLines)
     EXPECT_EQ(runRequest(kRead, {}).exitCode, 0);
 }
 
-TEST_F(WholeRunTest, FaultsOfTheVendorApiReachTheLog)
-{
-    struct Case
-    {
-        QString request;
-        char const* fault;
-        QStringList expected;
-    };
-    Case const cases[] = {
-        {kEnumerate, "listDevices:-1:busy", options({"1 API already in use"})},
-        {kEnumerate, "listDevices:0xB:a:b",
-         options({"1 Command enumerate failed with code 0x0000000b", "1 a:b"})},
-        {kErase, "eraseToken:5:worn out",
-         options({"3 RuX module version: 513", "3 Starting ERASE TOKEN procedure", "1 worn out"})},
-        {kErase, "eraseToken:-7",
-         options({"3 RuX module version: 513", "3 Starting ERASE TOKEN procedure",
-                  "1 The vendor API reported a failure without an error text"})},
-    };
-    for (Case const& entry : cases) {
-        m_environment.insert(QStringLiteral("VREL_RIG_FAULT"), QString::fromUtf8(entry.fault));
-        for (QStringList const& more : {QStringList(), options({"--exe", VREL_DOWNLOADER})}) {
-            Outcome const outcome = runRequest(entry.request, more);
-            EXPECT_EQ(outcome.exitCode, 1) << entry.fault;
-            EXPECT_EQ(outcome.lines().mid(0, entry.expected.size()), entry.expected) << entry.fault;
-        }
-    }
-}
-
 TEST_F(WholeRunTest, RigServesOneProcessAndIsFreeAgainAfterAKill)
 {
     QString const busy = QStringLiteral("1 The vendor API is not available: another process may be using it");
@@ -312,15 +253,12 @@ TEST_F(WholeRunTest, RigServesOneProcessAndIsFreeAgainAfterAKill)
 TEST_F(WholeRunTest, AnotherVendorLibraryIsTakenWithoutARebuild)
 {
     m_environment.insert(QStringLiteral("LD_LIBRARY_PATH"), QStringLiteral(VREL_OTHER_API_DIR));
+    m_environment.insert(QStringLiteral("FAKE_VENDOR"), request("version other"));
     EXPECT_TRUE(host(options({"version"})).output.startsWith("1.0.0.0 (API: other)\n"));
-    EXPECT_EQ(runRequest(kEnumerate, {}).lines(), options({"3 \"7-1.5\" : \"OTHER1\""}));
-    QString const erase = request(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 9})");
-    EXPECT_EQ(runRequest(erase, {}).lines(),
-              options({"3 RuX module version: 513", "3 Starting ERASE TOKEN procedure", "3 fw.bin",
-                       "3 0A1B2C3D", "1 slot nine"}));
-    EXPECT_TRUE(host(options({"run"}) + QStringList(erase) + options({"--path", "7-1.5", "--json"}))
-                    .output.startsWith(R"([{"serial":"OTHER1","path":"7-1.5","result":"failure",)"));
     EXPECT_EQ(host(options({"rig", "create", "made", "--devices", "1"})).exitCode, 0);
+    m_environment.insert(QStringLiteral("FAKE_VENDOR"), request("device 7-1.5 OTHER1"));
+    EXPECT_TRUE(host(options({"run"}) + QStringList(kErase) + options({"--path", "7-1.5", "--json"}))
+                    .output.startsWith(R"([{"serial":"OTHER1","path":"7-1.5","result":"success",)"));
 }
 
 TEST_F(WholeRunTest, DownloadersThatFailAreExplainedInTime)
