@@ -1,6 +1,3 @@
-#include "devices/VrelDeviceFilter.h"
-#include "devices/VrelDevicePropertyManager.h"
-#include "external/Device.h"
 #include "plugin/VrelManager.h"
 #include "tests/fuzz/Require.h"
 #include "tests/support/FakeVendor.h"
@@ -14,7 +11,7 @@
 /**
  * @file
  * The device-list and version records of a vendor library that fills them with anything, through the device
- * map, the version text, and a scan of as strange devices with their serial numbers.
+ * map and the version text.
  */
 namespace {
 
@@ -75,68 +72,11 @@ void checkVersion(VrelApiVersionRecord const& version)
     require(field.startsWith(text.mid(start.size()).chopped(1)), "its text is the record's");
 }
 
-/** What the host's scanner found; the record's `hostData` is its place. */
-std::list<DummyDevice> foundDevices(FuzzedDataProvider& input)
-{
-    std::list<DummyDevice> found(input.ConsumeIntegralInRange<std::size_t>(0, 8));
-    std::uint32_t place = 0;
-    for (DummyDevice& device : found) {
-        QString const path =
-            QString::fromLatin1(input.PickValueInArray<char const*>({"1-4.2", "2-1", "3", "0", ""}));
-        device.hostData = place++;
-        device.port = PortNumber(input.ConsumeBool() ? 1 : input.ConsumeIntegral<int>(), path);
-        device.vendorId = input.ConsumeBool() ? 0x2C4E : input.ConsumeIntegral<std::uint16_t>();
-        device.productId = input.ConsumeBool() ? input.ConsumeIntegralInRange<std::uint16_t>(0x3D3F, 0x3D49)
-                                               : input.ConsumeIntegral<std::uint16_t>();
-        device.properties[QStringLiteral("usb.devicePath")] = path;
-    }
-    return found;
-}
-
-bool isOurs(DummyDevice const& device)
-{
-    return device.port.getConnectionType() == 1 && device.vendorId == 0x2C4E && device.productId >= 0x3D40 &&
-           device.productId <= 0x3D48 && device.productId % 2 == 0;
-}
-
-bool isInOrder(std::list<DummyDevice> const& devices)
-{
-    return std::is_sorted(
-        devices.begin(), devices.end(),
-        [](DummyDevice const& left, DummyDevice const& right) { return left.hostData < right.hostData; });
-}
-
-void checkScan(VrelManager& manager, std::list<DummyDevice> found, std::map<QString, QString> const& devices)
-{
-    std::size_t const count = found.size();
-    std::list<DummyDevice> claimed;
-    VrelDeviceFilter const filter(&manager, nullptr, nullptr);
-    DeviceFilterData* const scan = filter.preScanEvent();
-    filter.filterDevices(found, claimed, scan);
-    filter.postScanEvent(scan);
-    require(found.size() + claimed.size() == count && isInOrder(found) && isInOrder(claimed),
-            "a scan loses and shuffles nothing");
-    require(std::all_of(claimed.begin(), claimed.end(), isOurs) &&
-                std::none_of(found.begin(), found.end(), isOurs),
-            "and claims the devices in recovery mode");
-    for (DummyDevice const& record : claimed) {
-        Device device(record);
-        VrelDevicePropertyManager properties(
-            &manager, nullptr, [] { return true; }, nullptr, &device, record);
-        QString serial;
-        properties.getProperty(QStringLiteral("vrel.serial"), serial);
-        auto const entry = devices.find(record.port.getLocation());
-        require(entry == devices.end() || entry->first.isEmpty() ? serial.isNull() : serial == entry->second,
-                "a device's serial number is that of its path");
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
     FuzzedDataProvider input(data, size);
-    std::list<DummyDevice> const found = foundDevices(input);
     FakeVendor vendor;
     vendor.version.textLength = someCount(input, 256);
     fillText(input, vendor.version.versionText);
@@ -157,7 +97,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         require(devices.empty() && error.size() <= static_cast<int>(sizeof errorText),
                 "a failure gives no devices and no more than the buffer's text");
     checkVersion(vendor.version);
-    checkScan(manager, found, devices);
     require(vendor.acquired == vendor.released, "every hold is given back");
     return 0;
 }

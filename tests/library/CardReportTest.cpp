@@ -5,7 +5,8 @@
 
 #include <QFile>
 
-#include <cstring>
+#include <iomanip>
+#include <sstream>
 #include <vector>
 
 namespace {
@@ -21,12 +22,6 @@ struct Buffer
             bytes[i] = static_cast<unsigned char>(i * 7 + 131);
     }
 
-    Buffer& set(unsigned int offset, std::vector<unsigned char> const& values)
-    {
-        std::copy(values.begin(), values.end(), bytes + offset);
-        return *this;
-    }
-
     unsigned char bytes[kCardInfoSize];
 };
 
@@ -39,14 +34,18 @@ std::string golden(char const* name)
 
 TEST(CardReportTest, WholeReports)
 {
-    // OCR, product name with NUL and bytes above 0x7F, serial number, partition multipliers that overflow 32
-    // bits.
     Buffer emmc;
-    emmc.set(0, {0xC0, 0xFF, 0x80, 0x80})
-        .set(7, {'A', 0x00, 0x7F, 0x80, 0xFF, 0x00})
-        .set(14, {0x78, 0x56, 0x34, 0x12});
-    emmc.set(36 + 143, {0x00, 0x02, 0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0x01, 0x00, 0x80});
-    emmc.set(36 + 221, {1}).set(36 + 224, {1});
+    std::pair<unsigned int, std::vector<unsigned char>> const registers[] = {
+        {0, {0xC0, 0xFF, 0x80, 0x80}},            // OCR
+        {7, {'A', 0x00, 0x7F, 0x80, 0xFF, 0x00}}, // product name with NUL and bytes above 0x7F
+        {14, {0x78, 0x56, 0x34, 0x12}},           // serial number
+        {36 + 143,
+         {0x00, 0x02, 0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0x01, 0x00, 0x80}}, // overflows 32 bits
+        {36 + 221, {1}},
+        {36 + 224, {1}},
+    };
+    for (auto const& [offset, values] : registers)
+        std::copy(values.begin(), values.end(), emmc.bytes + offset);
     EXPECT_EQ(cardReport(DeviceType::emmc, emmc.bytes, 0).toStdString(), golden("emmc_report.txt"));
 
     Buffer const ufs;
@@ -59,65 +58,59 @@ TEST(CardReportTest, WholeReports)
     EXPECT_EQ(cardReport(DeviceType::ufs_hpb, ufs.bytes, 272), QString());
 }
 
-struct DumpCase
+/** A dump's definition, word by word. */
+std::string defined(std::vector<unsigned char> const& bytes, bool reverse, bool withOffsets, int perLine,
+                    std::string const& separator)
 {
-    unsigned int length;
-    bool reverse;
-    bool withOffsets;
-    int perLine;
-    char const* separator;
-    char const* expected;
-};
+    std::ostringstream text;
+    text << std::hex << std::setfill('0');
+    for (std::size_t count = 0; count < bytes.size(); ++count) {
+        std::size_t const i = reverse ? bytes.size() - 1 - count : count;
+        bool const isFirst = perLine > 0 && i % static_cast<std::size_t>(perLine) == 0;
+        bool const isLast = perLine > 0 && (i + 1) % static_cast<std::size_t>(perLine) == 0;
+        if (withOffsets && isFirst)
+            text << "0x" << std::setw(8) << i << ": ";
+        text << std::setw(2) << static_cast<unsigned int>(bytes[i]) << separator;
+        if (isLast && count + 1 != bytes.size())
+            text << '\n';
+    }
+    return text.str();
+}
 
-TEST(RawDumpTest, EveryShape)
+TEST(RawDumpTest, IsAsDefinedInEveryShape)
 {
-    unsigned char const bytes[] = {0x01, 0xAB, 0x00, 0xFF, 0x10};
-    DumpCase const cases[] = {
-        {2, false, true, 16, " ", "0x00000000: 01 ab "},
-        {2, true, false, 0, "", "ab01"},
-        {0, false, true, 16, " ", ""},
-        {0, true, false, 0, " ", ""},
-        {5, false, false, 0, "", "01ab00ff10"},
-        {5, false, false, -3, ",", "01,ab,00,ff,10,"},
-        {5, false, false, 2, "", "01ab\n00ff\n10"},
-        {4, false, false, 2, "", "01ab\n00ff"},
-        {5, false, true, 2, " ", "0x00000000: 01 ab \n0x00000002: 00 ff \n0x00000004: 10 "},
-        {3, false, true, 1, "", "0x00000000: 01\n0x00000001: ab\n0x00000002: 00"},
-        {5, true, false, 2, "", "10ff\n00ab\n01"},
-        {4, true, false, 2, "", "ff\n00ab\n01"},
-        {3, true, false, 1, "", "00\nab\n01"},
-        {5, true, true, 2, " ", "0x00000004: 10 ff \n0x00000002: 00 ab \n0x00000000: 01 "},
-        {1, true, true, 16, "", "0x00000000: 01"},
-        {2, false, false, 0, "\xC3\xA9",
-         "01\xC3\x83\xC2\xA9"
-         "ab\xC3\x83\xC2\xA9"},
-    };
-    for (DumpCase const& entry : cases) {
+    // A separator goes byte by byte of its UTF-8 form, each as a character.
+    std::pair<QString, std::string> const separators[] = {{QString(), ""},
+                                                          {QStringLiteral(" "), " "},
+                                                          {QString(2, QChar(0)), std::string(2, '\0')},
+                                                          {QStringLiteral("\u00E9"), "\xC3\x83\xC2\xA9"}};
+    for (unsigned int shape = 0; shape < 4 * 4 * 22 * 35; ++shape) {
+        auto const& [separator, expected] = separators[shape % 4];
+        bool const reverse = shape / 4 % 2 != 0;
+        bool const withOffsets = shape / 8 % 2 != 0;
+        int const perLine = static_cast<int>(shape / 16 % 22) - 3;
+        std::vector<unsigned char> bytes(shape / 16 / 22);
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = static_cast<unsigned char>(i * 171 + 250);
         QString text = QStringLiteral("replaced");
-        rawDump(bytes, entry.length, entry.reverse, entry.withOffsets, entry.perLine,
-                QString::fromUtf8(entry.separator), text);
-        EXPECT_EQ(text.toStdString(), entry.expected);
+        rawDump(bytes.data(), static_cast<unsigned int>(bytes.size()), reverse, withOffsets, perLine,
+                separator, text);
+        ASSERT_EQ(text.toStdString(), defined(bytes, reverse, withOffsets, perLine, expected))
+            << bytes.size() << ' ' << perLine << reverse << withOffsets;
     }
 }
 
-TEST(RawDumpTest, SeventeenBytesAndALargeBlock)
+TEST(RawDumpTest, LargeBlocksAndAliases)
 {
     std::vector<unsigned char> const bytes(65537, 0x5A);
     QString text;
-    rawDump(bytes.data(), 17, false, true, 16, QStringLiteral(" "), text);
-    EXPECT_TRUE(text.endsWith(QStringLiteral(" 5a \n0x00000010: 5a ")));
     rawDump(bytes.data(), 65537, false, true, 16, QStringLiteral(" "), text);
-    EXPECT_EQ(text.size(), 4097 * 12 + 65537 * 3 + 4096);
-    EXPECT_TRUE(text.endsWith(QStringLiteral("\n0x00010000: 5a ")));
+    EXPECT_EQ(text.toStdString(), defined(bytes, false, true, 16, " "));
     rawDump(bytes.data(), 0xFFFFFFFFU, false, false, 0, text, text);
     EXPECT_EQ(text, QString()) << "longer than a text can be";
     text = QStringLiteral("-");
     rawDump(bytes.data(), 2, false, false, 0, text, text);
     EXPECT_EQ(text, QStringLiteral("5a-5a-"));
-    rawDump(bytes.data(), 2, false, false, 0, QString(2, QChar(0)), text);
-    EXPECT_EQ(text.toStdString(), std::string("5a\0\0"
-                                              "5a\0\0",
-                                              8));
 }
 
 } // namespace

@@ -19,45 +19,40 @@ namespace {
 
 using namespace VrelUtilsCommand;
 
-TEST(LogCallbackTest, MapsLevelsDropsTransfersAndTakesAnyText)
+class LogCallbackTest : public ::testing::Test
 {
-    std::string const huge(2 * 1024 * 1024, 'h');
-    struct
+protected:
+    Lines linesOf(unsigned long level, char const* text)
     {
-        unsigned long level;
-        char const* text;
-        Lines expected;
-    } const cases[] = {
-        {0, "a", {"5 a"}},
-        {1, "a", {"4 a"}},
-        {2, "a", {"3 a"}},
-        {3, "a", {"2 a"}},
-        {4, "a", {"1 a"}},
-        {5, "a", {"0 a"}},
-        {6, "a", {"5 a"}},
-        {~0UL, "a", {"5 a"}},
-        {~(~0UL >> 1U) | 2U, "a", {"5 a"}}, // its lower half is a level
-        {2, "RX 12", {}},
-        {4, "TX", {}},
-        {2, "Reading first packet of 9", {}},
-        {2, "rx 12", {"3 rx 12"}},
-        {2, " RX", {"3  RX"}},
-        {2, "Reading first", {"3 Reading first"}},
-        {2, "", {"3 "}},
-        {2, nullptr, {"3 "}},
-        {2, "gr\xC3\xBC\xC3\x9F", {"3 gr\xC3\xBC\xC3\x9F"}},
-        {2, "\xFF\xC3", {"3 \xEF\xBF\xBD\xEF\xBF\xBD"}},
-        {2, "%1 %s\n\t\x1B", {"3 %1 %s\n\t\x1B"}},
-        {3, huge.c_str(), {"2 " + huge}},
-    };
-    LogRecorder recorder;
-    LogHandler log;
-    for (auto const& [level, text, expected] : cases) {
-        recorder.clear();
+        LogHandler log;
+        m_recorder.clear();
         vrelLogCallback(level, text, &log);
         vrelLogCallback(level, text, nullptr);
-        EXPECT_EQ(recorder.lines(), expected) << level;
+        return m_recorder.lines();
     }
+
+    LogRecorder m_recorder;
+};
+
+TEST_F(LogCallbackTest, MapsLevels)
+{
+    std::string const levels = "54321055";
+    for (unsigned long level = 0; level < levels.size(); ++level)
+        EXPECT_EQ(linesOf(level, "a"), Lines{levels[level] + std::string(" a")});
+    EXPECT_EQ(linesOf(~0UL, "a"), Lines{"5 a"});
+    EXPECT_EQ(linesOf(~(~0UL >> 1U) | 2U, "a"), Lines{"5 a"}) << "its lower half is a level";
+}
+
+TEST_F(LogCallbackTest, DropsTransfersAndTakesAnyOtherText)
+{
+    for (char const* const text : {"RX 12", "TX", "Reading first packet of 9"})
+        EXPECT_EQ(linesOf(2, text), Lines()) << text;
+    std::string const huge(2 * 1024 * 1024, 'h');
+    for (char const* const text :
+         {"rx 12", " RX", "Reading first", "", "gr\xC3\xBC\xC3\x9F", "%1 %s\n\t\x1B", huge.c_str()})
+        EXPECT_EQ(linesOf(2, text), Lines{std::string("3 ") + text});
+    EXPECT_EQ(linesOf(2, nullptr), Lines{"3 "});
+    EXPECT_EQ(linesOf(2, "\xFF\xC3"), Lines{"3 \xEF\xBF\xBD\xEF\xBF\xBD"});
 }
 
 class RuxModuleTest : public ::testing::Test

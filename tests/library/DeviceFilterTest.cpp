@@ -1,12 +1,9 @@
 #include "devices/VrelDeviceFilter.h"
-#include "devices/VrelDeviceFilterData.h"
 #include "external/DeviceManagerTool.h"
 #include "plugin/VrelManager.h"
 #include "tests/support/LogRecorder.h"
 
 #include <gtest/gtest.h>
-
-#include <QElapsedTimer>
 
 #include <cstring>
 
@@ -108,15 +105,6 @@ TEST_F(DeviceFilterTest, DoesNothingWithoutAScanOfItsOwn)
     EXPECT_EQ(shown(m_found) + shown(m_claimed), "0:000 ");
 }
 
-TEST_F(DeviceFilterTest, UpdatesARecordWithoutClaimingIt)
-{
-    VrelDeviceFilterData const data(m_filter, nullptr, nullptr, nullptr);
-    m_found = {record(0x2C4E, 0x3D41, "0"), record(0x2C4E, 0x3D40, "0")};
-    EXPECT_FALSE(data.updateDevice(m_found.front()));
-    EXPECT_TRUE(data.updateDevice(m_found.back()));
-    EXPECT_EQ(shown(m_found), "0:000 :000 ");
-}
-
 TEST_F(DeviceFilterTest, NamesItselfAndFreesItsTool)
 {
     struct Tool : DeviceManagerTool
@@ -141,16 +129,6 @@ TEST_F(DeviceFilterTest, NamesItselfAndFreesItsTool)
     ASSERT_EQ(recorder.records().size(), 1U);
     EXPECT_EQ(recorder.records().front().name, QStringLiteral("Vrel filter"));
     EXPECT_EQ(recorder.records().front().prefix, QStringLiteral("Vrel filter"));
-}
-
-TEST_F(DeviceFilterTest, FiltersAHundredThousandDevicesInLinearTime)
-{
-    for (int i = 0; i < 100000; ++i)
-        m_found.push_back(record(0x2C4E, 0x3D40 + i % 2));
-    QElapsedTimer timer;
-    timer.start();
-    scan(m_filter);
-    EXPECT_LT(timer.elapsed(), 5000) << "milliseconds, against minutes of a quadratic walk";
 }
 
 } // namespace

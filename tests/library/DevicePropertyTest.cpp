@@ -31,17 +31,6 @@ bool fromExe()
 class ScriptTool : public DeviceManagerProgramTool
 {
 public:
-    explicit ScriptTool(int* freed = nullptr)
-        : m_freed(freed)
-    {
-    }
-
-    ~ScriptTool() override
-    {
-        if (m_freed != nullptr)
-            ++*m_freed;
-    }
-
     bool startProgram(QProcess& process, QStringList const& arguments) override
     {
         ++starts;
@@ -55,9 +44,6 @@ public:
     bool isStarting = true;
     int starts = 0;
     qint64 pid = 0;
-
-private:
-    int* m_freed;
 };
 
 DummyDevice recoveryRecord()
@@ -89,11 +75,19 @@ protected:
     Manager& make(bool (*useApi)()) { return make(recoveryRecord(), useApi, &tool); }
 
     /** Queries once more; "null" when there was no answer. */
-    std::string query(char const* name = "vrel.serial")
+    std::string query(char const* name = "vrel.serial", QString value = QString())
     {
-        QString value;
         static_cast<DevicePropertyManager&>(*properties).getProperty(QString::fromUtf8(name), value);
         return value.isNull() ? "null" : value.toStdString();
+    }
+
+    /** What it holds or can fetch, through the operation for either source. */
+    std::string update(bool (Manager::*operation)(QString&))
+    {
+        QString value;
+        bool const isKnown = ((*properties).*operation)(value);
+        EXPECT_NE(isKnown, value.isNull());
+        return isKnown ? value.toStdString() : "null";
     }
 
     FakeVendor vendor;
@@ -130,23 +124,12 @@ TEST_F(DevicePropertyTest, AnswersOnlyForDevicesAndNamesThatItServes)
         DummyDevice record = recoveryRecord();
         change(record);
         make(record, fromApi, nullptr);
+        EXPECT_EQ(query(name, QLatin1String("")), "") << "an answer of another";
         EXPECT_EQ(query(name), expected) << name << ' ' << record.kind;
     }
-    QString value;
-    EXPECT_FALSE(properties->updateSerialThoughApi(value)) << "of a device that is not served";
+    EXPECT_EQ(update(&Manager::updateSerialThoughApi), "null") << "of a device that is not served";
     EXPECT_FALSE(properties->isBusy());
     EXPECT_EQ(recorder.lines(), Lines());
-}
-
-TEST_F(DevicePropertyTest, LeavesAnswersOfOthersAlone)
-{
-    make(fromApi);
-    for (char const* const text : {"", "other"}) {
-        QString value = QString::fromUtf8(text);
-        properties->getProperty(QStringLiteral("vrel.serial"), value);
-        EXPECT_EQ(value, QString::fromUtf8(text));
-    }
-    EXPECT_TRUE(vendor.calls.empty());
 }
 
 TEST_F(DevicePropertyTest, FetchesOnceFromEitherSource)
@@ -156,11 +139,8 @@ TEST_F(DevicePropertyTest, FetchesOnceFromEitherSource)
         EXPECT_EQ(query(), "AB12");
         EXPECT_EQ(query(), "null") << "known, so not answered again";
         EXPECT_EQ(query("serial"), "null");
-        QString first;
-        QString second;
-        EXPECT_TRUE(properties->updateSerialThoughApi(first));
-        EXPECT_TRUE(properties->updateSerialThoughExe(second));
-        EXPECT_EQ(first + second, QStringLiteral("AB12AB12"));
+        EXPECT_EQ(update(&Manager::updateSerialThoughApi), "AB12");
+        EXPECT_EQ(update(&Manager::updateSerialThoughExe), "AB12");
     }
     EXPECT_EQ(vendor.calls, std::vector<std::string>{"listDevices"});
     EXPECT_EQ(tool.starts, 1);
@@ -189,70 +169,57 @@ TEST_F(DevicePropertyTest, NothingIsFetchedWithoutManagerToolOrDevice)
     DummyDevice const record = recoveryRecord();
     make(record, fromExe, nullptr);
     EXPECT_EQ(query(), "null");
-    QString value;
-    for (Device* const served : {device.get(), static_cast<Device*>(nullptr)}) {
-        Manager without(served == nullptr ? &manager : nullptr, &tool, fromExe, nullptr, served, record);
-        without.getProperty(QStringLiteral("vrel.serial"), value);
-        EXPECT_FALSE(without.updateSerialThoughApi(value) || without.updateSerialThoughExe(value));
-    }
-    EXPECT_TRUE(value.isNull());
+    properties = std::make_unique<Manager>(nullptr, &tool, fromExe, nullptr, device.get(), record);
+    EXPECT_EQ(query() + update(&Manager::updateSerialThoughApi), "nullnull");
+    properties = std::make_unique<Manager>(&manager, &tool, fromExe, nullptr, nullptr, record);
+    EXPECT_EQ(query() + update(&Manager::updateSerialThoughExe), "nullnull");
     EXPECT_EQ(tool.starts, 0);
     EXPECT_TRUE(vendor.calls.empty());
 }
 
-TEST_F(DevicePropertyTest, RunsTheDownloaderAndLogsTheRun)
+/** Each run is of one manager, which tries again until there is an answer. */
+TEST_F(DevicePropertyTest, RunsTheDownloaderAndJudgesItsOutput)
 {
-    tool.script = QStringLiteral("printf '[%s]' \"$@\" >&2; [ $# -eq 4 ] && printf '\\nAB12CD\\r\\n'");
-    make(fromExe);
-    EXPECT_EQ(query(), "AB12CD");
-    EXPECT_EQ(recorder.lines(), (Lines{R"(4 "getSerial" "--quiet" "--uid" "1-4.2")", "4 Serial for UID 1-4.2",
-                                       "4 Output: \nAB12CD\r\n", "4 Error: 0"}));
-}
-
-TEST_F(DevicePropertyTest, JudgesTheOutputOfTheDownloader)
-{
-    std::pair<char const*, char const*> const cases[] = {
-        {R"(printf 'zZ09')", "zZ09"},
-        {R"(printf 'some text:\r\n\r\rAB12\r-\n')", "AB12"},
-        {R"(printf 'AB12\n\0\nCD34\n')", "AB12"},
-        {R"(printf 'AB12\nCD34\n')", "null"},
-        {R"(printf 'AB12\nAB12\n')", "null"},
-        {R"(printf 'AB-12\n')", "null"},
-        {R"(printf ' AB12\n')", "null"},
-        {R"(printf 'AB12\303\251\n')", "null"},
-        {R"(printf '\377\n')", "null"},
-        {R"(printf '\0AB12\n')", "null"},
-        {R"(printf '\n\r\n')", "null"},
-        {"echo AB12 >&2", "null"},
+    constexpr int kCrash = -1;
+    struct
+    {
+        char const* script;
+        char const* output;
+        char const* answer;
+        int exitCode = 0;
+    } const cases[] = {
+        {"echo AB12; exit 3", "AB12\n", "null", 3},
+        {"echo AB12; kill -SEGV $$", "", "null", kCrash},
+        {"echo AB12 >&2", "", "null"},
+        {R"(printf 'AB12\nCD34\n')", "AB12\nCD34\n", "null"},
+        {R"(printf 'AB12\nAB12\n')", "AB12\nAB12\n", "null"},
+        {R"(printf 'AB-12\n')", "AB-12\n", "null"},
+        {R"(printf ' AB12\n')", " AB12\n", "null"},
+        {R"(printf 'AB12\303\251\n')", "AB12\xC3\xA9\n", "null"},
+        {R"(printf '\377\n')", "\xEF\xBF\xBD\n", "null"},
+        {R"(printf '\0AB12\n')", "", "null"},
+        {R"(printf '\n\r\n')", "\n\r\n", "null"},
+        {R"(printf '[%s]' "$@" >&2; [ $# -eq 4 ] && printf '\nzZ09\r\n')", "\nzZ09\r\n", "zZ09"},
+        {R"(printf 'some text:\r\n\r\rAB12\r-\n')", "some text:\r\n\r\rAB12\r-\n", "AB12"},
+        {R"(printf 'AB12\n\0\nCD34\n')", "AB12\n", "AB12"},
     };
-    for (auto const& [script, expected] : cases) {
+    make(fromExe);
+    for (auto const& [script, output, answer, exitCode] : cases) {
         recorder.clear();
         tool.script = QString::fromUtf8(script);
-        make(fromExe);
-        EXPECT_EQ(query(), expected) << script;
-        EXPECT_EQ(recorder.lines().size(), 4U) << script;
+        EXPECT_EQ(query(), answer) << script;
+        Lines expected{R"(4 "getSerial" "--quiet" "--uid" "1-4.2")", "4 Serial for UID 1-4.2",
+                       std::string("4 Output: ") + output, "4 Error: " + std::to_string(exitCode)};
+        if (exitCode > 0)
+            expected.insert(expected.end(), {"2 Fail to get Vrel devices list", std::string("5 ") + output});
+        EXPECT_EQ(recorder.lines(), exitCode == kCrash ? Lines() : expected);
+        if (answer != std::string("null"))
+            make(fromExe);
     }
-}
-
-TEST_F(DevicePropertyTest, FailedRunsAreTriedAgain)
-{
-    make(fromExe);
-    tool.script = QStringLiteral("echo AB12; exit 3");
-    EXPECT_EQ(query(), "null");
-    EXPECT_EQ(recorder.lines(),
-              (Lines{R"(4 "getSerial" "--quiet" "--uid" "1-4.2")", "4 Serial for UID 1-4.2",
-                     "4 Output: AB12\n", "4 Error: 3", "2 Fail to get Vrel devices list", "5 AB12\n"}));
     recorder.clear();
-    for (char const* const crash : {"echo AB12; kill -SEGV $$", "echo AB12; kill -KILL $$"}) {
-        tool.script = QString::fromUtf8(crash);
-        EXPECT_EQ(query(), "null") << crash;
-    }
     tool.isStarting = false;
-    tool.script = QStringLiteral("echo AB12");
     EXPECT_EQ(query(), "null");
     EXPECT_EQ(recorder.lines(), Lines());
-    tool.isStarting = true;
-    EXPECT_EQ(query(), "AB12");
     EXPECT_TRUE(vendor.calls.empty()) << "there is no fall-back";
 }
 
@@ -287,16 +254,14 @@ TEST_F(DevicePropertyTest, TakesTheNumberThatAScanFound)
 {
     DummyDevice known = recoveryRecord();
     known.properties[QStringLiteral("vrel.serial")] = QStringLiteral("KNOWN1");
-    Manager& made = make(known, fromApi, nullptr);
-    QString value;
+    make(known, fromApi, nullptr);
     EXPECT_EQ(query(), "null");
-    made.deviceUpdated(recoveryRecord());
-    EXPECT_TRUE(made.updateSerialThoughExe(value));
-    EXPECT_EQ(value, QStringLiteral("KNOWN1")) << "a record without a number changes nothing";
+    properties->deviceUpdated(recoveryRecord());
+    EXPECT_EQ(update(&Manager::updateSerialThoughExe), "KNOWN1")
+        << "a record without a number changes nothing";
     known.properties[QStringLiteral("vrel.serial")] = QStringLiteral("KNOWN2");
-    made.deviceUpdated(known);
-    EXPECT_TRUE(made.updateSerialThoughApi(value));
-    EXPECT_EQ(value, QStringLiteral("KNOWN2"));
+    properties->deviceUpdated(known);
+    EXPECT_EQ(update(&Manager::updateSerialThoughApi), "KNOWN2");
     EXPECT_TRUE(vendor.calls.empty());
 }
 
@@ -310,11 +275,20 @@ TEST_F(DevicePropertyTest, AllocatorFreesItsToolAndItsManagersAlone)
         bool isBusy() const override { return true; }
         void deviceUpdated(DummyDevice const& /*record*/) override {}
     };
+    struct CountedTool : ScriptTool
+    {
+        explicit CountedTool(int& counter)
+            : freed(counter)
+        {
+        }
+        ~CountedTool() override { ++freed; }
+        int& freed;
+    };
     DummyDevice const record = recoveryRecord();
     Device served(record);
     int freed = 0;
     {
-        VrelDevicePropertyManagerAllocator allocator(&manager, new ScriptTool(&freed), fromExe);
+        VrelDevicePropertyManagerAllocator allocator(&manager, new CountedTool(freed), fromExe);
         DevicePropertyManager* const made = allocator.newManager(&served, record);
         EXPECT_EQ(made->allocator(), &allocator);
         EXPECT_EQ(made->getProperty(QStringLiteral("serial")), QStringLiteral("AB12"));
@@ -322,11 +296,9 @@ TEST_F(DevicePropertyTest, AllocatorFreesItsToolAndItsManagersAlone)
         allocator.dropManager(nullptr);
         Foreign foreign(&allocator, &served, record);
         allocator.dropManager(&foreign);
-        EXPECT_TRUE(foreign.isBusy());
         EXPECT_EQ(freed, 0) << "a manager only borrows the tool";
     }
     EXPECT_EQ(freed, 1);
-    VrelDevicePropertyManagerAllocator const without(&manager, nullptr, fromExe);
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "external/Converter.h"
-#include "framework/JsonText.h"
+#include "tests/support/Request.h"
 
 #include <gtest/gtest.h>
 
@@ -9,60 +9,47 @@ QString const kKey = QStringLiteral("k");
 
 TEST(JsonObjectTest, TypedReads)
 {
-    struct Case
+    // Results of the reads as text, UInt8, UInt32 and value: 0 present, 1 unusable, 2 absent.
+    struct
     {
         char const* json;
-        int asString;
-        int asUInt8;
-        int asUInt32;
-        int asValue;
+        char const* results;
         char const* text;
+    } const cases[] = {
+        {R"({})", "2222", ""},
+        {R"({"k": null})", "1111", ""},
+        {R"({"k": "7"})", "0110", "7"},
+        {R"({"k": ""})", "0110", ""},
+        {R"({"k": "a\u0000b"})", "1110", nullptr},
+        {R"({"k": 0})", "1000", "0"},
+        {R"({"k": 255})", "1000", "255"},
+        {R"({"k": 256})", "1100", "256"},
+        {R"({"k": 4294967295})", "1100", "4294967295"},
+        {R"({"k": 4294967296})", "1110", "4294967296"},
+        {R"({"k": 1e2})", "1000", "100"},
+        {R"({"k": 1.5})", "1110", "1.5"},
+        {R"({"k": -1})", "1110", "-1"},
+        {R"({"k": 1e300})", "1110", "1e+300"},
+        {R"({"k": true})", "1110", "true"},
+        {R"({"k": ["7"]})", "1110", ""},
+        {R"({"k": {"a": 7}})", "1110", ""},
     };
-    // Results of the four reads: 0 present, 1 unusable, 2 absent.
-    Case const cases[] = {
-        {R"({})", 2, 2, 2, 2, ""},
-        {R"({"k": null})", 1, 1, 1, 1, ""},
-        {R"({"k": "7"})", 0, 1, 1, 0, "7"},
-        {R"({"k": ""})", 0, 1, 1, 0, ""},
-        {R"({"k": 0})", 1, 0, 0, 0, "0"},
-        {R"({"k": 255})", 1, 0, 0, 0, "255"},
-        {R"({"k": 256})", 1, 1, 0, 0, "256"},
-        {R"({"k": 4294967295})", 1, 1, 0, 0, "4294967295"},
-        {R"({"k": 4000000000})", 1, 1, 0, 0, "4000000000"},
-        {R"({"k": 4294967296})", 1, 1, 1, 0, "4294967296"},
-        {R"({"k": 1e2})", 1, 0, 0, 0, "100"},
-        {R"({"k": 1.5})", 1, 1, 1, 0, "1.5"},
-        {R"({"k": -1})", 1, 1, 1, 0, "-1"},
-        {R"({"k": 1e300})", 1, 1, 1, 0, "1e+300"},
-        {R"({"k": true})", 1, 1, 1, 0, "true"},
-        {R"({"k": ["7"]})", 1, 1, 1, 0, ""},
-        {R"({"k": {"a": 7}})", 1, 1, 1, 0, ""},
-    };
-    for (Case const& entry : cases) {
-        QString error;
-        auto const object = parseJsonObject(entry.json, error);
-        ASSERT_TRUE(object) << error.toStdString();
-        QString text = QStringLiteral("untouched");
+    for (auto const& [source, results, shown] : cases) {
+        JsonObject const object = json(source);
+        QString string = QStringLiteral("untouched");
         unsigned char small = 77;
         unsigned int large = 77;
         QVariant value;
-        EXPECT_EQ(object->getString(kKey, text), entry.asString) << entry.json;
-        EXPECT_EQ(object->getUInt8(kKey, small), entry.asUInt8) << entry.json;
-        EXPECT_EQ(object->getUInt32(kKey, large), entry.asUInt32) << entry.json;
-        EXPECT_EQ(object->getValue(kKey, value), entry.asValue) << entry.json;
-        EXPECT_EQ(value.toString().toStdString(), entry.text) << entry.json;
-        EXPECT_EQ(text.toStdString(), entry.asString == 0 ? entry.text : "untouched") << entry.json;
-        EXPECT_EQ(QString::number(large).toStdString(), entry.asUInt32 == 0 ? entry.text : "77")
-            << entry.json;
-        EXPECT_EQ(QString::number(small).toStdString(), entry.asUInt8 == 0 ? entry.text : "77") << entry.json;
+        std::string seen;
+        for (int const result : {object.getString(kKey, string), object.getUInt8(kKey, small),
+                                 object.getUInt32(kKey, large), object.getValue(kKey, value)})
+            seen += std::to_string(result);
+        EXPECT_EQ(seen, results) << source;
+        EXPECT_TRUE(shown == nullptr || value.toString() == QLatin1String(shown)) << source;
+        EXPECT_EQ(string.toStdString(), results[0] == '0' ? shown : "untouched") << source;
+        EXPECT_EQ(std::to_string(small), results[1] == '0' ? shown : "77") << source;
+        EXPECT_EQ(std::to_string(large), results[2] == '0' ? shown : "77") << source;
     }
-}
-
-TEST(JsonObjectTest, TextsWithANulAreUnusable)
-{
-    QString text;
-    auto const object = parseJsonObject(R"({"k": "a\u0000b"})", text);
-    EXPECT_EQ(object->getString(kKey, text), 1);
 }
 
 TEST(JsonObjectTest, StoredValuesKeepTheirText)
@@ -77,9 +64,8 @@ TEST(JsonObjectTest, StoredValuesKeepTheirText)
     for (auto const& [key, value] : object)
         texts += (key + QLatin1Char('=') + value.toString() + QLatin1Char(' ')).toStdString();
     EXPECT_EQ(texts, "a=4000000000 b=65 c=66 d=gr\xC3\xBC\xC3\x9F e= ");
-    EXPECT_EQ(toCompactJson(object).toStdString(), R"({"a":4000000000,"b":65,"c":66,"d":"gr)"
-                                                   "\xC3\xBC\xC3\x9F"
-                                                   R"(","e":["x","y"]})");
+    EXPECT_EQ(text(object),
+              "{\"a\":4000000000,\"b\":65,\"c\":66,\"d\":\"gr\xC3\xBC\xC3\x9F\",\"e\":[\"x\",\"y\"]}");
 }
 
 TEST(JsonObjectTest, RejectedTextsNameTheCause)
