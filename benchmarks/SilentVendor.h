@@ -8,5 +8,8 @@ constexpr char const* kSerial = "0A1B2C3D";
 /** A vendor library whose operations succeed and take next to no time. */
 struct SilentVendor : FakeVendor
 {
-    SilentVendor() { isSilent = true; }
+    SilentVendor()
+        : FakeVendor(true)
+    {
+    }
 };

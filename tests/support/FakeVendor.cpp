@@ -15,7 +15,8 @@ using Text = char const*;
 using U8 = std::uint8_t;
 using U32 = std::uint32_t;
 
-std::atomic<FakeVendor*> s_latest{nullptr};
+std::atomic<IVrelAPI*> s_api{nullptr};       ///< of the latest one
+std::atomic<FakeVendor*> s_counted{nullptr}; ///< the latest one, unless it is silent
 
 /** Small numbers come as pointers when a caller has taken the wrong slot. */
 bool isAddress(void const* pointer)
@@ -210,15 +211,18 @@ std::optional<std::string> bytesOf(std::string const& word)
 
 } // namespace
 
-FakeVendor::FakeVendor()
-    : m_object{table(), this}
+FakeVendor::FakeVendor(bool silent)
+    : isSilent(silent)
+    , m_object{table(), this}
 {
-    s_latest = this;
+    s_api = api();
+    s_counted = silent ? nullptr : this;
 }
 
 FakeVendor::~FakeVendor()
 {
-    s_latest = nullptr;
+    s_api = nullptr;
+    s_counted = nullptr;
 }
 
 void FakeVendor::obey(std::string const& lines)
@@ -263,16 +267,15 @@ void FakeVendor::addDevice(std::string const& location, std::string const& seria
 
 IVrelAPI* api_acquire()
 {
-    FakeVendor* const vendor = s_latest;
-    if (vendor == nullptr || vendor->isSilent)
-        return vendor == nullptr ? nullptr : vendor->api();
+    FakeVendor* const vendor = s_counted.load(std::memory_order_acquire);
+    if (vendor == nullptr)
+        return s_api.load(std::memory_order_acquire);
     ++vendor->acquired;
     return vendor->isThere ? vendor->api() : nullptr;
 }
 
 void api_release()
 {
-    FakeVendor* const vendor = s_latest;
-    if (vendor != nullptr && !vendor->isSilent)
+    if (FakeVendor* const vendor = s_counted.load(std::memory_order_acquire))
         ++vendor->released;
 }

@@ -16,7 +16,8 @@
 class FakeVendor
 {
 public:
-    FakeVendor();
+    /** @param silent notes and counts nothing: costs next to nothing */
+    explicit FakeVendor(bool silent = false);
     ~FakeVendor();
     FakeVendor(FakeVendor const&) = delete;
     FakeVendor& operator=(FakeVendor const&) = delete;
@@ -39,7 +40,7 @@ public:
      */
     std::vector<std::string> calls;
     bool tellsCalls = false; ///< sends each call as a message, too
-    bool isSilent = false;   ///< notes and counts nothing: costs next to nothing
+    bool const isSilent;
 
     int result = 0;
     std::optional<std::string> errorText;                        ///< written as it is: no NUL is added
