@@ -127,8 +127,10 @@ TEST_F(ExeRunTest, PassesTheCommandLineAndLogsOutputAsItComes)
     QString const exe = script("echo 'go on'; i=0\n"
                                "while [ ! -e seen ] && [ $i -lt 50 ]; do sleep 0.1; i=$((i+1)); done\n"
                                "printf '[%s]' \"$@\"; printf '\\r\\nlast'; [ -e seen ]");
+    m_log.setName(QStringLiteral("whose run it is"));
     EXPECT_TRUE(run(exe, -1, "ab1"));
     setLogSink(record);
+    EXPECT_EQ(m_recorder.records().back().name, QStringLiteral("whose run it is"));
     EXPECT_EQ(
         m_recorder.lines(),
         (Lines{"4 Running ruxFwDownloader --command erasetoken --sn ab1 --fw_rux fw.bin --slot 1", "3 go on",
