@@ -1,6 +1,7 @@
 #include "devices/VrelDeviceFilter.h"
 #include "external/DeviceManagerTool.h"
 #include "plugin/VrelManager.h"
+#include "tests/support/Counted.h"
 #include "tests/support/LogRecorder.h"
 
 #include <gtest/gtest.h>
@@ -107,19 +108,10 @@ TEST_F(DeviceFilterTest, DoesNothingWithoutAScanOfItsOwn)
 
 TEST_F(DeviceFilterTest, NamesItselfAndFreesItsTool)
 {
-    struct Tool : DeviceManagerTool
-    {
-        explicit Tool(int& counter)
-            : count(counter)
-        {
-        }
-        ~Tool() override { ++count; }
-        int& count;
-    };
     int freed = 0;
     LogRecorder const recorder;
     {
-        VrelDeviceFilter named(&m_manager, new Tool(freed), nullptr);
+        VrelDeviceFilter named(&m_manager, new Counted<DeviceManagerTool>(freed), nullptr);
         EXPECT_EQ(named.getFilterName(), QStringLiteral("VrelDeviceFilter"));
         EXPECT_EQ(named.converter(), DeviceFilter::NoChangesConverter);
         named.logHandler().logMessage(3, "");

@@ -3,6 +3,7 @@
 #include "external/Device.h"
 #include "external/DeviceManagerProgramTool.h"
 #include "plugin/VrelManager.h"
+#include "tests/support/Counted.h"
 #include "tests/support/FakeVendor.h"
 #include "tests/support/LogRecorder.h"
 
@@ -275,20 +276,11 @@ TEST_F(DevicePropertyTest, AllocatorFreesItsToolAndItsManagersAlone)
         bool isBusy() const override { return true; }
         void deviceUpdated(DummyDevice const& /*record*/) override {}
     };
-    struct CountedTool : ScriptTool
-    {
-        explicit CountedTool(int& counter)
-            : freed(counter)
-        {
-        }
-        ~CountedTool() override { ++freed; }
-        int& freed;
-    };
     DummyDevice const record = recoveryRecord();
     Device served(record);
     int freed = 0;
     {
-        VrelDevicePropertyManagerAllocator allocator(&manager, new CountedTool(freed), fromExe);
+        VrelDevicePropertyManagerAllocator allocator(&manager, new Counted<ScriptTool>(freed), fromExe);
         DevicePropertyManager* const made = allocator.newManager(&served, record);
         EXPECT_EQ(made->allocator(), &allocator);
         EXPECT_EQ(made->getProperty(QStringLiteral("serial")), QStringLiteral("AB12"));

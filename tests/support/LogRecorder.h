@@ -6,24 +6,48 @@
 #include <string>
 #include <vector>
 
+using Lines = std::vector<std::string>;
+
 /** Takes over the process's log for its lifetime and keeps every line, from any thread. */
 class LogRecorder
 {
 public:
-    LogRecorder();
-    ~LogRecorder();
+    LogRecorder()
+        : m_previous(setLogSink([this](LogLine const& line) {
+            std::lock_guard const lock(m_mutex);
+            m_records.push_back(line);
+        }))
+    {
+    }
+    ~LogRecorder() { setLogSink(m_previous); }
     LogRecorder(LogRecorder const&) = delete;
     LogRecorder& operator=(LogRecorder const&) = delete;
 
     /** The lines so far as "LEVEL text", or "LEVEL label|value". */
-    std::vector<std::string> lines() const;
-    std::vector<LogLine> records() const;
-    void clear();
+    Lines lines() const
+    {
+        Lines lines;
+        for (LogLine const& line : records()) {
+            QString const text = line.isLabelled ? line.label + QLatin1Char('|') + line.value : line.text;
+            lines.push_back(std::to_string(line.level) + ' ' + text.toStdString());
+        }
+        return lines;
+    }
+
+    std::vector<LogLine> records() const
+    {
+        std::lock_guard const lock(m_mutex);
+        return m_records;
+    }
+
+    void clear()
+    {
+        std::lock_guard const lock(m_mutex);
+        m_records.clear();
+    }
 
 private:
     mutable std::mutex m_mutex;
     std::vector<LogLine> m_records;
     LogSink m_previous;
 };
-
-using Lines = std::vector<std::string>;
