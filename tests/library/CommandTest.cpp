@@ -27,9 +27,11 @@ VrelCommand::CommandFactory& factoryOf(std::string const& name)
 {
     using VrelUtilsCommand::VrelSetDeviceLifecycleStage;
     static auto const s_factories = [] {
-        auto factories = VrelCommand::initCommandFactories();
+        std::map<QString, std::unique_ptr<VrelCommand::CommandFactory>> factories;
+        for (auto const& [id, factory] : VrelCommand::initCommandFactories())
+            factories.emplace(id, factory);
         factories.emplace(QLatin1String(VrelSetDeviceLifecycleStage::kCommandId),
-                          new VrelCommand::CommandFactoryTpl<VrelSetDeviceLifecycleStage>());
+                          std::make_unique<VrelCommand::CommandFactoryTpl<VrelSetDeviceLifecycleStage>>());
         return factories;
     }();
     return *s_factories.at(QString::fromStdString(name));
