@@ -48,46 +48,45 @@ std::size_t readAt(int file, std::size_t offset, unsigned char* bytes, std::size
     return count;
 }
 
-/** Whether a pipe will never hold more than it does now. */
-bool isWholePipe(int file)
+/** Whether a pipe will never hold more than it does now. One that never had a writer does not tell. */
+bool isAbandoned(int pipe)
 {
-    pollfd state = {file, POLLIN, 0};
+    pollfd state = {pipe, POLLIN, 0};
     return ::poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-/** The first bytes that a pipe holds now, which it keeps. */
-std::vector<unsigned char> peek(int file, std::size_t size)
+/** Copies the first bytes that a pipe holds, and keeps; returns how many, 0 without a writer, -1 for none
+ * yet. */
+ssize_t peek(int pipe, std::vector<unsigned char>& bytes)
 {
-    std::vector<unsigned char> bytes(size);
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        return {};
+        return 0;
     Descriptor const out(ends[0]);
     Descriptor const in(ends[1]);
-    ssize_t const copied = ::tee(file, in.get(), size, SPLICE_F_NONBLOCK);
-    ssize_t const count = copied <= 0 ? copied : ::read(out.get(), bytes.data(), size);
-    bytes.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-    return bytes;
+    ssize_t const copied = ::tee(pipe, in.get(), bytes.size(), SPLICE_F_NONBLOCK);
+    return copied <= 0 ? copied : ::read(out.get(), bytes.data(), bytes.size());
 }
 
-std::size_t readPipe(int file, std::size_t offset, unsigned char* bytes, std::size_t size)
+std::size_t readPipe(int pipe, std::size_t offset, unsigned char* bytes, std::size_t size)
 {
     constexpr int kWait = 5000;             // milliseconds
     constexpr unsigned long kInterval = 10; // a pipe tells when it holds something, not when it holds enough
 
     QDeadlineTimer const deadline(kWait);
-    std::vector<unsigned char> held;
+    std::vector<unsigned char> held(offset + size);
     for (;;) {
-        bool const isLast =
-            isWholePipe(file) || deadline.hasExpired(); // asked first: what comes after it is seen
-        held = peek(file, offset + size);
-        if (held.size() == offset + size || isLast)
-            break;
-        QThread::msleep(kInterval);
+        bool const isLast = isAbandoned(pipe) || deadline.hasExpired(); // before the look: it misses nothing
+        ssize_t const count = peek(pipe, held);
+        if (count != 0 && count < static_cast<ssize_t>(held.size()) && !isLast) {
+            QThread::msleep(kInterval);
+            continue;
+        }
+        held.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+        std::size_t const found = held.size() - std::min(held.size(), offset);
+        std::copy_n(held.end() - static_cast<std::ptrdiff_t>(found), found, bytes);
+        return found;
     }
-    std::size_t const count = held.size() - std::min(held.size(), offset);
-    std::copy_n(held.end() - static_cast<std::ptrdiff_t>(count), count, bytes);
-    return count;
 }
 
 } // namespace
