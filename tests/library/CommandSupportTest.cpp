@@ -134,7 +134,7 @@ TEST_F(RuxModuleTest, APipeWithoutAWriterHoldsNothingUp)
 {
     ASSERT_EQ(::mkfifo(m_name.c_str(), S_IRWXU), 0);
     auto unknown = std::async(std::launch::async, [this] { return version(); });
-    EXPECT_EQ(unknown.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(unknown.wait_for(std::chrono::seconds(3)), std::future_status::ready);
     int const writer = ::open(m_name.c_str(), O_WRONLY | O_NONBLOCK); // frees one that waits
     EXPECT_EQ(unknown.get(), "Unknown");
     ::close(writer);
