@@ -1,6 +1,6 @@
 #include "tools/vrelhost/RunLog.h"
 
-#include "framework/LogLineFormat.h"
+#include "framework/LogLines.h"
 
 RunLog::RunLog(std::vector<DeviceName> const& devices)
     : m_next(setLogSink({}))
