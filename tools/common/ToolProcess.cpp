@@ -1,7 +1,7 @@
 #include "tools/common/ToolProcess.h"
 
 #include "external/LogHandler.h"
-#include "framework/LogSink.h"
+#include "framework/LogLines.h"
 #include "tools/common/ExitCode.h"
 
 #include <QString>
@@ -53,23 +53,37 @@ void logQtMessage(QtMsgType /*type*/, QMessageLogContext const& /*context*/, QSt
     t_isLogging = false;
 }
 
+void say(QString const& text)
+{
+    if (s_log != nullptr)
+        s_log->logMessage(kErrorLevel, text);
+    else // not even main has begun
+        writeWhole(stderr, "error: " + text.toUtf8() + '\n');
+}
+
 /** Ends the process; of several threads that come here only the first has its say. */
 [[noreturn]] void endForeign(QString const& how)
 {
     static std::mutex s_isSaid;
     s_isSaid.lock();
-    s_log->logMessage(kErrorLevel, QStringLiteral("The vendor library or another one ended the process by %1 "
-                                                  "before its work was done: take what was being done for failed")
-                                       .arg(how));
+    say(QStringLiteral(
+            "The vendor library or another one ended the process by %1 before its work was done: take "
+            "what was being done for failed")
+            .arg(how));
     if (s_lastAct != nullptr)
         s_lastAct();
     ::_exit(ExitFailure);
 }
 
+bool isLibrarysChild()
+{
+    return s_process != 0 && ::getpid() != s_process;
+}
+
 extern "C" void judgeExit(int code, void* /*unused*/)
 {
     int const own = s_ownEnd;
-    if (own == code || ::getpid() != s_process) // a library's children end as they like
+    if (own == code || isLibrarysChild())
         return;
     ::on_exit(judgeExit, nullptr); // for the next thread that exits meanwhile
     if (own != kNotYet)
@@ -79,9 +93,20 @@ extern "C" void judgeExit(int code, void* /*unused*/)
 
 extern "C" void judgeQuickExit()
 {
-    if (::getpid() == s_process)
+    if (!isLibrarysChild())
         endForeign(QStringLiteral("quick_exit"));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they are not ready yet
+extern "C" void judgeLast(int /*argc*/, char** /*argv*/, char** /*environment*/)
+{
+    ::on_exit(judgeExit, nullptr);
+}
+
+/** Before the libraries' own constructors, so that it is called after their destructors, which may exit too.
+ */
+[[gnu::section(".preinit_array"), gnu::used]] void (*const s_judgeLast)(int, char**, char**) = judgeLast;
+#endif
 
 } // namespace
 
