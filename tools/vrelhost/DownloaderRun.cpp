@@ -18,6 +18,7 @@
 #include <csignal>
 #include <memory>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -30,14 +31,19 @@ void endGroup(pid_t group)
     constexpr int kReapTime = 5000;
     ::kill(-group, SIGKILL);
     QDeadlineTimer const deadline(kReapTime);
-    while (::kill(-group, 0) == 0 && !deadline.hasExpired())
-        QThread::msleep(kInterval);
+    while (::kill(-group, 0) == 0 && !deadline.hasExpired()) {
+        if (::waitpid(-group, nullptr, WNOHANG) <= 0)
+            QThread::msleep(kInterval);
+    }
 }
 
 /** Lets an interruption end a process that is to lead a group, and its group end with it when it is killed.
  */
 void tie(QProcess& process)
 {
+    // What a killed downloader leaves becomes this process's to reap: the system's own reaper may take its
+    // time.
+    static_cast<void>(::prctl(PR_SET_CHILD_SUBREAPER, 1));
     auto const group = std::make_shared<pid_t>(0);
     QObject::connect(&process, &QProcess::started, [&process, group] {
         *group = static_cast<pid_t>(process.processId());
