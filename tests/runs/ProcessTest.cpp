@@ -9,8 +9,6 @@
 
 namespace {
 
-QString const kErase = QStringLiteral(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
-
 /** The tools as processes: who ends them, whom they end, and what others do to their log. */
 class ProcessTest : public ToolFixture
 {
@@ -107,7 +105,8 @@ TEST_F(ProcessTest, ASignalEndsWhatIsRunInEveryForm)
          SIGHUP, 1, "1 The downloader was ended: the scan was interrupted"},
         {"plain, in-process", run + options({"--sn", kFirst}), false, SIGINT, 0,
          "3 WRITE TOKEN procedure success"},
-        {"many, in-process", run + options({"--all"}), false, SIGHUP, 0, "3 WRITE TOKEN procedure success"},
+        {"many, in-process", run + options({"--sn", kFirst, "--json"}), false, SIGHUP, 0,
+         "3 WRITE TOKEN procedure success"},
     };
     m_environment.insert(QStringLiteral("VREL_RIG_DELAY_MS"), QStringLiteral("1500"));
     for (Case const& entry : cases) {
