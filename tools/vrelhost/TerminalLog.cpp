@@ -26,7 +26,9 @@ constexpr int kNowhere = -1;
 
 /** The descriptor of the terminal whose last line shows work. */
 std::atomic<int> s_drawnOn{kNowhere};
-static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
+std::atomic<bool> s_isOver{false}; ///< the process is about to end: nothing is drawn any more
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a signal handler uses them");
 
 bool canMove()
 {
@@ -74,6 +76,7 @@ bool TerminalLog::isTerminal(std::FILE* stream)
 
 void TerminalLog::eraseAtOnce()
 {
+    s_isOver = true;
     int const terminal = s_drawnOn.exchange(kNowhere);
     if (terminal != kNowhere)
         static_cast<void>(::write(terminal, kEraseLine, std::strlen(kEraseLine)));
@@ -154,6 +157,8 @@ void TerminalLog::draw()
     s_drawnOn = ::fileno(m_stream);
     // The last column stays free: a full line would make some terminals go to the next.
     put(kEraseLine + cut(text, columns(m_stream) - 1).toUtf8());
+    if (s_isOver)
+        erase();
 }
 
 void TerminalLog::erase()
