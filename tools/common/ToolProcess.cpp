@@ -122,7 +122,7 @@ void ToolProcess::begin(char const* name, void (*lastAct)())
     // Twice: another thread may exit before the first call has registered the next one.
     for (int i = 0; i < 2; ++i)
         ::on_exit(judgeExit, nullptr);
-    std::at_quick_exit(judgeQuickExit);
+    static_cast<void>(std::at_quick_exit(judgeQuickExit)); // without it, quick_exit goes on unseen
 }
 
 int ToolProcess::end(int exitCode)

@@ -199,6 +199,7 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
     std::vector<DeviceResult> results(devices.size());
     RunLog runLog;
     std::vector<LogHandler*> logs;
+    logs.reserve(devices.size());
     for (DeviceName const& device : devices)
         logs.push_back(&runLog.add(device));
     std::atomic<int> done{0};
