@@ -148,7 +148,5 @@ void VrelFlashUtils::DefaultExeRunner::run(QProcess& process, QString const& exe
                                            unsigned long long timeout)
 {
     process.start(exe, args, QIODevice::ReadWrite);
-    bool const finished =
-        VrelProcessWait::waitForEnd(process, static_cast<int>(static_cast<quint32>(timeout)));
-    success = finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
 }

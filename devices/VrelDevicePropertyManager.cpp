@@ -28,24 +28,50 @@ struct Run
 {
     int exitCode;
     QString output;
+    bool isCut;
 };
 
-/** Nothing when the downloader could not be started or did not end by itself within the bounds. */
+/** The beginning of a process's standard output, taken while it runs so that nothing piles up. */
+class BoundedOutput
+{
+public:
+    explicit BoundedOutput(QProcess& process)
+        : m_process(process)
+    {
+        QObject::connect(&process, &QProcess::channelReadyRead, &m_lifetime, [this] { take(); });
+    }
+
+    void take()
+    {
+        m_bytes += m_process.readAllStandardOutput();
+        m_process.readAllStandardError(); // nobody reads it
+        if (m_bytes.size() <= kMostOutput)
+            return;
+        m_bytes.truncate(kMostOutput);
+        m_isCut = true;
+    }
+
+    bool isCut() const { return m_isCut; }
+
+    /** Without a line that was cut: what is left of it might look like a serial number. */
+    QByteArray wholeLines() const { return m_isCut ? m_bytes.left(m_bytes.lastIndexOf('\n') + 1) : m_bytes; }
+
+private:
+    QObject m_lifetime;
+    QProcess& m_process;
+    QByteArray m_bytes;
+    bool m_isCut = false;
+};
+
+/** Nothing when the downloader could not be started or did not exit by itself in time. */
 std::optional<Run> runDownloader(DeviceManagerProgramTool& tool, QStringList const& arguments)
 {
     QProcess process;
-    if (!tool.startProgram(process, arguments))
+    BoundedOutput output(process);
+    if (!tool.startProgram(process, arguments) || !VrelProcessWait::waitForExit(process, kRunTime))
         return std::nullopt;
-    QByteArray output;
-    auto const takeOutput = [&process, &output] {
-        output += process.readAllStandardOutput();
-        process.readAllStandardError(); // nobody reads it; it must not pile up
-        return output.size() <= kMostOutput;
-    };
-    if (!VrelProcessWait::waitForEnd(process, kRunTime, takeOutput) || !takeOutput() ||
-        process.exitStatus() != QProcess::NormalExit)
-        return std::nullopt;
-    return Run{process.exitCode(), VrelSerialOutput::text(output)};
+    output.take();
+    return Run{process.exitCode(), VrelSerialOutput::text(output.wholeLines()), output.isCut()};
 }
 
 } // namespace
@@ -141,6 +167,10 @@ QString VrelDevicePropertyManager::serialFromExe(QString const& path) const
     log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Serial for UID ") + path);
     log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Output: ") + run->output);
     log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Error: ") + QString::number(run->exitCode));
+    if (run->isCut)
+        log.logMessage(
+            VrelLogLevel::kWarning,
+            QStringLiteral("Output for UID %1 beyond %2 bytes was dropped").arg(path).arg(kMostOutput));
     if (run->exitCode > 0) {
         log.logMessage(VrelLogLevel::kWarning, "Fail to get Vrel devices list");
         log.logMessage(VrelLogLevel::kRaw, run->output);

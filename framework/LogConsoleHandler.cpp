@@ -1,6 +1,6 @@
 #include "external/LogConsoleHandler.h"
 
-#include "framework/LogLineFormat.h"
+#include "framework/LogLines.h"
 
 #include <QProcess>
 
@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr Logger::LogLevel kStandardOutputLevel = 3;
-constexpr Logger::LogLevel kStandardErrorLevel = 2;
-constexpr Logger::LogLevel kFailureLevel = 2;
+constexpr Logger::LogLevel kStandardOutputLevel = kProgressLevel;
+constexpr Logger::LogLevel kStandardErrorLevel = kWarningLevel;
+constexpr Logger::LogLevel kFailureLevel = kWarningLevel;
 constexpr int kLongestLine = 1024 * 1024;
 
 bool isUtf8Continuation(char byte)
@@ -140,13 +140,24 @@ private:
 
     void logLine(Logger::LogLevel level, QByteArray const& bytes) const
     {
-        auto const line = fromJson(bytes);
-        if (!line)
-            m_log.logMessage(level, QString::fromUtf8(bytes.constData(), bytes.size())); // NULs end nothing
-        else if (line->isLabelled)
+        int start = 0;
+        auto line = fromJson(bytes);
+        if (!line) {
+            // Output that was left unfinished may stand before it. Within its texts a quote follows a backslash.
+            start = std::max(bytes.lastIndexOf("{\""), 0);
+            line = fromJson(bytes.mid(start));
+        }
+        if (!line || start > 0)
+            logText(level, line ? bytes.left(start) : bytes);
+        if (line && line->isLabelled)
             m_log.logMessage(line->level, line->label, line->value);
-        else
+        else if (line)
             m_log.logMessage(line->level, line->text);
+    }
+
+    void logText(Logger::LogLevel level, QByteArray const& bytes) const
+    {
+        m_log.logMessage(level, QString::fromUtf8(bytes.constData(), bytes.size())); // NULs end nothing
     }
 
     void reportError(QProcess::ProcessError error) const

@@ -31,10 +31,11 @@ private:
     std::shared_ptr<LogSink const> m_sink;
 };
 
+/** Never destroyed: objects that log may go after any other. */
 SinkHolder& sinkHolder()
 {
-    static SinkHolder holder;
-    return holder;
+    static auto& s_holder = *new SinkHolder;
+    return s_holder;
 }
 
 void log(LogLine const& line)
@@ -79,13 +80,13 @@ void LogHandler::logMessage(Logger::LogLevel level, std::string const& text) con
 void LogHandler::logMessage(Logger::LogLevel level, QString const& text) const
 {
     LogHandler const& origin = target();
-    log({level, origin.m_name, origin.m_prefix, false, text, QString(), QString()});
+    log({level, origin.m_name, origin.m_prefix, false, text, QString(), QString(), std::nullopt, &origin});
 }
 
 void LogHandler::logMessage(Logger::LogLevel level, QString const& label, QString const& value) const
 {
     LogHandler const& origin = target();
-    log({level, origin.m_name, origin.m_prefix, true, QString(), label, value});
+    log({level, origin.m_name, origin.m_prefix, true, QString(), label, value, std::nullopt, &origin});
 }
 
 void LogHandler::bind(LogHandler const& other) const

@@ -18,6 +18,8 @@ constexpr Logger::LogLevel kWarningLevel = 2;
 constexpr Logger::LogLevel kProgressLevel = 3;   ///< progress and results
 constexpr Logger::LogLevel kHighestLogLevel = 5; ///< of the least important lines
 
+class LogHandler;
+
 /** The device that a line belongs to. */
 struct DeviceName
 {
@@ -36,6 +38,7 @@ struct LogLine
     QString label; ///< of a line logged with label and value
     QString value;
     std::optional<DeviceName> device = {}; ///< set by a sink that knows it
+    LogHandler const* origin = nullptr;    ///< the handler that logged it; may be gone when the line is kept
 };
 
 /** Receives every line, on the thread that logs it; several threads may log at once. */

@@ -224,31 +224,55 @@ TEST_F(DevicePropertyTest, RunsTheDownloaderAndJudgesItsOutput)
     EXPECT_TRUE(vendor.calls.empty()) << "there is no fall-back";
 }
 
-TEST_F(DevicePropertyTest, HangingAndFloodingDownloadersAreKilledAndReaped)
+TEST_F(DevicePropertyTest, WaitsFiveSecondsAndNoLonger)
 {
-    struct Case
-    {
-        char const* script;
-        int least;
-        int most;
-    };
-    Case const cases[] = {
-        {"echo AB12; exec sleep 100", 4900, 10000},
-        {"exec yes AB12 >&2", 4900, 10000},
-        {"exec yes", 0, 4900},
-        {"head -c 1200000 /dev/zero; echo; echo AB12", 0, 4900},
+    make(fromExe);
+    QElapsedTimer timer;
+    timer.start();
+    tool.script = QStringLiteral("echo AB12; exec sleep 100");
+    EXPECT_EQ(query(), "null");
+    EXPECT_GE(timer.elapsed(), 4900);
+    EXPECT_LT(timer.elapsed(), 9000);
+    EXPECT_EQ(::kill(static_cast<pid_t>(tool.pid), 0), -1) << "it is still there";
+    EXPECT_EQ(recorder.lines(), Lines());
+}
+
+TEST_F(DevicePropertyTest, OutputBeyondABoundIsDroppedAndNoReasonToFail)
+{
+    std::pair<char const*, char const*> const cases[] = {
+        {"echo AB12; yes - | head -c 3000000", "AB12"},
+        {"echo AB12; yes - | head -c 3000000 >&2", "AB12"},
+        {"head -c 3000000 /dev/zero | tr '\\0' A; echo", "null"}, // what is left of a line is none
+        {"yes - | head -c 3000000; echo AB12", "null"},
     };
     make(fromExe);
-    for (Case const& entry : cases) {
-        QElapsedTimer timer;
-        timer.start();
-        tool.script = QString::fromUtf8(entry.script);
-        EXPECT_EQ(query(), "null") << entry.script;
-        EXPECT_GE(timer.elapsed(), entry.least) << entry.script;
-        EXPECT_LT(timer.elapsed(), entry.most) << entry.script;
-        EXPECT_EQ(::kill(static_cast<pid_t>(tool.pid), 0), -1) << entry.script << " is still there";
+    for (auto const& [script, expected] : cases) {
+        recorder.clear();
+        tool.script = QString::fromUtf8(script);
+        make(fromExe);
+        EXPECT_EQ(query(), expected) << script;
+        bool const isDropped = tool.script.indexOf(QLatin1String(">&2")) < 0;
+        ASSERT_EQ(recorder.lines().size(), isDropped ? 5U : 4U) << script;
+        EXPECT_EQ(recorder.lines().at(3), "4 Error: 0");
+        EXPECT_EQ(recorder.lines().back(),
+                  isDropped ? "2 Output for UID 1-4.2 beyond 1048576 bytes was dropped" : "4 Error: 0");
+        EXPECT_LE(recorder.lines().at(2).size(), 1048576U + 10U);
     }
-    EXPECT_EQ(recorder.lines(), Lines());
+}
+
+TEST_F(DevicePropertyTest, AProgramMayHaveEndedBeforeTheWait)
+{
+    struct WaitingTool : ScriptTool
+    {
+        bool startProgram(QProcess& process, QStringList const& arguments) override
+        {
+            return ScriptTool::startProgram(process, arguments) && process.waitForFinished();
+        }
+    };
+    WaitingTool waiting;
+    waiting.script = QStringLiteral("echo AB12; yes - | head -c 3000000");
+    make(recoveryRecord(), fromExe, &waiting);
+    EXPECT_EQ(query(), "AB12");
 }
 
 TEST_F(DevicePropertyTest, TakesTheNumberThatAScanFound)

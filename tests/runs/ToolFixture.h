@@ -18,6 +18,8 @@ constexpr char const* kFirst = "0A1B2C3D";
 inline QString const kWrite =
     QStringLiteral(R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})");
 
+inline QString const kErase = QStringLiteral(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
+
 /** Starts the tools on a rig of its own, in a directory of its own. */
 class ToolFixture : public ::testing::Test
 {

@@ -20,7 +20,6 @@ QString request(char const* json)
 QString const kEnumerate = request(R"({"command": "enumerate"})");
 QString const kRead =
     request(R"({"command": "readtoken", "fw_rux": "fw.bin", "path": "back.bin", "slot": 3})");
-QString const kErase = request(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
 
 /** A command's requests by both routes, on a vendor library that does as it is told. */
 class CommandRunTest : public ToolFixture, public ::testing::WithParamInterface<CommandFile>

@@ -85,6 +85,8 @@ void give(FakeVendor const& vendor, Record* record, std::size_t& place)
 int conclude(FakeVendor& vendor, std::string const& call, char* error, Log log, void* context)
 {
     vendor.calls.push_back(call);
+    if (log != nullptr && vendor.onCall)
+        vendor.onCall(log, context);
     if (log != nullptr && vendor.tellsCalls)
         log(2, call.c_str(), context);
     for (auto const& [level, text] : vendor.messages) {
@@ -271,6 +273,8 @@ IVrelAPI* api_acquire()
     if (vendor == nullptr)
         return s_api.load(std::memory_order_acquire);
     ++vendor->acquired;
+    if (vendor->onAcquire)
+        vendor->onAcquire();
     return vendor->isThere ? vendor->api() : nullptr;
 }
 

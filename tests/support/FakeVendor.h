@@ -3,6 +3,7 @@
 #include "external/IVrelAPI.h"
 
 #include <atomic>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -49,6 +50,9 @@ public:
     VrelApiVersionRecord version = {};
     VrelDeviceList devices = {};
     bool listsDevices = true; ///< otherwise the list is left as it came
+
+    std::function<void()> onAcquire;                       ///< done by `api_acquire`
+    std::function<void(VrelApiLogCallback, void*)> onCall; ///< done by each operation on a device
 
     std::atomic<bool> isThere{true}; ///< whether `api_acquire` yields it
     std::atomic<int> acquired{0};

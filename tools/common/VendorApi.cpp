@@ -5,7 +5,16 @@
 #include "framework/LogSink.h"
 #include "plugin/VrelManager.h"
 
+#include <deque>
 #include <type_traits>
+
+LogHandler& VendorApi::lastingLog(QString const& name)
+{
+    static auto& s_handlers = *new std::deque<LogHandler>;
+    LogHandler& log = s_handlers.emplace_back();
+    log.setName(name);
+    return log;
+}
 
 VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
 {

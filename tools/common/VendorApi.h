@@ -16,6 +16,12 @@ namespace VendorApi {
 /** USB path → serial number. */
 using DeviceList = std::map<QString, QString>;
 
+/**
+ * A new handler to log a device's operations with, under the name of a program. It is never destroyed: a thread of the
+ * vendor library may log to it when the operation is long over. From one thread at a time.
+ */
+LogHandler& lastingLog(QString const& name);
+
 /** A handle; one that tests false has been logged at level 1. */
 VrelApiManager fetch(VrelManager& manager, LogHandler const& log);
 

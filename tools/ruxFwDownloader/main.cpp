@@ -1,10 +1,10 @@
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
-#include "framework/LogLineFormat.h"
-#include "framework/LogLineWriter.h"
+#include "framework/LogLines.h"
 #include "plugin/VrelManager.h"
 #include "tools/common/ExitCode.h"
-#include "tools/common/StandardStreams.h"
+#include "tools/common/ToolProcess.h"
+#include "tools/common/VendorApi.h"
 #include "tools/ruxFwDownloader/DownloaderArguments.h"
 #include "tools/ruxFwDownloader/DownloaderHelp.h"
 #include "tools/ruxFwDownloader/InProcessRun.h"
@@ -34,8 +34,7 @@ int reject(QString const& cause, LogHandler const& log)
 
 int print(QString const& text)
 {
-    bool const isWritten = std::fputs(text.toUtf8().constData(), stdout) >= 0 && std::fflush(stdout) == 0;
-    return isWritten ? ExitSuccess : ExitFailure;
+    return writeWhole(stdout, text.toUtf8()) ? ExitSuccess : ExitFailure;
 }
 
 int runCommand(QStringList const& arguments, LogHandler& log)
@@ -63,15 +62,10 @@ int printSerial(QStringList const& arguments, LogHandler& log)
     return serial ? print(*serial + QLatin1Char('\n')) : ExitFailure;
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+int run(int argc, char* argv[])
 {
-    openStandardStreams();
     QCoreApplication const application(argc, argv);
-    setLogSink(makeSink());
-    LogHandler log;
-    log.setName(QStringLiteral("ruxFwDownloader"));
+    LogHandler& log = VendorApi::lastingLog(QStringLiteral("ruxFwDownloader"));
     QStringList const arguments = QCoreApplication::arguments().mid(1);
     QString const answer = answerAboutTheProgram(arguments);
     if (!answer.isEmpty())
@@ -79,4 +73,13 @@ int main(int argc, char* argv[])
     if (arguments.value(0) == QLatin1String("getSerial"))
         return printSerial(arguments.mid(1), log);
     return runCommand(arguments, log);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    ToolProcess::begin("ruxFwDownloader");
+    setLogSink(makeSink());
+    return ToolProcess::end(run(argc, argv));
 }

@@ -2,11 +2,12 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "framework/JsonText.h"
-#include "framework/LogLineWriter.h"
+#include "framework/LogLines.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 #include "tools/common/CommandLine.h"
 #include "tools/common/ExitCode.h"
+#include "tools/common/VendorApi.h"
 #include "tools/vrelhost/RequestReader.h"
 #include "tools/vrelhost/RigCommand.h"
 #include "tools/vrelhost/RunCommand.h"
@@ -19,8 +20,8 @@
 HostTool::HostTool(std::FILE* output, std::FILE* log)
     : m_output(output)
     , m_logStream(log)
+    , m_log(VendorApi::lastingLog(QStringLiteral("vrelhost")))
 {
-    m_log.setName(QStringLiteral("vrelhost"));
     setLog(LogFormat::Text, kProgressLevel);
 }
 
@@ -220,8 +221,7 @@ int HostTool::reject(QString const& cause)
 
 int HostTool::print(QByteArray const& text)
 {
-    auto const size = static_cast<std::size_t>(text.size());
-    if (std::fwrite(text.constData(), 1, size, m_output) == size && std::fflush(m_output) == 0)
+    if (writeWhole(m_output, text))
         return ExitSuccess;
     m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write the result: ") + qt_error_string());
     return ExitFailure;

@@ -55,7 +55,7 @@ private:
     std::FILE* m_logStream;
     std::shared_ptr<TerminalLog>
         m_terminal; ///< shared with the sink; null when the log is no text on a terminal
-    LogHandler m_log;
+    LogHandler& m_log;
     QCommandLineParser m_parser;
     QString m_name;          ///< the subcommand's, or as much of it as is given
     QStringList m_arguments; ///< the positional ones, without the subcommand's name once it is known

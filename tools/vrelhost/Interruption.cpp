@@ -1,21 +1,20 @@
 #include "tools/vrelhost/Interruption.h"
 
+#include "tools/vrelhost/TerminalLog.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <ctime>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
-std::atomic<int> s_event{-1};
+std::atomic<pid_t> s_group{0};
 std::atomic<std::int64_t> s_requestTime{0}; ///< milliseconds; 0 without a request
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free,
+static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<std::int64_t>::is_always_lock_free,
               "a signal handler uses them");
 
 std::int64_t milliseconds()
@@ -40,6 +39,15 @@ void setHandler(void (*handler)(int))
     }
 }
 
+void killGroup()
+{
+    pid_t const leader = s_group;
+    if (leader == 0)
+        return;
+    ::kill(-leader, SIGKILL);
+    ::kill(leader, SIGKILL); // it may not have come to lead a group yet
+}
+
 extern "C" void requestEnd(int signal)
 {
     constexpr std::int64_t kSameRequest = 500; // some senders signal the process and then its group
@@ -47,9 +55,9 @@ extern "C" void requestEnd(int signal)
     std::int64_t const now = milliseconds();
     std::int64_t first = 0;
     if (s_requestTime.compare_exchange_strong(first, now)) {
-        std::uint64_t const one = 1;
-        static_cast<void>(::write(s_event, &one, sizeof one));
+        killGroup();
     } else if (now - first >= kSameRequest) {
+        TerminalLog::eraseAtOnce();
         setHandler(SIG_DFL);
         static_cast<void>(::raise(signal));
     }
@@ -61,24 +69,22 @@ extern "C" void requestEnd(int signal)
 Interruption::Interruption()
 {
     s_requestTime = 0;
-    s_event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (s_event >= 0)
-        setHandler(requestEnd);
+    setHandler(requestEnd);
 }
 
 Interruption::~Interruption()
 {
     setHandler(SIG_DFL);
-    ::close(s_event.exchange(-1));
 }
 
-bool Interruption::isRequested() const
+bool Interruption::isRequested()
 {
-    pollfd event = {s_event, POLLIN, 0};
-    return ::poll(&event, 1, 0) > 0;
+    return s_requestTime != 0;
 }
 
-int Interruption::descriptor() const
+void Interruption::setGroup(pid_t leader)
 {
-    return s_event;
+    s_group = leader;
+    if (isRequested())
+        killGroup();
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <sys/types.h>
+
 /**
- * While it lives, the first SIGINT or SIGTERM ends nothing but asks for an end; a later one acts by default,
- * unless it comes within half a second and so may belong to the same request. A signal that was ignored stays
- * so. There is one object at a time.
+ * While it lives, the first SIGINT, SIGTERM or SIGHUP asks for an end and kills the process group that is
+ * set, nothing else; a later one acts by default, unless it comes within half a second and so may belong to
+ * the same request. A signal that was ignored stays so. There is one object at a time.
  */
 class Interruption
 {
@@ -15,8 +17,8 @@ public:
     Interruption& operator=(Interruption const&) = delete;
 
     /** Whether an end was asked for; from any thread. */
-    bool isRequested() const;
+    static bool isRequested();
 
-    /** Becomes readable once an end was asked for, and stays so: nobody is to read from it. */
-    int descriptor() const;
+    /** The group that a request kills, at once if there was one already, with its leader; 0 for none. */
+    static void setGroup(pid_t leader);
 };

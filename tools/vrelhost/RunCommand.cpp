@@ -5,9 +5,8 @@
 #include "plugin/VrelManager.h"
 #include "tools/common/ExitCode.h"
 #include "tools/vrelhost/DeviceSelection.h"
+#include "tools/vrelhost/DownloaderRun.h"
 #include "tools/vrelhost/RequestRules.h"
-#include "tools/vrelhost/RequestRunner.h"
-#include "tools/vrelhost/RunAtATime.h"
 #include "tools/vrelhost/RunLog.h"
 #include "tools/vrelhost/RunReport.h"
 
@@ -18,6 +17,8 @@
 #include <algorithm>
 #include <atomic>
 #include <sys/resource.h>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -30,6 +31,32 @@ void allowMostOpenFiles()
         return;
     limit.rlim_cur = limit.rlim_max;
     static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit)); // without it, some devices report the lack
+}
+
+/**
+ * Calls `work` with 0 to `count` - 1, in that order, up to `jobs` calls at a time, on this thread and others;
+ * returns when all calls have. Once an end was asked for, no further call begins. Where the system has no
+ * more threads, fewer calls are made at a time.
+ * @return how many there were at a time
+ */
+int runAtATime(int count, int jobs, std::function<void(int)> const& work)
+{
+    std::atomic<int> next{0};
+    auto const takeAndWork = [&] {
+        for (int index = next++; index < count && !Interruption::isRequested(); index = next++)
+            work(index);
+    };
+    std::vector<std::thread> others;
+    try {
+        for (int i = 1; i < std::min(jobs, count); ++i)
+            others.emplace_back(takeAndWork);
+    } catch (std::system_error const&) {
+        // Those that there are, and this one, do all the work.
+    }
+    takeAndWork();
+    for (std::thread& other : others)
+        other.join();
+    return static_cast<int>(others.size()) + 1;
 }
 
 } // namespace
@@ -58,6 +85,7 @@ RunCommand::RunCommand(RunOptions options, JsonObject const& request, LogHandler
 
 RunCommand::Result RunCommand::run()
 {
+    m_interruption.emplace();
     std::optional<VrelManager> manager; // only where the vendor API is used: it gives a hold back at its end
     bool const usesApi = isInProcess() || needsList();
     if (usesApi)
@@ -84,7 +112,11 @@ RunCommand::Result RunCommand::run()
         return {ExitSuccess, downloaderArguments(runs)};
     if (m_options.isMany)
         return runMany(*chosen, runs);
-    return {runOne(runs.front(), m_log, nullptr) ? ExitSuccess : ExitFailure, {}};
+    if (Interruption::isRequested()) {
+        m_log.logMessage(kErrorLevel, "Interrupted: the request was not run");
+        return {ExitFailure, {}};
+    }
+    return {runOne(runs.front(), m_log) ? ExitSuccess : ExitFailure, {}};
 }
 
 bool RunCommand::isInProcess() const
@@ -111,7 +143,8 @@ bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) cons
     VendorApi::warnOfFullList(list, m_log);
     if (list.empty())
         m_log.logMessage(
-            1, "The vendor API lists no device: connect one in recovery mode, or name it with --sn");
+            kErrorLevel,
+            "The vendor API lists no device: connect one in recovery mode, or name it with --sn");
     return !list.empty();
 }
 
@@ -134,7 +167,7 @@ bool RunCommand::prepare(std::vector<DeviceName> const& devices, VrelApiManager 
         if (request)
             error = targets.take(*request, device);
         if (!error.isEmpty()) {
-            m_log.logMessage(1, error);
+            m_log.logMessage(kErrorLevel, error);
             return false;
         }
         if (!runs.emplace_back(device.serial, api).command.parseArguments(*request, m_log))
@@ -147,17 +180,16 @@ QByteArray RunCommand::downloaderArguments(DeviceRuns& runs) const
 {
     QByteArray lines;
     for (DeviceRun& run : runs) {
-        QStringList const arguments = RequestRunner(run.command, run.serial, m_log).downloaderArguments();
+        QStringList const arguments = DownloaderRun(run.command, run.serial, m_log).arguments();
         lines += QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact) + '\n';
     }
     return lines;
 }
 
-bool RunCommand::runOne(DeviceRun& run, LogHandler& log, Interruption const* interruption) const
+bool RunCommand::runOne(DeviceRun& run, LogHandler& log) const
 {
     if (m_options.exe)
-        return RequestRunner(run.command, run.serial, log, interruption)
-            .runDownloader(*m_options.exe, m_options.timeout);
+        return DownloaderRun(run.command, run.serial, log).run(*m_options.exe, m_options.timeout);
     return run.command.run(run.api, run.serial, log);
 }
 
@@ -165,18 +197,18 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
 {
     int const total = static_cast<int>(devices.size());
     std::vector<DeviceResult> results(devices.size());
-    Interruption const& interruption = m_interruption.emplace();
-    RunLog const runLog(devices);
+    RunLog runLog;
+    std::vector<LogHandler*> logs;
+    logs.reserve(devices.size());
+    for (DeviceName const& device : devices)
+        logs.push_back(&runLog.add(device));
     std::atomic<int> done{0};
     m_progress(0, total);
     auto const work = [&](int index) {
         auto const i = static_cast<std::size_t>(index);
-        LogHandler log;
-        log.setName(QStringLiteral("vrelhost"));
-        log.setPrefix(RunLog::label(devices[i]));
         QElapsedTimer timer;
         timer.start();
-        bool const succeeded = runOne(runs[i], log, &interruption);
+        bool const succeeded = runOne(runs[i], *logs[i]);
         results[i].outcome = succeeded ? DeviceResult::Success : DeviceResult::Failure;
         results[i].duration = timer.elapsed();
         m_progress(++done, total);
@@ -184,21 +216,22 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
     int const jobs = m_options.exe ? 1 : std::min(m_options.jobs.value_or(total), total);
     if (jobs > 1)
         allowMostOpenFiles();
-    int const atATime = runAtATime(
-        total, jobs, [&] { return interruption.isRequested(); }, work);
+    int const atATime = runAtATime(total, jobs, work);
     if (atATime < jobs)
-        m_log.logMessage(2, QStringLiteral("At most %1 of %2 devices ran at a time: the system gave no more "
-                                           "threads")
-                                .arg(atATime)
-                                .arg(jobs));
+        m_log.logMessage(kWarningLevel,
+                         QStringLiteral("At most %1 of %2 devices ran at a time: the system gave no more "
+                                        "threads")
+                             .arg(atATime)
+                             .arg(jobs));
     if (done < total)
-        m_log.logMessage(1, QStringLiteral("Interrupted: the request was not run on %1 of %2 devices")
-                                .arg(total - done)
-                                .arg(total));
+        m_log.logMessage(kErrorLevel,
+                         QStringLiteral("Interrupted: the request was not run on %1 of %2 devices")
+                             .arg(total - done)
+                             .arg(total));
 
     for (std::size_t i = 0; i < results.size(); ++i) {
         results[i].device = devices[i];
-        results[i].error = runLog.lastError(devices[i]);
+        results[i].error = runLog.lastError(*logs[i]);
     }
     bool const succeeded = std::all_of(results.begin(), results.end(), [](DeviceResult const& result) {
         return result.outcome == DeviceResult::Success;

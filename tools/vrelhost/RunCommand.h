@@ -14,8 +14,8 @@
 class LogHandler;
 
 /**
- * Carries a request out on the devices that the options name, one or many. After a run on many, signals go on
- * being held off as Interruption does while the object lives, so that the output can be written.
+ * Carries a request out on the devices that the options name, one or many. After the run, signals go on being
+ * held off as Interruption does while the object lives, so that the output can be written.
  */
 class RunCommand
 {
@@ -45,12 +45,12 @@ private:
     bool prepare(std::vector<DeviceName> const& devices, VrelApiManager const& api, DeviceRuns& runs) const;
 
     QByteArray downloaderArguments(DeviceRuns& runs) const;
-    bool runOne(DeviceRun& run, LogHandler& log, Interruption const* interruption) const;
+    bool runOne(DeviceRun& run, LogHandler& log) const;
     Result runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs);
 
     RunOptions const m_options;
     RequestTemplate const m_template;
     LogHandler& m_log;
     Progress const m_progress;
-    std::optional<Interruption> m_interruption; ///< of a run on many devices
+    std::optional<Interruption> m_interruption; ///< since the run began
 };

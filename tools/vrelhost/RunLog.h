@@ -2,39 +2,30 @@
 
 #include "framework/LogSink.h"
 
-#include <map>
-#include <mutex>
-#include <vector>
+#include <memory>
 
 /**
- * While it lives, log lines whose prefix is a device's label tell the device too, and each device's last
- * error is kept. Safe for any thread.
+ * While it lives, log lines of the handlers that it has made tell their device too, and each one's last error
+ * is kept. Lines are told apart by their handler, so that nothing in a device's name can make one pass for
+ * another's. Safe for any thread, but for making handlers.
  */
 class RunLog
 {
 public:
-    explicit RunLog(std::vector<DeviceName> const& devices);
+    RunLog();
     ~RunLog();
 
     RunLog(RunLog const&) = delete;
     RunLog& operator=(RunLog const&) = delete;
 
-    /** The prefix of the lines that belong to a device. */
-    static QString label(DeviceName const& device);
+    /** A handler for a device, whose prefix names it; it is never destroyed. */
+    LogHandler& add(DeviceName const& device);
 
-    /** The text of the device's last line at level 0 or 1; null without one. */
-    QString lastError(DeviceName const& device) const;
+    /** The text of the handler's last line at level 0 or 1; null without one. */
+    QString lastError(LogHandler const& log) const;
 
 private:
-    struct Entry
-    {
-        DeviceName device;
-        QString lastError;
-    };
+    struct State;
 
-    void take(LogLine line);
-
-    LogSink const m_next;
-    mutable std::mutex m_mutex; ///< guards the errors
-    std::map<QString, Entry> m_entries;
+    std::shared_ptr<State> const m_state; ///< shared with the sink, which other threads may be in
 };

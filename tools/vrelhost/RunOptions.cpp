@@ -1,7 +1,7 @@
 #include "tools/vrelhost/RunOptions.h"
 
 #include "tools/common/ExecutableFault.h"
-#include "tools/vrelhost/RequestRunner.h"
+#include "tools/vrelhost/DownloaderRun.h"
 
 #include <QCommandLineParser>
 
@@ -121,7 +121,7 @@ QList<QCommandLineOption> RunOptions::definitions()
 
 std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, QString& error)
 {
-    auto const timeout = number(parser.value(kTimeout), RequestRunner::kNoTimeout);
+    auto const timeout = number(parser.value(kTimeout), DownloaderRun::kNoTimeout);
     if (!timeout) {
         error = QStringLiteral("--timeout is a number of milliseconds from 0 to %1, or -1 for no limit")
                     .arg(kMost);

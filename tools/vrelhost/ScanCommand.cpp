@@ -11,7 +11,9 @@
 #include "tools/common/ExecutableFault.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/DeviceNode.h"
-#include "tools/vrelhost/DownloaderStarter.h"
+#include "tools/vrelhost/DownloaderRun.h"
+#include "tools/vrelhost/Interruption.h"
+#include "tools/vrelhost/ReportText.h"
 #include "tools/vrelhost/UsbScanner.h"
 
 #include <memory>
@@ -55,6 +57,7 @@ ScanCommand::ScanCommand(QString root, QString nodes, SerialSource source, QStri
 
 std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
 {
+    Interruption const interruption;
     VrelManager manager;
     // Before the tree is read: a vendor library may bring its devices up when it is first taken, as the
     // emulator makes its rig.
@@ -81,34 +84,41 @@ void ScanCommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& dev
     devices.merge(claimed, [](DummyDevice const& a, DummyDevice const& b) { return pathOf(a) < pathOf(b); });
 }
 
-std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
-                                                 std::list<DummyDevice> const& devices) const
+std::optional<std::vector<ScannedDevice>> ScanCommand::identify(VrelManager& manager,
+                                                                std::list<DummyDevice> const& devices) const
 {
-    VrelDevicePropertyManagerAllocator allocator(&manager, new DownloaderStarter(m_exe), useApi(m_source));
+    auto* const starter = new DownloaderStarter(m_exe); // the allocator's
+    VrelDevicePropertyManagerAllocator allocator(&manager, starter, useApi(m_source));
     std::vector<ScannedDevice> result;
     result.reserve(devices.size());
     for (DummyDevice const& record : devices) {
         bool const isClaimed = record.isClaimed != 0;
         QString const serial = querySerial(allocator, record);
+        if (m_source == SerialSource::Exe && Interruption::isRequested()) {
+            m_log.logMessage(kErrorLevel, starter->wasKilled()
+                                              ? "The downloader was ended: the scan was interrupted"
+                                              : "The scan was interrupted");
+            return std::nullopt;
+        }
         bool isDenied = false;
         if (isClaimed && serial.isNull()) {
             QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
             isDenied = DeviceNode::isDenied(node);
-            m_log.logMessage(
-                kWarningLevel,
-                QStringLiteral("No serial number for the device at %1: %2")
-                    .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
-                                                                   "install the udev rules that come with "
-                                                                   "the tools, or scan with more rights")
-                                                        .arg(node)
-                                                  : missingSerialCause(manager)));
+            m_log.logMessage(kWarningLevel,
+                             QStringLiteral("No serial number for the device at %1: %2")
+                                 .arg(ReportText::printable(pathOf(record)),
+                                      isDenied ? QStringLiteral("no permission to use its node '%1'; "
+                                                                "install the udev rules that come with "
+                                                                "the tools, or scan with more rights")
+                                                     .arg(node)
+                                               : missingSerialCause(manager, *starter)));
         }
         result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
     return result;
 }
 
-QString ScanCommand::missingSerialCause(VrelManager& manager) const
+QString ScanCommand::missingSerialCause(VrelManager& manager, DownloaderStarter const& starter) const
 {
     if (m_source == SerialSource::Api) {
         VrelApiManager api = manager.fetchApi();
@@ -121,7 +131,7 @@ QString ScanCommand::missingSerialCause(VrelManager& manager) const
     QString const fault = executableFault(m_exe);
     if (!fault.isEmpty())
         return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);
-    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed, unless it had "
-                          "to be ended")
-        .arg(m_exe);
+    if (starter.wasKilled())
+        return QStringLiteral("the downloader '%1' did not answer in time and was ended").arg(m_exe);
+    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed").arg(m_exe);
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+class DownloaderStarter;
 class LogHandler;
 class VrelManager;
 struct DummyDevice;
@@ -35,14 +36,16 @@ public:
     /**
      * The devices in the order of their paths. A claimed device without a serial number is listed all the
      * same, and logged at level 2.
-     * @return nothing, with the cause logged, when the devices could not be read
+     * @return nothing, with the cause logged, when the devices could not be read or a downloader not be
+     * waited for
      */
     std::optional<std::vector<ScannedDevice>> run() const;
 
 private:
     void claimDevices(VrelManager& manager, std::list<DummyDevice>& devices) const;
-    std::vector<ScannedDevice> identify(VrelManager& manager, std::list<DummyDevice> const& devices) const;
-    QString missingSerialCause(VrelManager& manager) const;
+    std::optional<std::vector<ScannedDevice>> identify(VrelManager& manager,
+                                                       std::list<DummyDevice> const& devices) const;
+    QString missingSerialCause(VrelManager& manager, DownloaderStarter const& starter) const;
 
     QString const m_root;
     QString const m_nodes;

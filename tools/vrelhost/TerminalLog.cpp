@@ -1,12 +1,14 @@
 #include "tools/vrelhost/TerminalLog.h"
 
-#include "framework/LogLineFormat.h"
+#include "framework/LogLines.h"
 #include "tools/vrelhost/ReportText.h"
 
 #include <QStringList>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstring>
 #include <iterator>
 #include <sys/ioctl.h>
 #include <system_error>
@@ -19,6 +21,14 @@ constexpr char const* kDefaultColour = "\x1b[0m";
 
 /** By level: errors red, warnings yellow, what only the curious want faint. */
 constexpr char const* kColours[] = {"\x1b[31m", "\x1b[31m", "\x1b[33m", "", "\x1b[2m", "\x1b[2m"};
+
+constexpr int kNowhere = -1;
+
+/** The descriptor of the terminal whose last line shows work. */
+std::atomic<int> s_drawnOn{kNowhere};
+std::atomic<bool> s_isOver{false}; ///< the process is about to end: nothing is drawn any more
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "a signal handler uses them");
 
 bool canMove()
 {
@@ -62,6 +72,14 @@ QString printableLines(QString const& text)
 bool TerminalLog::isTerminal(std::FILE* stream)
 {
     return ::isatty(::fileno(stream)) == 1;
+}
+
+void TerminalLog::eraseAtOnce()
+{
+    s_isOver = true;
+    int const terminal = s_drawnOn.exchange(kNowhere);
+    if (terminal != kNowhere)
+        static_cast<void>(::write(terminal, kEraseLine, std::strlen(kEraseLine)));
 }
 
 TerminalLog::TerminalLog(std::FILE* stream, Logger::LogLevel maxLevel)
@@ -135,9 +153,12 @@ void TerminalLog::draw()
     QString const time =
         QString::number(static_cast<double>(m_time.elapsed()) / kMillisecondsPerSecond, 'f', 1);
     QString const text = ReportText::printable(time + QStringLiteral(" s  ") + m_progress + m_latest);
+    m_isDrawn = true;
+    s_drawnOn = ::fileno(m_stream);
     // The last column stays free: a full line would make some terminals go to the next.
     put(kEraseLine + cut(text, columns(m_stream) - 1).toUtf8());
-    m_isDrawn = true;
+    if (s_isOver)
+        erase();
 }
 
 void TerminalLog::erase()
@@ -145,10 +166,10 @@ void TerminalLog::erase()
     if (m_isDrawn)
         put(kEraseLine);
     m_isDrawn = false;
+    s_drawnOn = kNowhere;
 }
 
 void TerminalLog::put(QByteArray const& bytes) const
 {
-    static_cast<void>(std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), m_stream));
-    static_cast<void>(std::fflush(m_stream));
+    writeWhole(m_stream, bytes); // a log that cannot be written stops nothing
 }

@@ -24,6 +24,11 @@ public:
     TerminalLog(std::FILE* stream, Logger::LogLevel maxLevel);
     ~TerminalLog();
 
+    /**
+     * Takes the line that shows work off the terminal for good; calls nothing but what a signal handler may.
+     */
+    static void eraseAtOnce();
+
     TerminalLog(TerminalLog const&) = delete;
     TerminalLog& operator=(TerminalLog const&) = delete;
 

@@ -1,11 +1,22 @@
-#include "tools/common/StandardStreams.h"
+#include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/HostTool.h"
+#include "tools/vrelhost/TerminalLog.h"
 
 #include <QCoreApplication>
 
+namespace {
+
+int run(int argc, char* argv[])
+{
+    HostTool tool(stdout, stderr); // first, so that what Qt has to say finds the log
+    QCoreApplication const application(argc, argv);
+    return tool.run(QCoreApplication::arguments().mid(1));
+}
+
+} // namespace
+
 int main(int argc, char* argv[])
 {
-    openStandardStreams();
-    QCoreApplication const application(argc, argv);
-    return HostTool(stdout, stderr).run(QCoreApplication::arguments().mid(1));
+    ToolProcess::begin("vrelhost", TerminalLog::eraseAtOnce);
+    return ToolProcess::end(run(argc, argv));
 }

@@ -5,7 +5,28 @@
 
 #include <QByteArray>
 
+#include <cstdio>
 #include <optional>
+
+/**
+ * @file
+ * A log line's forms, and writing them.
+ */
+
+enum class LogFormat
+{
+    Text, ///< for a person, see toReadableText
+    Json  ///< one object a line, see toJson
+};
+
+/** Returns a sink that writes lines up to `maxLevel` to a stream, each at once and whole. */
+HOST_EXPORT LogSink makeLogLineWriter(std::FILE* stream, LogFormat format, Logger::LogLevel maxLevel);
+
+/**
+ * Writes all bytes, however slowly they are taken, not mixed with those of other threads.
+ * @return whether they could be written
+ */
+HOST_EXPORT bool writeWhole(std::FILE* stream, QByteArray const& bytes);
 
 /** A line's text, without level, name or prefix; label and value stand side by side. */
 HOST_EXPORT QString toText(LogLine const& line);

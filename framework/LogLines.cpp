@@ -1,9 +1,12 @@
-#include "framework/LogLineFormat.h"
+#include "framework/LogLines.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cerrno>
 #include <iterator>
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 
@@ -17,7 +20,48 @@ QLatin1String const kValue("value");
 /** Words by level; progress speaks for itself. */
 constexpr char const* kLevelWords[] = {"fatal: ", "error: ", "warning: ", "", "trace: ", "raw: "};
 
+/** Waits until a stream that does not block takes bytes again. */
+bool waitUntilWritable(int descriptor)
+{
+    constexpr int kForever = -1;
+    pollfd stream = {descriptor, POLLOUT, 0};
+    return ::poll(&stream, 1, kForever) > 0 || errno == EINTR;
+}
+
+bool writeAll(int descriptor, QByteArray const& bytes)
+{
+    int written = 0;
+    while (written < bytes.size()) {
+        auto const rest = static_cast<std::size_t>(bytes.size() - written);
+        ssize_t const count = ::write(descriptor, bytes.constData() + written, rest);
+        if (count >= 0)
+            written += static_cast<int>(count);
+        else if (errno == EAGAIN ? !waitUntilWritable(descriptor) : errno != EINTR)
+            return false;
+    }
+    return true;
+}
+
 } // namespace
+
+bool writeWhole(std::FILE* stream, QByteArray const& bytes)
+{
+    ::flockfile(stream);
+    // Not by the stream itself: it gives up where a signal comes between or a stream does not block.
+    bool const isWritten = std::fflush(stream) == 0 && writeAll(::fileno(stream), bytes);
+    ::funlockfile(stream);
+    return isWritten;
+}
+
+LogSink makeLogLineWriter(std::FILE* stream, LogFormat format, Logger::LogLevel maxLevel)
+{
+    return [stream, format, maxLevel](LogLine const& line) {
+        if (line.level > maxLevel)
+            return;
+        QByteArray const bytes = format == LogFormat::Json ? toJson(line) : toReadableText(line).toUtf8();
+        writeWhole(stream, bytes + '\n'); // a log that cannot be written stops nothing
+    };
+}
 
 QString toText(LogLine const& line)
 {

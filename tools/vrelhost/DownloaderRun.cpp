@@ -1,0 +1,206 @@
+#include "tools/vrelhost/DownloaderRun.h"
+
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+#include "framework/LogSink.h"
+#include "plugin/VrelProcessWait.h"
+#include "tools/common/ExecutableFault.h"
+#include "tools/vrelhost/Interruption.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QProcess>
+#include <QThread>
+
+#include <atomic>
+#include <csignal>
+#include <memory>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/** Kills what is left of a group, and waits until it has given back what it holds, which the system may
+ * delay. */
+void endGroup(pid_t group)
+{
+    constexpr unsigned long kInterval = 5;
+    constexpr int kReapTime = 5000;
+    ::kill(-group, SIGKILL);
+    QDeadlineTimer const deadline(kReapTime);
+    while (::kill(-group, 0) == 0 && !deadline.hasExpired()) {
+        if (::waitpid(-group, nullptr, WNOHANG) <= 0)
+            QThread::msleep(kInterval);
+    }
+}
+
+/** Lets an interruption end a process that is to lead a group, and its group end with it when it is killed.
+ */
+void tie(QProcess& process)
+{
+    // What a killed downloader leaves becomes this process's to reap: the system's own reaper may take its
+    // time.
+    static_cast<void>(::prctl(PR_SET_CHILD_SUBREAPER, 1));
+    auto const group = std::make_shared<pid_t>(0);
+    QObject::connect(&process, &QProcess::started, [&process, group] {
+        *group = static_cast<pid_t>(process.processId());
+        Interruption::setGroup(*group);
+    });
+    QObject::connect(&process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
+                     [group](int /*exitCode*/, QProcess::ExitStatus status) {
+                         Interruption::setGroup(0);
+                         if (status == QProcess::CrashExit)
+                             endGroup(*group);
+                     });
+}
+
+/** Leads a process group of its own, and is killed when the thread that started it ends. */
+class Downloader : public QProcess
+{
+public:
+    Downloader()
+    {
+        tie(*this);
+        setStandardInputFile(QProcess::nullDevice()); // one that reads sees the end
+    }
+
+protected:
+    /** Between fork and exec: calls nothing but what a signal handler may. */
+    void setupChildProcess() override
+    {
+        static_cast<void>(::setpgid(0, 0));
+        static_cast<void>(::prctl(PR_SET_PDEATHSIG, SIGKILL));
+    }
+};
+
+/** Starts and waits as the library does, which tells nothing of a process of its own. */
+class Runner : public VrelFlashUtils::ExeRunner
+{
+public:
+    void run(QProcess& process, QString const& exe, QStringList const& args,
+             unsigned long long timeout) override
+    {
+        process.start(exe, args, QIODevice::ReadOnly);
+        success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
+    }
+};
+
+/** Takes the arguments and starts nothing. */
+class ArgumentCollector : public VrelFlashUtils::ExeRunner
+{
+public:
+    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
+             unsigned long long /*timeout*/) override
+    {
+        collected = args;
+        success = true;
+    }
+
+    QStringList collected;
+};
+
+/** While it lives, notices whether the log gets an error. Of one thread at a time, as downloaders are. */
+class ErrorWatch
+{
+public:
+    ErrorWatch()
+        : m_next(setLogSink({}))
+    {
+        setLogSink([next = m_next, hasError = m_hasError](LogLine const& line) {
+            if (line.level <= kErrorLevel)
+                *hasError = true;
+            next(line);
+        });
+    }
+
+    ~ErrorWatch() { setLogSink(m_next); }
+
+    ErrorWatch(ErrorWatch const&) = delete;
+    ErrorWatch& operator=(ErrorWatch const&) = delete;
+
+    bool hasError() const { return *m_hasError; }
+
+private:
+    LogSink const m_next;
+    std::shared_ptr<std::atomic<bool>> const m_hasError = std::make_shared<std::atomic<bool>>(false);
+};
+
+} // namespace
+
+DownloaderRun::DownloaderRun(VrelFlashUtils& command, QString serial, LogHandler& log)
+    : m_command(command)
+    , m_serial(std::move(serial))
+    , m_log(log)
+{
+}
+
+bool DownloaderRun::run(QString const& exe, int timeout)
+{
+    QString const fault = executableFault(exe);
+    if (!fault.isEmpty()) {
+        m_log.logMessage(
+            kErrorLevel,
+            QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe").arg(exe, fault));
+        return false;
+    }
+    ErrorWatch const watch;
+    QElapsedTimer timer;
+    timer.start();
+    Downloader process;
+    Runner runner;
+    // An absolute path, since a bare name would be looked up in PATH. A negative time-out keeps its meaning
+    // in the low bits.
+    m_command.commonRun(process, QFileInfo(exe).absoluteFilePath(), m_serial, m_log, runner,
+                        static_cast<unsigned long long>(timeout));
+    if (runner.success)
+        return true;
+    bool const wasKilled = process.exitStatus() == QProcess::CrashExit;
+    if (wasKilled && Interruption::isRequested())
+        m_log.logMessage(kErrorLevel, "The downloader was ended: the run was interrupted");
+    else if (wasKilled && timeout != kNoTimeout && timer.elapsed() >= timeout)
+        m_log.logMessage(kErrorLevel,
+                         QStringLiteral("The downloader did not finish within %1 ms and was ended; "
+                                        "--timeout gives it more time")
+                             .arg(timeout));
+    else if (!watch.hasError()) // otherwise the downloader has said more
+        m_log.logMessage(kErrorLevel,
+                         QStringLiteral("The downloader '%1' failed; see its lines above").arg(exe));
+    return false;
+}
+
+QStringList DownloaderRun::arguments()
+{
+    // The library wants a file that could be run before it tells the arguments; this very program will do.
+    QProcess process;
+    ArgumentCollector collector;
+    m_command.commonRun(process, QCoreApplication::applicationFilePath(), m_serial, m_log, collector, 0);
+    return collector.collected;
+}
+
+DownloaderStarter::DownloaderStarter(QString const& exe)
+    // A name that findProgram left alone must not become a file of the working directory.
+    : m_exe(executableFault(exe).isEmpty() ? QFileInfo(exe).absoluteFilePath() : QString())
+{
+}
+
+bool DownloaderStarter::startProgram(QProcess& process, QStringList const& arguments)
+{
+    m_wasKilled = false;
+    if (m_exe.isEmpty())
+        return false;
+    tie(process);
+    QObject::connect(&process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
+                     [this](int signal, QProcess::ExitStatus status) {
+                         m_wasKilled = status == QProcess::CrashExit && signal == SIGKILL;
+                     });
+    process.setStandardInputFile(QProcess::nullDevice());
+    // The library's own process cannot be told to lead a group; setsid does so and becomes the downloader.
+    process.start(QStringLiteral("setsid"), QStringList(m_exe) + arguments, QIODevice::ReadOnly);
+    if (process.waitForStarted())
+        return true;
+    process.start(m_exe, arguments, QIODevice::ReadOnly);
+    return process.waitForStarted();
+}
