@@ -97,11 +97,13 @@ std::vector<ScannedDevice> ScanCommand::identify(VrelManager& manager,
             m_log.logMessage(
                 kWarningLevel,
                 QStringLiteral("No serial number for the device at %1: %2")
-                    .arg(pathOf(record), isDenied ? QStringLiteral("no permission to use its node '%1'; "
-                                                                   "install the udev rules that come with "
-                                                                   "the tools, or scan with more rights")
-                                                        .arg(node)
-                                                  : missingSerialCause(manager)));
+                    .arg(pathOf(record),
+                         isDenied
+                             ? QStringLiteral("no permission to use its node '%1'; "
+                                              "install the udev rules that come with the tools and be at the "
+                                              "seat or in the group plugdev, or scan with more rights")
+                                   .arg(node)
+                             : missingSerialCause(manager)));
         }
         result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
