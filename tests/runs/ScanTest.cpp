@@ -173,7 +173,8 @@ TEST_F(ScanTest, WhatMayNotBeReadIsToldWithTheWayOut)
     EXPECT_EQ(outcome.lines().at(1),
               QStringLiteral(
                   "2 No serial number for the device at 1-1: no permission to use its node 'dev/001/042'; "
-                  "install the udev rules that come with the tools, or scan with more rights"));
+                  "install the udev rules that come with the tools and be at the seat or in the group "
+                  "plugdev, or scan with more rights"));
     EXPECT_TRUE(outcome.lines().at(2).startsWith(
         QLatin1String("2 No serial number for the device at 1-2: the vendor")));
     EXPECT_TRUE(scanAsUser(options({"--json"}))

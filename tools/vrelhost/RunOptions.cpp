@@ -134,7 +134,7 @@ std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, QSt
     options.isJson = parser.isSet(kJson);
     options.isDryRun = parser.isSet(kDryRun);
     if (parser.isSet(kExe))
-        options.exe = findProgram(parser.value(kExe));
+        options.exe.emplace(findProgram(parser.value(kExe)));
     if (parser.isSet(kJobs)) {
         options.jobs = number(parser.value(kJobs), 1);
         if (!options.jobs) {
