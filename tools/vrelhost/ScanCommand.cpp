@@ -104,14 +104,16 @@ std::optional<std::vector<ScannedDevice>> ScanCommand::identify(VrelManager& man
         if (isClaimed && serial.isNull()) {
             QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
             isDenied = DeviceNode::isDenied(node);
-            m_log.logMessage(kWarningLevel,
-                             QStringLiteral("No serial number for the device at %1: %2")
-                                 .arg(ReportText::printable(pathOf(record)),
-                                      isDenied ? QStringLiteral("no permission to use its node '%1'; "
-                                                                "install the udev rules that come with "
-                                                                "the tools, or scan with more rights")
-                                                     .arg(node)
-                                               : missingSerialCause(manager, *starter)));
+            m_log.logMessage(
+                kWarningLevel,
+                QStringLiteral("No serial number for the device at %1: %2")
+                    .arg(ReportText::printable(pathOf(record)),
+                         isDenied
+                             ? QStringLiteral("no permission to use its node '%1'; "
+                                              "install the udev rules that come with the tools and be at "
+                                              "the seat or in the group plugdev, or scan with more rights")
+                                   .arg(node)
+                             : missingSerialCause(manager, *starter)));
         }
         result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
     }
