@@ -1,9 +1,6 @@
 #include "emulator/CardInfo.h"
 
-#include "emulator/FileSystem.h"
-#include "emulator/HexText.h"
-#include "emulator/InputFile.h"
-#include "emulator/RigError.h"
+#include "emulator/Text.h"
 
 #include <algorithm>
 
@@ -11,58 +8,31 @@ namespace VrelRig {
 
 namespace {
 
-constexpr std::uint64_t kMaximumFileSize = 64 * 1024;
-
-std::string readRegister(StorageDevice const& storage, RegisterFile const& source)
+std::string readRegister(Directory const& directory, RegisterFile const& source)
 {
-    auto const path = storage.file(source.name);
-    auto const bytes = parseHex(readFile(InputFile(path), kMaximumFileSize));
-    auto const expected = ": expected " + std::to_string(source.size) + " bytes in hexadecimal, found ";
-    if (!bytes)
-        throw RigError(quoted(path) + expected + "other text");
-    if (bytes->size() != source.size)
-        throw RigError(quoted(path) + expected + std::to_string(bytes->size()));
+    constexpr std::uint64_t kMaximumHexSize = 64 * 1024;
+    auto const file = directory.read(source.name);
+    auto bytes = parseHex(file.content(kMaximumHexSize));
+    if (!bytes || bytes->size() != source.size)
+        throw RigError(inQuotes(file.path()) + ": expected " + std::to_string(source.size) +
+                       " bytes in hexadecimal, found " +
+                       (bytes ? std::to_string(bytes->size()) : "other text"));
+    auto const number = bytes->begin() + static_cast<std::ptrdiff_t>(source.numberOffset);
+    std::reverse(number, number + static_cast<std::ptrdiff_t>(source.numberSize));
     return *bytes;
-}
-
-/** The buffer's numbers are little-endian, those of the registers are not. */
-void reverseNumber(std::string& bytes, std::size_t offset, std::size_t size)
-{
-    auto const first = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-    std::reverse(first, first + static_cast<std::ptrdiff_t>(size));
-}
-
-std::string emmcInfo(StorageDevice const& storage)
-{
-    constexpr std::size_t kSerialNumberOffset = 10; // PSN within the CID
-    auto ocr = readRegister(storage, kOcr);
-    reverseNumber(ocr, 0, ocr.size());
-    auto cid = readRegister(storage, kCid);
-    reverseNumber(cid, kSerialNumberOffset, sizeof(std::uint32_t));
-    return ocr + cid + readRegister(storage, kCsd) + readRegister(storage, kExtCsd);
-}
-
-std::string ufsInfo(StorageDevice const& storage)
-{
-    bool const hasAttributes = exists(storage.file(kAttributes.name));
-    return readRegister(storage, kConfiguration) +
-           (hasAttributes ? readRegister(storage, kAttributes) : std::string()) +
-           readRegister(storage, kGeometry);
 }
 
 } // namespace
 
 std::string readCardInfo(StorageDevice const& storage)
 {
-    switch (storage.kind()) {
-    case StorageKind::emmc:
-        return emmcInfo(storage);
-    case StorageKind::ufs:
-        return ufsInfo(storage);
-    case StorageKind::spi:
-        break;
+    std::string bytes;
+    for (auto const& source : kRegisterFiles) {
+        if (source.kind == storage.kind().name &&
+            (!source.isOptional || storage.directory().has(source.name)))
+            bytes += readRegister(storage.directory(), source);
     }
-    return {};
+    return bytes;
 }
 
 void copyCardInfo(std::string const& bytes, VrelCardInfo& buffer, std::uint32_t& size)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "emulator/StorageDevice.h"
+#include "emulator/Storage.h"
 
 #include <string>
 
@@ -9,17 +9,21 @@ namespace VrelRig {
 /** A register or descriptor of a storage device, kept as a file of hexadecimal text. */
 struct RegisterFile
 {
+    std::string_view kind;
     char const* name;
-    std::size_t size; ///< in bytes
+    std::size_t size;             ///< in bytes
+    std::size_t numberOffset = 0; ///< of a big-endian number, which the card information holds little-endian
+    std::size_t numberSize = 0;
+    bool isOptional = false;
 };
 
-constexpr RegisterFile kOcr = {"ocr.hex", 4};          ///< most significant byte first
-constexpr RegisterFile kCid = {"cid.hex", 16};         ///< most significant byte first
-constexpr RegisterFile kCsd = {"csd.hex", 16};         ///< most significant byte first
-constexpr RegisterFile kExtCsd = {"ext_csd.hex", 512}; ///< byte 0 first
-constexpr RegisterFile kConfiguration = {"configuration.hex", 144};
-constexpr RegisterFile kAttributes = {"attributes.hex", 60}; ///< optional
-constexpr RegisterFile kGeometry = {"geometry.hex", 68};
+/** In the order of the card information. */
+constexpr RegisterFile kRegisterFiles[] = {
+    {"emmc", "ocr.hex", 4, 0, 4},      {"emmc", "cid.hex", 16, 10, 4}, // its serial number
+    {"emmc", "csd.hex", 16},           {"emmc", "ext_csd.hex", 512},
+    {"ufs", "configuration.hex", 144}, {"ufs", "attributes.hex", 60, 0, 0, true},
+    {"ufs", "geometry.hex", 68},
+};
 
 /**
  * @return the bytes of the card-information buffer: 548 for an eMMC, 272 for a UFS with attributes, 212 for

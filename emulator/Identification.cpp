@@ -1,9 +1,9 @@
 #include "emulator/Identification.h"
 
-#include "emulator/CallerArgument.h"
+#include "emulator/JsonFile.h"
+#include "emulator/RigLayout.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace VrelRig::Identification {
 
@@ -13,38 +13,39 @@ template <std::size_t N>
 void copyBytes(JsonFile const& description, char const* key, std::uint8_t (&target)[N])
 {
     auto const bytes = description.bytes(key, N);
-    std::memcpy(target, bytes.data(), N);
+    std::copy(bytes.begin(), bytes.end(), target);
 }
 
 } // namespace
 
-void identify(RigDevice const& device, IdAnswers const& answers)
+void identify(Operation const& operation, std::uint32_t flags, std::uint32_t* oemId, VrelPlatformId* uniqueId,
+              std::uint32_t* responseFlags, VrelIdResponse* response)
 {
-    auto& uniqueId = required(answers.uniqueId, "place for the unique platform ID");
-    auto& response = required(answers.response, "place for the response record");
-    auto const description = device.description();
-    required(answers.oemId, "place for the OEM ID") = description.number("oemId");
-    required(answers.responseFlags, "place for the response flags") = description.number("responseFlags");
-    copyBytes(description, "uniqueId", uniqueId.bytes);
-    copyBytes(description, "responseHeader", response.header);
-    copyBytes(description, "imageErrors", response.imageErrors);
-    std::fill(std::begin(response.rest), std::end(response.rest), std::uint8_t(0));
+    operation.info("Identifying the device, flags " + std::to_string(flags));
+    JsonFile const description(operation.device, kDescription);
+    required(oemId, "place for the OEM ID") = description.number("oemId");
+    required(responseFlags, "place for the response flags") = description.number("responseFlags");
+    copyBytes(description, "uniqueId", required(uniqueId, "place for the unique platform ID").bytes);
+    required(response, "place for the response record") = {};
+    copyBytes(description, "responseHeader", response->header);
+    copyBytes(description, "imageErrors", response->imageErrors);
 }
 
-void tokenPid(RigDevice const& device, TokenPidAnswers const& answers)
+void tokenPid(Operation const& operation, VrelTokenPartId* partId, std::uint32_t* nonce,
+              std::uint32_t* trustedTime, std::uint32_t* deviceId, std::uint32_t* oemId)
 {
-    auto const description = device.description();
-    copyBytes(description, "partId", required(answers.partId, "place for the part ID").bytes);
-    required(answers.nonce, "place for the nonce") = description.number("nonce");
-    required(answers.trustedTime, "place for the trusted time") = description.number("trustedTime");
-    required(answers.deviceId, "place for the device ID") = description.number("deviceId");
-    required(answers.oemId, "place for the OEM ID") = description.number("oemId");
+    JsonFile const description(operation.device, kDescription);
+    copyBytes(description, "partId", required(partId, "place for the part ID").bytes);
+    required(nonce, "place for the nonce") = description.number("nonce");
+    required(trustedTime, "place for the trusted time") = description.number("trustedTime");
+    required(deviceId, "place for the device ID") = description.number("deviceId");
+    required(oemId, "place for the OEM ID") = description.number("oemId");
 }
 
-void currentOperation(RigDevice const& device, std::uint32_t* operation, std::uint32_t* context)
+void currentOperation(Operation const& operation, std::uint32_t* current, std::uint32_t* context)
 {
-    auto const description = device.description();
-    required(operation, "place for the operation") = description.number("operation");
+    JsonFile const description(operation.device, kDescription);
+    required(current, "place for the operation") = description.number("operation");
     required(context, "place for the operation's context") = description.number("operationContext");
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "emulator/Files.h"
+
 #include <QJsonObject>
 
 #include <cstdint>
@@ -16,7 +18,9 @@ class JsonFile
 {
 public:
     /** Reads the file. @throws RigError with the offset of a syntax error */
-    explicit JsonFile(std::string path);
+    JsonFile(Directory const& directory, std::string const& name);
+
+    std::string const& path() const { return m_path; }
 
     std::string text(char const* key) const;
     std::uint32_t number(char const* key) const;
@@ -30,7 +34,7 @@ private:
 };
 
 /** @return how often the operation recorded in this file has been done; 0 when the file does not exist */
-std::uint32_t recordedCount(std::string const& path);
+std::uint32_t recordedCount(Directory const& directory, std::string const& name);
 
 /** @return the object as an indented JSON text */
 std::string jsonText(QJsonObject const& object);

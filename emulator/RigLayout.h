@@ -1,16 +1,15 @@
 #pragma once
 
 /** The names of files and directories that several classes share. */
-namespace VrelRig::RigLayout {
+namespace VrelRig {
 
-// Relative to the rig's root.
-constexpr char const* kDevices = "/devices";
-constexpr char const* kUsbTree = "/sysfs";
-constexpr char const* kLock = "/.lock";
-constexpr char const* kTemporary = "/.tmp";
+// In the rig's root.
+constexpr char const* kDevices = "devices";
+constexpr char const* kUnplugged = "unplugged";
+constexpr char const* kUsbTree = "sysfs";
+constexpr char const* kTemporary = ".tmp";
 
-// Relative to a device's directory.
+// In a device's directory.
 constexpr char const* kDescription = "device.json";
-constexpr char const* kLifecycle = "lifecycle.json";
 
-} // namespace VrelRig::RigLayout
+} // namespace VrelRig

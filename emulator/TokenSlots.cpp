@@ -1,68 +1,62 @@
 #include "emulator/TokenSlots.h"
 
-#include "emulator/CallerArgument.h"
-#include "emulator/FileCopy.h"
-#include "emulator/FileSystem.h"
-
-namespace VrelRig {
+namespace VrelRig::TokenSlots {
 
 namespace {
 
-constexpr unsigned kSlotCount = 16;
-constexpr std::uint64_t kMaximumSize = 1024 * 1024;
-
-std::string sizeText(std::uint64_t size)
+std::string titleOf(std::uint8_t slot)
 {
-    return std::to_string(size) + " bytes";
+    return "Token slot " + std::to_string(slot);
+}
+
+std::string fileOf(std::uint8_t slot)
+{
+    constexpr unsigned kSlotCount = 16;
+    if (slot < kSlotCount)
+        return "slot-" + std::to_string(slot) + ".bin";
+    throw RigError("There is no token slot " + std::to_string(slot) + ": slots are 0 to " +
+                   std::to_string(kSlotCount - 1));
+}
+
+/** @return the slot's file, nothing for an empty slot */
+std::optional<InputFile> tokenIn(Directory const& slots, std::string const& file)
+{
+    auto token = slots.has(file) ? std::make_optional(slots.read(file)) : std::nullopt;
+    return token && token->size() > 0 ? token : std::nullopt;
 }
 
 } // namespace
 
-void TokenSlots::write(std::uint8_t slot, char const* tokenPath, OperationLog const& log) const
+void write(Operation const& operation, std::uint8_t slot, char const* tokenPath)
 {
-    auto const file = slotFile(slot);
+    constexpr std::uint64_t kMaximumSize = 1024 * 1024;
+    auto const file = fileOf(slot);
+    auto const slots = operation.device.make("tokens");
     auto const token = readCallerFile(tokenPath, "token file", kMaximumSize);
-    if (exists(file) && InputFile(file).size() > 0)
-        log.warning("Token slot " + std::to_string(slot) + " is overwritten");
-    m_device.rig().store(file, token);
-    log.info("Token slot " + std::to_string(slot) + ": wrote " + sizeText(token.size()));
+    if (tokenIn(slots, file))
+        operation.warning(titleOf(slot) + " is overwritten");
+    slots.store(file, token);
+    operation.info(titleOf(slot) + ": wrote " + std::to_string(token.size()) + " bytes");
 }
 
-void TokenSlots::read(std::uint8_t slot, char const* targetPath, OperationLog const& log) const
+void read(Operation const& operation, std::uint8_t slot, char const* targetPath)
 {
     auto const target = requiredText(targetPath, "target file");
-    auto const token = openSlot(slot);
-    auto output = OutputFile::outside(target);
-    copyBytes(token, 0, token.size(), output);
-    output.commit();
-    log.info("Token slot " + std::to_string(slot) + ": read " + sizeText(token.size()));
+    auto const token = tokenIn(operation.device.make("tokens"), fileOf(slot));
+    if (!token)
+        throw RigError(titleOf(slot) + " is empty");
+    copyToTarget(*token, 0, token->size(), target);
+    operation.info(titleOf(slot) + ": read " + std::to_string(token->size()) + " bytes");
 }
 
-void TokenSlots::erase(std::uint8_t slot, OperationLog const& log) const
+void erase(Operation const& operation, std::uint8_t slot)
 {
-    auto const file = openSlot(slot).path();
-    removeTree(file);
-    syncDirectory(parentOf(file));
-    log.info("Token slot " + std::to_string(slot) + ": erased");
+    auto const file = fileOf(slot);
+    auto const slots = operation.device.make("tokens");
+    if (!tokenIn(slots, file))
+        throw RigError(titleOf(slot) + " is empty");
+    slots.remove(file);
+    operation.info(titleOf(slot) + ": erased");
 }
 
-std::string TokenSlots::slotFile(std::uint8_t slot) const
-{
-    if (slot >= kSlotCount)
-        throw RigError("There is no token slot " + std::to_string(slot) + ": slots are 0 to " +
-                       std::to_string(kSlotCount - 1));
-    return m_device.file("tokens/slot-" + std::to_string(slot) + ".bin");
-}
-
-InputFile TokenSlots::openSlot(std::uint8_t slot) const
-{
-    auto const file = slotFile(slot);
-    if (exists(file)) {
-        InputFile token(file);
-        if (token.size() > 0)
-            return token;
-    }
-    throw RigError("Token slot " + std::to_string(slot) + " is empty");
-}
-
-} // namespace VrelRig
+} // namespace VrelRig::TokenSlots

@@ -1,11 +1,9 @@
 #include "emulator/TrialSettings.h"
 
-#include "emulator/NumberText.h"
-#include "emulator/RigError.h"
+#include "emulator/Text.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
+#include <QByteArray>
+
 #include <limits>
 
 namespace VrelRig::TrialSettings {
@@ -15,25 +13,16 @@ namespace {
 constexpr char const* kFaultVariable = "VREL_RIG_FAULT";
 constexpr char const* kDelayVariable = "VREL_RIG_DELAY_MS";
 
-constexpr std::array<std::string_view, 19> kOperations = {"listDevices",      "idDevice",
-                                                          "startOver",        "fwRecovery",
-                                                          "downloadFwOs",     "eraseToken",
-                                                          "configPartitions", "getTokenPid",
-                                                          "getCardInfo",      "clearRpmb",
-                                                          "idDeviceIfpFile",  "writeToken",
-                                                          "readToken",        "setDeviceLifecycleStage",
-                                                          "oemIfpProvision",  "getCardInfoToFile",
-                                                          "readBootMedia",    "downloadOemKeyManifest",
-                                                          "setCapabilities"};
+/** The operations that can fail, each between blanks. */
+constexpr std::string_view kOperations = " listDevices idDevice startOver fwRecovery downloadFwOs eraseToken "
+                                         "configPartitions getTokenPid getCardInfo"
+                                         " clearRpmb idDeviceIfpFile writeToken readToken "
+                                         "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile"
+                                         " readBootMedia downloadOemKeyManifest setCapabilities ";
 
-bool isOperation(std::string_view name)
+[[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
 {
-    return std::find(kOperations.begin(), kOperations.end(), name) != kOperations.end();
-}
-
-[[noreturn]] void refuse(std::string const& variable, std::string_view value, std::string const& reason)
-{
-    throw RigError(variable + ' ' + quoted(std::string(value)) + " is malformed: " + reason);
+    throw RigError(variable + ' ' + inQuotes(value) + " is malformed: " + reason);
 }
 
 /** Codes above INT_MAX, as in 0x80000001, stand for the negative number of the same 32 bits. */
@@ -50,55 +39,43 @@ std::optional<int> parseCode(std::string_view text)
     return static_cast<int>(negative ? 0U - bits : bits);
 }
 
-std::string_view environmentValue(char const* name)
-{
-    auto const* const value = std::getenv(name);
-    return value == nullptr ? std::string_view() : std::string_view(value);
-}
-
 } // namespace
 
-Fault parseFault(std::string_view description)
+Fault parseFault(std::string const& description)
 {
-    auto const operation = description.substr(0, description.find(':'));
-    if (operation.size() == description.size())
+    auto const end = description.find(':');
+    auto const codeEnd = end == std::string::npos ? end : description.find(':', end + 1);
+    if (end == std::string::npos)
         refuse(kFaultVariable, description, "OPERATION:CODE[:TEXT] is expected");
-    if (!isOperation(operation))
-        refuse(kFaultVariable, description,
-               quoted(std::string(operation)) + " is no operation that can fail");
-    auto const rest = description.substr(operation.size() + 1);
-    auto const codeText = rest.substr(0, rest.find(':'));
+    Fault fault = {description.substr(0, end), 0, std::nullopt};
+    auto const codeText = description.substr(end + 1, codeEnd - end - 1);
     auto const code = parseCode(codeText);
+    if (kOperations.find(' ' + fault.operation + ' ') == std::string_view::npos)
+        refuse(kFaultVariable, description, inQuotes(fault.operation) + " is no operation that can fail");
     if (!code)
-        refuse(kFaultVariable, description, quoted(std::string(codeText)) + " is no 32-bit number");
+        refuse(kFaultVariable, description, inQuotes(codeText) + " is no 32-bit number");
     if (*code == 0)
         refuse(kFaultVariable, description, "the code 0 means success");
-    Fault fault = {std::string(operation), *code, std::nullopt};
-    if (codeText.size() < rest.size())
-        fault.text = std::string(rest.substr(codeText.size() + 1));
+    fault.code = *code;
+    if (codeEnd != std::string::npos)
+        fault.text = description.substr(codeEnd + 1);
     return fault;
 }
 
 std::optional<Fault> faultOf(std::string_view operation)
 {
-    auto const description = environmentValue(kFaultVariable);
-    if (description.empty())
-        return std::nullopt;
-    auto fault = parseFault(description);
-    if (fault.operation != operation)
-        return std::nullopt;
-    return fault;
+    auto const description = qgetenv(kFaultVariable).toStdString();
+    auto const fault = description.empty() ? std::nullopt : std::make_optional(parseFault(description));
+    return fault && fault->operation == operation ? fault : std::nullopt;
 }
 
 std::chrono::milliseconds delay()
 {
-    auto const text = environmentValue(kDelayVariable);
-    if (text.empty())
-        return std::chrono::milliseconds(0);
-    auto const number = parseNumber(text);
+    auto const text = qgetenv(kDelayVariable).toStdString();
+    auto const number = parseNumber(text.empty() ? "0" : text);
     if (!number || *number > std::numeric_limits<std::uint32_t>::max())
         refuse(kDelayVariable, text, "a number of milliseconds is expected");
-    return std::chrono::milliseconds(static_cast<std::uint32_t>(*number));
+    return std::chrono::milliseconds(*number);
 }
 
 } // namespace VrelRig::TrialSettings

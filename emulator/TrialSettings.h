@@ -17,7 +17,7 @@ struct Fault
 };
 
 /** @return the fault described as OPERATION:CODE[:TEXT]. @throws RigError for a malformed description */
-Fault parseFault(std::string_view description);
+Fault parseFault(std::string const& description);
 
 /** @return the fault that VREL_RIG_FAULT asks of this operation, if any. @throws RigError when malformed */
 std::optional<Fault> faultOf(std::string_view operation);

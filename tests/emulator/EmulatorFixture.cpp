@@ -17,16 +17,10 @@ EmulatorTest::EmulatorTest()
     ::unsetenv("VREL_RIG_DELAY_MS");
 }
 
-EmulatorTest::~EmulatorTest()
-{
-    std::filesystem::remove_all(m_directory);
-}
-
 std::string EmulatorTest::makeFile(std::string const& name, std::string const& content) const
 {
-    auto const path = (m_directory / name).string();
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
+    put((m_directory / name).string(), content);
+    return (m_directory / name).string();
 }
 
 HeldRigTest::HeldRigTest()
@@ -36,11 +30,39 @@ HeldRigTest::HeldRigTest()
         throw std::runtime_error("the rig cannot be taken");
 }
 
+void HeldRigTest::expect(int result, std::string const& cause) const
+{
+    EXPECT_EQ(result == 0, cause.empty()) << m_error;
+    if (!cause.empty()) {
+        EXPECT_THAT(m_error, testing::HasSubstr(cause));
+    }
+}
+
 std::string contentOf(std::string const& path)
 {
     std::ostringstream content;
     content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
+}
+
+void put(std::string const& path, std::string const& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::vector<std::string> treeOf(std::filesystem::path const& directory)
+{
+    std::vector<std::string> tree;
+    for (auto const& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        auto text = entry.path().string();
+        if (entry.is_symlink())
+            text += " -> " + std::filesystem::read_symlink(entry.path()).string();
+        else if (entry.is_regular_file())
+            text += ": " + contentOf(entry.path().string());
+        tree.push_back(std::move(text));
+    }
+    std::sort(tree.begin(), tree.end());
+    return tree;
 }
 
 int runInChild(std::function<int()> const& work)

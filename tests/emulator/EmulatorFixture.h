@@ -14,7 +14,7 @@ class EmulatorTest : public testing::Test
 {
 protected:
     EmulatorTest();
-    ~EmulatorTest() override;
+    ~EmulatorTest() override { std::filesystem::remove_all(m_directory); }
 
     /** @return a file in the test's directory with this content */
     std::string makeFile(std::string const& name, std::string const& content) const;
@@ -26,24 +26,6 @@ protected:
     std::string m_module;
 };
 
-/** The same, with the API acquired. */
-class HeldRigTest : public EmulatorTest
-{
-protected:
-    HeldRigTest();
-    ~HeldRigTest() override { api_release(); }
-
-    /** Calls an operation with the arguments between its recovery module and its error text. */
-    template <typename Member, typename... Arguments>
-    int run(Member operation, Arguments... arguments)
-    {
-        return (m_api->*operation)(m_module.c_str(), arguments..., m_error, nullptr, nullptr);
-    }
-
-    IVrelAPI* m_api;
-    char m_error[kVrelErrorTextSize] = "untouched";
-};
-
 constexpr char const* kFirst = "0A1B2C3D";  ///< has an eMMC and SPI flash
 constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
 
@@ -53,6 +35,29 @@ constexpr std::uint8_t kEmmc = 2;
 constexpr std::uint8_t kUfs = 3;
 constexpr std::uint8_t kUfsHpb = 16;
 constexpr std::uint8_t kZero = 0;
+
+/** The same, with the API acquired. */
+class HeldRigTest : public EmulatorTest
+{
+protected:
+    HeldRigTest();
+    ~HeldRigTest() override { api_release(); }
+
+    std::string deviceFile(std::string const& name) const { return rigFile("devices/0A1B2C3D/" + name); }
+
+    /** Calls an operation with the arguments between its recovery module and its error text. */
+    template <typename Member, typename... Arguments>
+    int run(Member operation, Arguments... arguments)
+    {
+        return (m_api->*operation)(m_module.c_str(), arguments..., m_error, nullptr, nullptr);
+    }
+
+    /** Expects the result of an operation: success without a cause, else a text that holds it. */
+    void expect(int result, std::string const& cause) const;
+
+    IVrelAPI* m_api;
+    char m_error[kVrelErrorTextSize] = "untouched";
+};
 
 /** An operation called with arguments that succeed on a new rig, but for those given. */
 struct Operation
@@ -76,7 +81,13 @@ struct Operation
 /** @return all operations on a device, each after those whose work it needs */
 std::vector<Operation> const& deviceOperations();
 
+/** @return the content of a file, also of one that is not there */
 std::string contentOf(std::string const& path);
+
+void put(std::string const& path, std::string const& content);
+
+/** @return every name in a directory, with its kind and what it holds or leads to */
+std::vector<std::string> treeOf(std::filesystem::path const& directory);
 
 /** Runs the work in a child process, which ends without cleaning up. @return its process ID */
 int runInChild(std::function<int()> const& work);

@@ -1,7 +1,5 @@
 #include "tests/emulator/EmulatorFixture.h"
 
-#include <fstream>
-
 using testing::HasSubstr;
 
 namespace {
@@ -48,59 +46,47 @@ TEST_F(FaultyRigTest, isExplained)
     auto const input = makeFile("input", "production");
     auto const output = (m_directory / "out").string();
     for (auto const& spoilt : kSpoilt) {
-        auto const path = rigFile(std::string("devices/") + kFirst + '/' + spoilt.file);
-        bool const existed = std::filesystem::exists(path);
+        SCOPED_TRACE(std::string(spoilt.file) + ' ' + spoilt.cause);
+        auto const path = deviceFile(spoilt.file);
         auto const original = contentOf(path);
+        put(path, spoilt.content != nullptr ? spoilt.content : "");
         if (spoilt.content == nullptr)
             std::filesystem::remove(path);
-        else
-            std::ofstream(path) << spoilt.content;
         for (auto const& operation : deviceOperations()) {
             auto const result =
                 operation.call(*m_api, {m_module.c_str(), input.c_str(), output.c_str(), kFirst, m_error});
-            if (std::string(operation.name) == spoilt.operation) {
-                EXPECT_NE(result, 0) << spoilt.file << ' ' << operation.name;
-                EXPECT_THAT(m_error, HasSubstr(spoilt.cause)) << spoilt.file;
-            }
+            if (std::string(operation.name) == spoilt.operation)
+                expect(result, spoilt.cause);
         }
         std::filesystem::remove(path);
-        if (existed)
-            std::ofstream(path) << original;
+        if (!original.empty())
+            put(path, original);
     }
 }
 
-TEST_F(FaultyRigTest, listLeavesOutBrokenDevicesOnly)
+TEST_F(FaultyRigTest, listLeavesOutBrokenDevicesAndEndsWithTheTwentyFourth)
 {
-    std::ofstream(rigFile("devices/5E6F7A8B/device.json")) << "{\"path\": \"2.1\"}";
-    std::ofstream(rigFile("devices/notes.txt")) << "a person's";
+    VrelDeviceList list = {};
+    auto const count = [&] { return m_api->listDevices(&list, m_error) == 0 ? int(list.count) : -1; };
+    put(rigFile("devices/5E6F7A8B/device.json"), R"({"path": "2.1"})");
+    put(rigFile("devices/notes.txt"), "a person's");
     std::filesystem::create_directory(rigFile("devices/EMPTY"));
-    VrelDeviceList list = {};
-    ASSERT_EQ(m_api->listDevices(&list, m_error), 0);
-    EXPECT_EQ(list.count, 1U);
-    std::filesystem::remove_all(rigFile("devices"));
-    EXPECT_NE(m_api->listDevices(&list, m_error), 0);
-    EXPECT_THAT(m_error, HasSubstr("devices"));
-}
-
-TEST_F(FaultyRigTest, listEndsWithTheTwentyFourthDevice)
-{
+    EXPECT_EQ(count(), 1);
     for (char c = 'a'; c <= 'z'; ++c)
-        std::filesystem::copy(rigFile("devices/5E6F7A8B"), rigFile(std::string("devices/") + c));
-    VrelDeviceList list = {};
-    ASSERT_EQ(m_api->listDevices(&list, m_error), 0);
-    EXPECT_EQ(list.count, 24U);
-    EXPECT_STREQ(list.names[23], "v");
+        std::filesystem::copy(rigFile("devices/0A1B2C3D"), rigFile(std::string("devices/") + c));
+    EXPECT_EQ(count(), 24);
+    EXPECT_STREQ(list.names[23], "w");
+    std::filesystem::remove_all(rigFile("devices"));
+    EXPECT_EQ(count(), -1);
+    EXPECT_THAT(m_error, HasSubstr("devices"));
 }
 
 TEST_F(FaultyRigTest, anEmptySerialMeansTheOnlyDevice)
 {
-    std::uint32_t numbers[3] = {};
     std::filesystem::remove_all(rigFile("devices/5E6F7A8B"));
-    EXPECT_EQ(m_api->startOver(&numbers[0], &numbers[1], &numbers[2], "", m_error, nullptr, nullptr), 0)
-        << m_error;
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, ""), "");
     std::filesystem::remove_all(rigFile("devices/0A1B2C3D"));
-    EXPECT_NE(m_api->startOver(&numbers[0], &numbers[1], &numbers[2], "", m_error, nullptr, nullptr), 0);
-    EXPECT_STREQ(m_error, "The rig holds no device");
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, ""), "The rig holds no device");
 }
 
 } // namespace

@@ -1,7 +1,6 @@
-#include "emulator/ErrorText.h"
-#include "emulator/HexText.h"
-#include "emulator/NumberText.h"
-#include "emulator/UsbPath.h"
+#include "emulator/Text.h"
+#include "emulator/Devices.h"
+#include "emulator/Operation.h"
 
 #include "external/IVrelAPI.h"
 
@@ -56,7 +55,8 @@ TEST(NumberText, isParsedStrictly)
 TEST(HexText, isReadBackAsWritten)
 {
     std::string const bytes("\x00\x7F\x80\xFFsome more than sixteen", 26);
-    EXPECT_EQ(VrelRig::parseHex(VrelRig::formatHexLines(bytes)), bytes);
+    EXPECT_EQ(VrelRig::parseHex("# FF\n" + VrelRig::formatHex(bytes) + "\t# 00\n"), bytes);
+    EXPECT_EQ(VrelRig::parseHex("c0FF\r\n80"), "\xC0\xFF\x80");
     for (char const* const text : {"0", "0 1", "0x01", "GG", "001"})
         EXPECT_FALSE(VrelRig::parseHex(text)) << text;
 }

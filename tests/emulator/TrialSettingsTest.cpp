@@ -51,7 +51,7 @@ TEST_F(TrialSettingsTest, malformedOnesFailEverywhere)
 {
     for (char const* const fault :
          {"readToken", "readToken:", "readToken:x", "readToken:0x", "readToken:0", "readToken:4294967296",
-          "readToken:--1", "noSuchThing:1", "getApiVersion:1", ":1", "readToken: 5"}) {
+          "readToken:--1", "noSuchThing:1", "getApiVersion:1", ":1", "readToken: 5", "readToken:0 1"}) {
         ::setenv("VREL_RIG_FAULT", fault, 1);
         for (auto const& operation : deviceOperations()) {
             EXPECT_NE(operation.call(*m_api, {m_module.c_str(), nullptr, nullptr, kFirst, m_error}), 0)

@@ -1,0 +1,135 @@
+#include "emulator/Records.h"
+
+#include "emulator/JsonFile.h"
+
+#include <QCryptographicHash>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+namespace VrelRig::Records {
+
+namespace {
+
+constexpr std::array<char const*, 4> kStages = {"development", "manufacturing", "production",
+                                                "decommissioned"};
+
+QJsonValue fileNameOf(std::string const& path)
+{
+    return jsonValue(std::filesystem::path(path).filename().string());
+}
+
+/** Reports the packets of a file going to the device, in quarters. */
+void reportTransfer(Operation const& operation, std::string const& what, std::uint64_t size)
+{
+    constexpr std::uint64_t kSteps = 4;
+    for (std::uint64_t step = 1; step <= kSteps; ++step) {
+        auto const sent = size / kSteps * step + size % kSteps * step / kSteps;
+        operation.trace("TX " + what + ' ' + std::to_string(sent) + " of " + std::to_string(size));
+        operation.trace("RX " + what + " acknowledged");
+        operation.info("Downloading " + what + ": " + std::to_string(step * 100 / kSteps) + " %");
+    }
+}
+
+QJsonObject download(Operation const& operation, char const* what, InputFile const& file)
+{
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    operation.info(std::string("Downloading ") + what + ' ' + inQuotes(file.path()));
+    file.read(0, file.size(),
+              [&](std::string_view piece) { hash.addData(piece.data(), static_cast<int>(piece.size())); });
+    reportTransfer(operation, what, file.size());
+    return {{"file", fileNameOf(file.path())},
+            {"size", static_cast<qint64>(file.size())},
+            {"sha256", QString::fromLatin1(hash.result().toHex())}};
+}
+
+void storeCounted(Directory const& directory, std::string const& name, QJsonObject record)
+{
+    record.insert("count", static_cast<qint64>(recordedCount(directory, name)) + 1);
+    directory.store(name, jsonText(record));
+}
+
+std::size_t rankOf(std::string const& stage, std::string const& source)
+{
+    auto const* const found = std::find(kStages.begin(), kStages.end(), stage);
+    if (found != kStages.end())
+        return static_cast<std::size_t>(found - kStages.begin());
+    std::string known;
+    for (auto const* const name : kStages)
+        known += (known.empty() ? "" : ", ") + std::string(name);
+    throw RigError(inQuotes(source) + " names no lifecycle stage (" + known + ")");
+}
+
+} // namespace
+
+void downloadRecovery(Operation const& operation, InputFile const& module, VrelIfpRecord const& ifp)
+{
+    auto const* const bytes = reinterpret_cast<char const*>(ifp.bytes);
+    storeCounted(operation.device.make("firmware"), "recovery.json",
+                 {{"module", download(operation, "recovery module", module)},
+                  {"ifpRecord", jsonValue(formatHex({bytes, sizeof(ifp.bytes)}))}});
+}
+
+void downloadFwOs(Operation const& operation, InputFile const& module, char const* const (&files)[3],
+                  std::uint32_t flags)
+{
+    struct Part
+    {
+        char const* title;
+        char const* key;
+    };
+    constexpr Part kParts[] = {
+        {"firmware image", "fwImage"}, {"OS recovery module", "osModule"}, {"OS image", "osImage"}};
+    openCallerFile(files[0], kParts[0].title); // the only one that is not optional
+    QJsonObject record = {{"flags", jsonValue(hexNumber(flags))},
+                          {"fwModule", download(operation, "recovery module", module)}};
+    for (std::size_t i = 0; i < std::size(kParts); ++i) {
+        auto const& [title, key] = kParts[i];
+        if (files[i] != nullptr && *files[i] != '\0')
+            record.insert(QLatin1String(key), download(operation, title, openCallerFile(files[i], title)));
+    }
+    storeCounted(operation.device.make("firmware"), "fw-os.json", record);
+}
+
+void countStartOver(Operation const& operation, std::uint32_t flags)
+{
+    storeCounted(operation.device, "start-over.json", {{"flags", jsonValue(hexNumber(flags))}});
+}
+
+void provision(Operation const& operation, Provision const& kind, char const* path)
+{
+    constexpr std::uint64_t kMaximumSize = 16 * 1024 * 1024;
+    auto const directory = operation.device.make("provisioning");
+    auto const record = std::string(kind.name) + ".json";
+    auto const content = readCallerFile(path, kind.title, kMaximumSize);
+    std::string const names[] = {std::string(kind.name) + "-0.bin", std::string(kind.name) + "-1.bin"};
+    auto const last = directory.has(record) ? JsonFile(directory, record).text("content") : std::string();
+    auto const& next = last == names[0] ? names[1] : names[0];
+    operation.info(std::string("Provisioning ") + kind.title + ' ' + inQuotes(path));
+    directory.store(next, content);
+    // The record comes last: until it names the new content, the old one counts.
+    storeCounted(directory, record,
+                 {{"content", jsonValue(next)},
+                  {"file", fileNameOf(path)},
+                  {"size", static_cast<qint64>(content.size())}});
+    if ((last == names[0] || last == names[1]) && directory.has(last))
+        directory.remove(last);
+}
+
+void advanceLifecycle(Operation const& operation, char const* tokenPath)
+{
+    constexpr std::uint64_t kMaximumSize = 4096;
+    auto const token = QByteArray::fromStdString(readCallerFile(tokenPath, "lifecycle token", kMaximumSize));
+    auto const wanted = token.trimmed().toStdString();
+    constexpr char const* kLifecycle = "lifecycle.json";
+    JsonFile const lifecycle(operation.device, kLifecycle);
+    auto const stage = lifecycle.text("stage");
+    if (rankOf(wanted, tokenPath) <= rankOf(stage, lifecycle.path()))
+        throw RigError("The lifecycle stage moves forward only: it is " + inQuotes(stage) +
+                       ", asked for is " + inQuotes(wanted));
+    storeCounted(operation.device, kLifecycle, {{"stage", jsonValue(wanted)}});
+    operation.info("Lifecycle stage: " + stage + " -> " + wanted);
+}
+
+} // namespace VrelRig::Records
