@@ -18,24 +18,6 @@ namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK; // a pipe without a peer would wait forever
 
-void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path)
-{
-    while (!bytes.empty()) {
-        auto const count = ::write(file.get(), bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR)
-            failAt("write", path);
-        if (count > 0)
-            bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
-struct stat statusOf(FileDescriptor const& file)
-{
-    struct stat status = {};
-    ::fstat(file.get(), &status);
-    return status;
-}
-
 bool isSame(timespec const& one, timespec const& other)
 {
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
@@ -55,6 +37,24 @@ FileDescriptor::FileDescriptor(int descriptor)
         delete owned;
     })
 {
+}
+
+void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path)
+{
+    while (!bytes.empty()) {
+        auto const count = ::write(file.get(), bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            failAt("write", path);
+        if (count > 0)
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+struct stat statusOf(FileDescriptor const& file)
+{
+    struct stat status = {};
+    ::fstat(file.get(), &status);
+    return status;
 }
 
 InputFile::InputFile(std::string const& path)
@@ -225,7 +225,6 @@ void Directory::rename(std::string const& name, Directory const& target, std::st
 {
     if (::renameat(m_file.get(), name.c_str(), target.m_file.get(), newName.c_str()) != 0)
         failAt("put in place", target.path(newName));
-    target.sync();
 }
 
 void Directory::remove(std::string const& name) const
@@ -342,6 +341,7 @@ void OutputFile::commit()
         failAt("write", m_path);
     m_place.rename(m_temporary, m_directory, m_name);
     m_temporary.clear();
+    m_directory.sync();
 }
 
 void OutputFile::openTemporary(mode_t mode)

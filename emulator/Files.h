@@ -33,6 +33,11 @@ private:
     std::shared_ptr<int const> m_descriptor;
 };
 
+struct stat statusOf(FileDescriptor const& file);
+
+/** @throws RigError with the path */
+void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path);
+
 /** A regular file opened for reading. */
 class InputFile
 {

@@ -12,6 +12,12 @@
 #include <map>
 #include <set>
 
+/** Has the linker take the files out of a static library; the macro does not work in a namespace. */
+static void useNewRigFiles()
+{
+    Q_INIT_RESOURCE(newrig);
+}
+
 namespace VrelRig {
 
 namespace {
@@ -118,6 +124,7 @@ void makeDevice(Directory const& directory, DeviceDescription const& device)
 
 std::string newRigFile(char const* name, std::vector<std::string> const& texts)
 {
+    useNewRigFiles();
     QFile file(QStringLiteral(":/newrig/") + QLatin1String(name));
     file.open(QIODevice::ReadOnly);
     auto content = QString::fromUtf8(file.readAll());

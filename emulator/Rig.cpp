@@ -2,11 +2,13 @@
 
 #include "emulator/Devices.h"
 #include "emulator/RigLayout.h"
+#include "emulator/RigMarker.h"
 #include "emulator/Text.h"
 #include "emulator/UsbTree.h"
 
 #include <algorithm>
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <thread>
 
@@ -24,20 +26,20 @@ bool makeDirectory(std::string const& path)
     return isNew;
 }
 
-std::unique_ptr<RigMarker> takeMarker(Directory const& root)
+/** @return the marker, locked for this process */
+FileDescriptor takeMarker(Directory const& root)
 {
     constexpr std::chrono::seconds kPatience(10); // far longer than a rig takes to make
     constexpr std::chrono::milliseconds kInterval(5);
     auto const end = std::chrono::steady_clock::now() + kPatience;
     for (;; std::this_thread::sleep_for(kInterval)) {
-        auto marker = std::make_unique<RigMarker>(root, RigMarker::IfEmpty::make);
-        if (!marker->lock()) {
-            // Until there are devices, the other one may be making the rig.
-            if (root.has(kDevices) || std::chrono::steady_clock::now() >= end)
-                throw RigError("Another process holds the rig " + inQuotes(root.path()));
-        } else if (marker->isLinked()) {
+        auto const marker = RigMarker::open(root, O_CREAT);
+        bool const isFree = RigMarker::lock(marker);
+        if (isFree && statusOf(marker).st_nlink > 0) // and was not removed by a maker that failed
             return marker;
-        }
+        // Until there are devices, the other one may be making the rig.
+        if (!isFree && (root.has(kDevices) || std::chrono::steady_clock::now() >= end))
+            throw RigError("Another process holds the rig " + inQuotes(root.path()));
     }
 }
 
@@ -51,17 +53,18 @@ Directory openRigRoot(std::string const& path)
 }
 
 Rig::Rig(std::string const& path, std::vector<DeviceDescription> const& newDevices)
+    : m_owner(::getpid())
 {
     bool const isNewDirectory = makeDirectory(path);
     bool isBegun = true;
     try {
         m_root = openRigRoot(path);
         m_marker = takeMarker(m_root);
-        isBegun = !m_marker->id().empty();
+        isBegun = RigMarker::isBegun(m_root, m_marker);
         if (!isBegun)
-            m_marker->makeId();
+            RigMarker::begin(m_root, m_marker);
         m_workplace = m_root.make(kTemporary);
-        m_prefix = m_marker->id() + '-';
+        m_prefix = RigMarker::prefix(m_marker);
         m_root.useWorkshop(m_workplace, m_prefix);
         removeLeftovers();
         complete(newDevices);
@@ -69,12 +72,19 @@ Rig::Rig(std::string const& path, std::vector<DeviceDescription> const& newDevic
         removeLeftovers();
         if (!isBegun) {
             m_root.removeEmpty(kTemporary);
-            m_marker->removeIfAlone();
+            RigMarker::removeIfAlone(m_root);
         }
         if (isNewDirectory)
             ::rmdir(path.c_str());
         throw;
     }
+}
+
+Rig::~Rig()
+{
+    // Closing alone would not end the lock while a forked child still has a copy of the descriptor.
+    if (::getpid() == m_owner)
+        RigMarker::unlock(m_marker);
 }
 
 Directory Rig::devices() const
@@ -115,20 +125,25 @@ void Rig::removeLeftovers() const
     }
 }
 
-/** Makes devices and USB tree where they are missing, in a rig that is new or whose maker was killed. */
+/**
+ * Makes devices and USB tree where they are missing, in a rig that is new or whose maker was killed. The
+ * devices come last: with them it is a rig.
+ */
 void Rig::complete(std::vector<DeviceDescription> const& newDevices)
 {
     m_isNew = !m_root.has(kDevices);
-    if (m_isNew || !m_root.has(kUsbTree)) {
+    bool const isTreeNew = !m_root.has(kUsbTree);
+    if (m_isNew || isTreeNew) {
         auto const name = m_prefix + "new";
         auto const parts = m_workplace.make(name);
         if (m_isNew)
             makeDevices(parts.make(kDevices), newDevices);
-        UsbTree::make(parts.make(kUsbTree), m_isNew ? parts.open(kDevices) : devices());
-        for (auto const* const part : {kDevices, kUsbTree}) {
-            if (!m_root.has(part))
-                parts.rename(part, m_root, part);
-        }
+        UsbTree::make(isTreeNew ? parts.make(kUsbTree) : m_root.open(kUsbTree),
+                      m_isNew ? parts.open(kDevices) : devices());
+        if (isTreeNew)
+            parts.rename(kUsbTree, m_root, kUsbTree);
+        if (m_isNew)
+            parts.rename(kDevices, m_root, kDevices);
         m_workplace.removeTree(name);
     }
     for (auto const* const part : {kDevices, kUsbTree})

@@ -2,7 +2,6 @@
 
 #include "emulator/Files.h"
 #include "emulator/NewRig.h"
-#include "emulator/RigMarker.h"
 
 #include <memory>
 #include <mutex>
@@ -22,6 +21,10 @@ public:
      * @throws RigError when another process has it, and when it can be neither opened nor made
      */
     Rig(std::string const& path, std::vector<DeviceDescription> const& newDevices);
+
+    ~Rig();
+    Rig(Rig const&) = delete;
+    Rig& operator=(Rig const&) = delete;
 
     /** @return whether the rig was made */
     bool isNew() const { return m_isNew; }
@@ -44,10 +47,11 @@ private:
     void complete(std::vector<DeviceDescription> const& newDevices);
 
     Directory m_root;
-    std::unique_ptr<RigMarker> m_marker;
+    FileDescriptor m_marker;
     std::string m_prefix; ///< of the names in m_workplace that are the rig's own
     Directory m_workplace;
     bool m_isNew = false;
+    pid_t m_owner;
     std::mutex m_mutex;
     std::set<std::string> m_busy;
 };

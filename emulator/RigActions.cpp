@@ -3,6 +3,7 @@
 #include "emulator/Devices.h"
 #include "emulator/Rig.h"
 #include "emulator/RigLayout.h"
+#include "emulator/RigMarker.h"
 #include "emulator/Text.h"
 #include "emulator/UsbTree.h"
 
@@ -22,7 +23,7 @@ bool isThere(std::filesystem::path const& path)
 Directory existingRig(std::string const& path)
 {
     auto root = openRigRoot(path);
-    if (RigMarker(root, RigMarker::IfEmpty::leave).id().empty())
+    if (!RigMarker::isBegun(root, RigMarker::open(root)))
         throw RigError(inQuotes(path) + " is empty and no rig");
     return root;
 }
@@ -57,10 +58,10 @@ std::string checkRig(std::string const& path)
         return canBeMade;
     }
     auto const root = openRigRoot(path);
-    RigMarker const marker(root, RigMarker::IfEmpty::leave);
-    if (marker.isHeld())
+    auto const marker = RigMarker::open(root);
+    if (RigMarker::isLocked(marker))
         throw RigError("Another process holds the rig " + inQuotes(path));
-    bool const isMade = !marker.id().empty() && root.has(kDevices);
+    bool const isMade = RigMarker::isBegun(root, marker) && root.has(kDevices);
     for (auto const* const part : {kTemporary, kDevices, kUsbTree}) {
         if (root.has(part))
             root.open(part);

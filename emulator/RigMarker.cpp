@@ -2,109 +2,86 @@
 
 #include "emulator/Text.h"
 
-#include <QUuid>
-
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <cerrno>
 #include <fcntl.h>
 
-namespace VrelRig {
+namespace VrelRig::RigMarker {
 
 namespace {
 
-constexpr char const* kMarker = ".vrel-rig";
-constexpr std::string_view kContent = "A rig of emulated devices; this file makes it one. ID ";
-constexpr std::size_t kIdSize = 32;
+constexpr char const* kName = ".vrel-rig";
+constexpr char const* kContent = "A rig of emulated devices. This file makes it one; leave it alone.\n";
 
-bool isAlone(std::vector<std::string> const& names)
+bool isAlone(Directory const& root)
 {
-    return names == std::vector<std::string>{kMarker};
+    return root.names() == std::vector<std::string>{kName};
 }
 
-FileDescriptor openMarker(Directory const& root, RigMarker::IfEmpty ifEmpty)
+bool control(FileDescriptor const& marker, int command, int type, struct flock& lock)
 {
-    auto const names = root.names();
-    if (names.empty() && ifEmpty == RigMarker::IfEmpty::leave)
-        return FileDescriptor();
-    if (!names.empty() && !std::binary_search(names.begin(), names.end(), kMarker))
-        throw RigError(inQuotes(root.path()) + " is not empty and no rig: it has no file '" + kMarker + "'");
-    return root.openFile(kMarker, names.empty() ? O_RDWR | O_CREAT : O_RDWR);
-}
-
-/** A lock of the open file, not of the process: threads share it, a child that is forked does not end it. */
-struct flock wholeFile(int type)
-{
-    struct flock lock = {};
     lock.l_type = static_cast<short>(type);
     lock.l_whence = SEEK_SET;
-    return lock;
+    return ::fcntl(marker.get(), command, &lock) == 0;
 }
 
 } // namespace
 
-RigMarker::RigMarker(Directory root, IfEmpty ifEmpty)
-    : m_root(std::move(root))
-    , m_file(openMarker(m_root, ifEmpty))
-    , m_owner(::getpid())
+FileDescriptor open(Directory const& root, int flags)
 {
+    auto const names = root.names();
+    bool const isThere = std::binary_search(names.begin(), names.end(), kName);
+    if (!names.empty() && !isThere)
+        throw RigError(inQuotes(root.path()) + " is not empty and no rig: it has no file '" + kName + "'");
+    return isThere || flags != 0 ? root.openFile(kName, O_RDWR | flags) : FileDescriptor();
 }
 
-RigMarker::~RigMarker()
+bool isBegun(Directory const& root, FileDescriptor const& marker)
 {
-    auto unlock = wholeFile(F_UNLCK);
-    // Closing alone would not end the lock while a forked child still has a copy of the descriptor.
-    if (::getpid() == m_owner)
-        ::fcntl(m_file.get(), F_OFD_SETLK, &unlock);
+    constexpr std::uint64_t kMaximumSize = 1024;
+    if (marker.get() < 0)
+        return false;
+    auto const content = InputFile(marker, root.path(kName)).content(kMaximumSize);
+    if (content.empty() && isAlone(root))
+        return false;
+    if (content == kContent)
+        return true;
+    throw RigError(inQuotes(root.path()) + " is no rig: the emulator did not write its file '" + kName + "'");
 }
 
-bool RigMarker::lock()
+void begin(Directory const& root, FileDescriptor const& marker)
 {
-    auto lock = wholeFile(F_WRLCK);
-    return ::fcntl(m_file.get(), F_OFD_SETLK, &lock) == 0;
+    writeAll(marker, kContent, root.path(kName));
 }
 
-bool RigMarker::isHeld() const
+std::string prefix(FileDescriptor const& marker)
 {
-    auto lock = wholeFile(F_WRLCK);
-    return ::fcntl(m_file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    auto const status = statusOf(marker);
+    return std::to_string(status.st_ino) + '-' + std::to_string(status.st_mtim.tv_sec) + '-' +
+           std::to_string(status.st_mtim.tv_nsec) + '-';
 }
 
-bool RigMarker::isLinked() const
+bool lock(FileDescriptor const& marker)
 {
-    struct stat status = {};
-    return ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0;
+    struct flock lock = {};
+    return control(marker, F_OFD_SETLK, F_WRLCK, lock);
 }
 
-std::string RigMarker::id() const
+void unlock(FileDescriptor const& marker)
 {
-    std::array<char, 256> buffer;
-    auto const size = m_file.get() < 0 ? 0 : ::pread(m_file.get(), buffer.data(), buffer.size(), 0);
-    std::string_view const content(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    if (size == 0 && (m_file.get() < 0 || isAlone(m_root.names())))
-        return {};
-    auto const id = content.substr(std::min(content.size(), kContent.size()), kIdSize);
-    auto const isDigit = [](unsigned char c) { return std::isxdigit(c) != 0; };
-    if (content.size() != kContent.size() + kIdSize + 1 || content.rfind(kContent, 0) != 0 ||
-        !std::all_of(id.begin(), id.end(), isDigit))
-        throw RigError(inQuotes(m_root.path()) + " is no rig: the emulator did not write its file '" +
-                       kMarker + "'");
-    return std::string(id);
+    struct flock lock = {};
+    control(marker, F_OFD_SETLK, F_UNLCK, lock);
 }
 
-void RigMarker::makeId()
+bool isLocked(FileDescriptor const& marker)
 {
-    auto const id = QUuid::createUuid().toString(QUuid::Id128).toStdString();
-    auto const content = std::string(kContent) + id + '\n';
-    if (::pwrite(m_file.get(), content.data(), content.size(), 0) != static_cast<ssize_t>(content.size()))
-        failAt("write", m_root.path(kMarker));
+    struct flock lock = {};
+    return control(marker, F_OFD_GETLK, F_WRLCK, lock) && lock.l_type != F_UNLCK;
 }
 
-void RigMarker::removeIfAlone()
+void removeIfAlone(Directory const& root)
 {
-    if (isAlone(m_root.names()))
-        m_root.remove(kMarker);
+    if (isAlone(root))
+        root.remove(kName);
 }
 
-} // namespace VrelRig
+} // namespace VrelRig::RigMarker

@@ -3,58 +3,37 @@
 #include "emulator/Files.h"
 
 #include <string>
-#include <sys/types.h>
-
-namespace VrelRig {
 
 /**
- * The file that makes a directory a rig. It holds the rig's own ID, which nobody else's files are named by;
- * its lock is the hold on the rig.
+ * The file that makes a directory a rig; its lock is the hold on the rig. The lock belongs to the open file:
+ * threads share it, a child made by fork neither has it nor ends it.
  */
-class RigMarker
-{
-public:
-    enum class IfEmpty
-    {
-        make,
-        leave
-    };
+namespace VrelRig::RigMarker {
 
-    /**
-     * Opens the marker of a rig. In an empty directory it is made, or left unopened.
-     * @throws RigError when the directory is neither empty nor a rig
-     */
-    RigMarker(Directory root, IfEmpty ifEmpty);
+/**
+ * Opens the marker of a rig; in an empty directory it is made with `flags` O_CREAT, else left unopened.
+ * @throws RigError when the directory is neither empty nor a rig
+ */
+FileDescriptor open(Directory const& root, int flags = 0);
 
-    /** Unlocks the rig. A child made by fork does not, though it inherits the descriptor. */
-    ~RigMarker();
-    RigMarker(RigMarker const&) = delete;
-    RigMarker& operator=(RigMarker const&) = delete;
+/** @return whether the rig was begun, and not only its marker. @throws RigError for a foreign file */
+bool isBegun(Directory const& root, FileDescriptor const& marker);
 
-    /** Locks the rig for this process until the object goes or the process ends. @return whether it was free
-     */
-    bool lock();
+/** Begins the rig. */
+void begin(Directory const& root, FileDescriptor const& marker);
 
-    /** @return whether another process has the lock */
-    bool isHeld() const;
+/** @return how the names of files begin that are made for this rig, and nobody else's */
+std::string prefix(FileDescriptor const& marker);
 
-    /** @return whether the marker is still there, and was not removed by a maker that failed */
-    bool isLinked() const;
+/** Locks the rig until unlock(), or until the process ends. @return whether it was free */
+bool lock(FileDescriptor const& marker);
 
-    /** @return the rig's ID; empty when nothing else of it has been made. @throws RigError for a foreign file
-     */
-    std::string id() const;
+void unlock(FileDescriptor const& marker);
 
-    /** Gives the rig an ID. */
-    void makeId();
+/** @return whether another process has the lock */
+bool isLocked(FileDescriptor const& marker);
 
-    /** Removes the marker when there is nothing else in the directory. */
-    void removeIfAlone();
+/** Removes the marker when there is nothing else in the directory. */
+void removeIfAlone(Directory const& root);
 
-private:
-    Directory m_root;
-    FileDescriptor m_file;
-    pid_t m_owner;
-};
-
-} // namespace VrelRig
+} // namespace VrelRig::RigMarker

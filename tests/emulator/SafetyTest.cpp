@@ -39,7 +39,7 @@ Linked const kLinked[] = {
     {"devices/0A1B2C3D/storage/emmc-0/rpmb.img", "clearRpmb"},
     {"devices/0A1B2C3D/storage/emmc-0/partition-0.img", "readBootMedia"},
     {"devices/0A1B2C3D/storage/emmc-0/ext_csd.hex", "getCardInfo"},
-    {"devices/0A1B2C3D/storage/emmc-0/partitions.xml", "configPartitions", "no regular file"},
+    {"devices/0A1B2C3D/storage/emmc-0/partitions.xml", "configPartitions", "already configured"},
 };
 
 TEST_F(SafetyTest, noLinkLeadsOutOfTheRig)
