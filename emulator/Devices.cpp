@@ -1,7 +1,6 @@
 #include "emulator/Devices.h"
 
 #include "emulator/JsonFile.h"
-#include "emulator/RigLayout.h"
 #include "emulator/Text.h"
 
 #include <QRegularExpression>

@@ -11,6 +11,15 @@
 /** Which devices a directory of devices holds, and where they are plugged in. */
 namespace VrelRig {
 
+// In the rig's root.
+constexpr char const* kDevices = "devices";
+constexpr char const* kUnplugged = "unplugged";
+constexpr char const* kUsbTree = "sysfs";
+constexpr char const* kTemporary = ".tmp";
+
+// In a device's directory.
+constexpr char const* kDescription = "device.json";
+
 /** Where a USB device is plugged in: "1-4.2" is bus 1, port 4 of the root hub, port 2 of the hub there. */
 struct UsbPath
 {

@@ -18,11 +18,6 @@ namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK; // a pipe without a peer would wait forever
 
-bool isSame(timespec const& one, timespec const& other)
-{
-    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-}
-
 } // namespace
 
 void failAt(std::string const& action, std::string const& path)
@@ -77,29 +72,33 @@ void InputFile::read(std::uint64_t offset, std::uint64_t length,
                      std::function<void(std::string_view)> const& take) const
 {
     std::array<char, 64 * 1024> piece;
-    for (auto const end = offset + length; offset < end;) {
-        auto const wanted = std::min<std::uint64_t>(end - offset, piece.size());
-        auto const count =
-            ::pread(m_file.get(), piece.data(), static_cast<std::size_t>(wanted), static_cast<off_t>(offset));
-        if (count < 0 && errno == EINTR)
-            continue;
+    auto const end = offset + length;
+    ssize_t count = 1;
+    while (offset < end && count > 0) {
+        auto const wanted = std::min<std::size_t>(end - offset, piece.size());
+        count = ::pread(m_file.get(), piece.data(), wanted, static_cast<off_t>(offset));
         if (count < 0)
             failAt("read", m_path);
-        if (count == 0)
-            throw RigError(inQuotes(m_path) + " became shorter while it was read");
         take({piece.data(), static_cast<std::size_t>(count)});
-        offset += static_cast<std::uint64_t>(count);
+        offset += static_cast<std::size_t>(count);
     }
     auto const now = statusOf(m_file);
-    if (now.st_size != m_status.st_size || !isSame(now.st_mtim, m_status.st_mtim))
+    bool const isSame = now.st_size == m_status.st_size && now.st_mtim.tv_sec == m_status.st_mtim.tv_sec &&
+                        now.st_mtim.tv_nsec == m_status.st_mtim.tv_nsec;
+    if (offset < end || !isSame)
         throw RigError(inQuotes(m_path) + " changed while it was read");
 }
 
-std::string InputFile::content(std::uint64_t maximum) const
+void InputFile::requireAtMost(std::uint64_t maximum) const
 {
     if (size() > maximum)
         throw RigError(inQuotes(m_path) + " holds " + std::to_string(size()) + " bytes, at most " +
                        std::to_string(maximum) + " are accepted");
+}
+
+std::string InputFile::content(std::uint64_t maximum) const
+{
+    requireAtMost(maximum);
     std::string content;
     read(0, size(), [&](std::string_view piece) { content += piece; });
     return content;
@@ -143,17 +142,11 @@ std::vector<std::string> Directory::names() const
     return names;
 }
 
-bool Directory::hasDirectory(std::string const& name) const
-{
-    auto const found = status(name);
-    return found && S_ISDIR(found->st_mode);
-}
-
 bool Directory::holds(std::string const& name, Directory const& other) const
 {
     auto const here = status(name);
-    auto const there = statusOf(other.m_file);
-    return here && here->st_dev == there.st_dev && here->st_ino == there.st_ino;
+    auto const there = other.status(".");
+    return here.st_dev == there.st_dev && here.st_ino == there.st_ino;
 }
 
 std::string Directory::linkText(std::string const& name) const
@@ -198,11 +191,6 @@ FileDescriptor Directory::openFile(std::string const& name, int flags) const
     return file;
 }
 
-InputFile Directory::read(std::string const& name) const
-{
-    return {openFile(name, O_RDONLY), path(name)};
-}
-
 void Directory::create(std::string const& name, std::string_view content) const
 {
     writeAll(openFile(name, O_WRONLY | O_CREAT | O_EXCL), content, path(name));
@@ -234,11 +222,6 @@ void Directory::remove(std::string const& name) const
     sync();
 }
 
-void Directory::removeEmpty(std::string const& name) const
-{
-    ::unlinkat(m_file.get(), name.c_str(), AT_REMOVEDIR);
-}
-
 void Directory::removeTree(std::string const& name) const
 {
     bool const isDirectory = hasDirectory(name);
@@ -249,11 +232,10 @@ void Directory::removeTree(std::string const& name) const
         fail("remove", name);
 }
 
-std::optional<struct stat> Directory::status(std::string const& name) const
+struct stat Directory::status(std::string const& name) const
 {
     struct stat status = {};
-    if (::fstatat(m_file.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return std::nullopt;
+    ::fstatat(m_file.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
     return status;
 }
 
@@ -273,8 +255,7 @@ void Directory::sync() const
 void Directory::fail(char const* action, std::string const& name) const
 {
     int const reason = errno;
-    auto const found = status(name);
-    if (found && S_ISLNK(found->st_mode))
+    if (S_ISLNK(status(name).st_mode))
         failTo(action, path(name), "it is a symbolic link, and those of a rig are not followed");
     errno = reason;
     failAt(action, path(name));
@@ -312,14 +293,15 @@ OutputFile::OutputFile(Directory directory, std::string name)
     , m_place(m_directory.m_workshop ? m_directory.m_workshop->place : m_directory)
 {
     auto const old = m_directory.status(m_name);
-    if (old && !S_ISREG(old->st_mode))
+    bool const isThere = old.st_mode != 0;
+    if (isThere && !S_ISREG(old.st_mode))
         failTo("write", m_path, "it is no regular file");
     // A rename would replace what this process may not write.
-    if (old && ::faccessat(m_directory.m_file.get(), m_name.c_str(), W_OK, AT_EACCESS) != 0)
+    if (isThere && ::faccessat(m_directory.m_file.get(), m_name.c_str(), W_OK, AT_EACCESS) != 0)
         failAt("write", m_path);
-    openTemporary(old ? S_IRUSR | S_IWUSR : m_directory.modeOf(0666));
-    if (old)
-        takeOver(*old);
+    openTemporary(isThere ? S_IRUSR | S_IWUSR : m_directory.modeOf(0666));
+    if (isThere)
+        takeOver(old);
 }
 
 OutputFile::~OutputFile()

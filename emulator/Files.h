@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <fcntl.h>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -58,6 +59,8 @@ public:
     void read(std::uint64_t offset, std::uint64_t length,
               std::function<void(std::string_view)> const& take) const;
 
+    void requireAtMost(std::uint64_t maximum) const;
+
     /** @return the whole file. @throws RigError also when it holds more than `maximum` bytes */
     std::string content(std::uint64_t maximum) const;
 
@@ -87,10 +90,10 @@ public:
     std::vector<std::string> names() const;
 
     /** @return whether something, even a dangling symbolic link, has this name */
-    bool has(std::string const& name) const { return status(name).has_value(); }
+    bool has(std::string const& name) const { return status(name).st_mode != 0; }
 
     /** @return whether a directory, and no link to one, has this name */
-    bool hasDirectory(std::string const& name) const;
+    bool hasDirectory(std::string const& name) const { return S_ISDIR(status(name).st_mode); }
 
     /** @return whether the other directory has this name here now */
     bool holds(std::string const& name, Directory const& other) const;
@@ -109,7 +112,7 @@ public:
     /** Opens a regular file; `flags` are those of open(2), with O_CREAT it is made. */
     FileDescriptor openFile(std::string const& name, int flags) const;
 
-    InputFile read(std::string const& name) const;
+    InputFile read(std::string const& name) const { return {openFile(name, O_RDONLY), path(name)}; }
 
     /** Writes a new file of a tree that is not in its place yet, and so needs no care for half-written ones.
      */
@@ -125,7 +128,7 @@ public:
     void remove(std::string const& name) const;
 
     /** Removes a directory, if it is empty. */
-    void removeEmpty(std::string const& name) const;
+    void removeEmpty(std::string const& name) const { ::unlinkat(m_file.get(), name.c_str(), AT_REMOVEDIR); }
 
     /** Removes a file or a whole directory. */
     void removeTree(std::string const& name) const;
@@ -134,7 +137,7 @@ private:
     friend class OutputFile;
     struct Workshop;
 
-    std::optional<struct stat> status(std::string const& name) const;
+    struct stat status(std::string const& name) const;
     mode_t modeOf(mode_t wanted) const;
     void sync() const;
     [[noreturn]] void fail(char const* action, std::string const& name) const;

@@ -1,7 +1,7 @@
 #include "emulator/Identification.h"
 
+#include "emulator/Devices.h"
 #include "emulator/JsonFile.h"
-#include "emulator/RigLayout.h"
 
 #include <algorithm>
 

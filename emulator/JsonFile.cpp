@@ -56,16 +56,6 @@ void JsonFile::refuse(char const* key, std::string const& expected) const
     throw RigError(inQuotes(m_path) + ": " + inQuotes(key) + found + expected);
 }
 
-std::uint32_t recordedCount(Directory const& directory, std::string const& name)
-{
-    return directory.has(name) ? JsonFile(directory, name).number("count") : 0;
-}
-
-std::string jsonText(QJsonObject const& object)
-{
-    return QJsonDocument(object).toJson().toStdString();
-}
-
 QJsonValue jsonValue(std::string const& text)
 {
     return QString::fromStdString(text);

@@ -33,12 +33,6 @@ private:
     QJsonObject m_object;
 };
 
-/** @return how often the operation recorded in this file has been done; 0 when the file does not exist */
-std::uint32_t recordedCount(Directory const& directory, std::string const& name);
-
-/** @return the object as an indented JSON text */
-std::string jsonText(QJsonObject const& object);
-
 /** @return a JSON text value of UTF-8 bytes */
 QJsonValue jsonValue(std::string const& text);
 

@@ -1,8 +1,7 @@
 #include "emulator/NewRig.h"
 
-#include "emulator/CardInfo.h"
 #include "emulator/Devices.h"
-#include "emulator/RigLayout.h"
+#include "emulator/Storage.h"
 #include "emulator/Text.h"
 #include "emulator/UsbTree.h"
 

@@ -35,17 +35,6 @@ void throwWantedFault(OperationCall const& call, std::chrono::milliseconds delay
     }
 }
 
-/** Puts in front of an error text which argument is meant. */
-template <typename Work>
-auto explained(char const* what, Work const& work)
-{
-    try {
-        return work();
-    } catch (RigError const& error) {
-        throw RigError(std::string("Bad ") + what + ": " + error.what());
-    }
-}
-
 } // namespace
 
 void Operation::send(unsigned long level, std::string const& text) const
@@ -89,21 +78,18 @@ std::string requiredText(char const* text, char const* what)
     return given;
 }
 
-InputFile openCallerFile(char const* path, char const* what)
+InputFile openCallerFile(char const* path, char const* what, std::uint64_t maximum)
 {
     auto const name = requiredText(path, what);
-    return explained(what, [&] {
+    try {
         InputFile file(name);
         if (file.size() == 0)
             throw RigError(inQuotes(name) + " is empty");
+        file.requireAtMost(maximum);
         return file;
-    });
-}
-
-std::string readCallerFile(char const* path, char const* what, std::uint64_t maximum)
-{
-    auto const file = openCallerFile(path, what);
-    return explained(what, [&] { return file.content(maximum); });
+    } catch (RigError const& error) {
+        throw RigError(std::string("Bad ") + what + ": " + error.what());
+    }
 }
 
 void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t length,

@@ -7,6 +7,7 @@
 #include "external/IVrelAPI.h"
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -57,11 +58,9 @@ T& required(T* argument, char const* what)
 /** @return a text that is neither null nor empty */
 std::string requiredText(char const* text, char const* what);
 
-/** Opens a regular, readable, non-empty file that the caller named. */
-InputFile openCallerFile(char const* path, char const* what);
-
-/** Reads such a file of at most `maximum` bytes. */
-std::string readCallerFile(char const* path, char const* what, std::uint64_t maximum);
+/** Opens a regular, readable, non-empty file that the caller named, of at most `maximum` bytes. */
+InputFile openCallerFile(char const* path, char const* what,
+                         std::uint64_t maximum = std::numeric_limits<std::uint64_t>::max());
 
 /** Writes a part of a file of the rig to a file that the caller named. */
 void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t length,

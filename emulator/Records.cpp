@@ -3,6 +3,7 @@
 #include "emulator/JsonFile.h"
 
 #include <QCryptographicHash>
+#include <QJsonDocument>
 
 #include <algorithm>
 #include <array>
@@ -46,8 +47,9 @@ QJsonObject download(Operation const& operation, char const* what, InputFile con
 
 void storeCounted(Directory const& directory, std::string const& name, QJsonObject record)
 {
-    record.insert("count", static_cast<qint64>(recordedCount(directory, name)) + 1);
-    directory.store(name, jsonText(record));
+    auto const count = directory.has(name) ? JsonFile(directory, name).number("count") : 0;
+    record.insert("count", static_cast<qint64>(count) + 1);
+    directory.store(name, QJsonDocument(record).toJson().toStdString());
 }
 
 std::size_t rankOf(std::string const& stage, std::string const& source)
@@ -102,7 +104,7 @@ void provision(Operation const& operation, Provision const& kind, char const* pa
     constexpr std::uint64_t kMaximumSize = 16 * 1024 * 1024;
     auto const directory = operation.device.make("provisioning");
     auto const record = std::string(kind.name) + ".json";
-    auto const content = readCallerFile(path, kind.title, kMaximumSize);
+    auto const content = openCallerFile(path, kind.title, kMaximumSize).content(kMaximumSize);
     std::string const names[] = {std::string(kind.name) + "-0.bin", std::string(kind.name) + "-1.bin"};
     auto const last = directory.has(record) ? JsonFile(directory, record).text("content") : std::string();
     auto const& next = last == names[0] ? names[1] : names[0];
@@ -120,7 +122,8 @@ void provision(Operation const& operation, Provision const& kind, char const* pa
 void advanceLifecycle(Operation const& operation, char const* tokenPath)
 {
     constexpr std::uint64_t kMaximumSize = 4096;
-    auto const token = QByteArray::fromStdString(readCallerFile(tokenPath, "lifecycle token", kMaximumSize));
+    auto const token = QByteArray::fromStdString(
+        openCallerFile(tokenPath, "lifecycle token", kMaximumSize).content(kMaximumSize));
     auto const wanted = token.trimmed().toStdString();
     constexpr char const* kLifecycle = "lifecycle.json";
     JsonFile const lifecycle(operation.device, kLifecycle);

@@ -1,7 +1,6 @@
 #include "emulator/Rig.h"
 
 #include "emulator/Devices.h"
-#include "emulator/RigLayout.h"
 #include "emulator/RigMarker.h"
 #include "emulator/Text.h"
 #include "emulator/UsbTree.h"

@@ -2,7 +2,6 @@
 
 #include "emulator/Devices.h"
 #include "emulator/Rig.h"
-#include "emulator/RigLayout.h"
 #include "emulator/RigMarker.h"
 #include "emulator/Text.h"
 #include "emulator/UsbTree.h"

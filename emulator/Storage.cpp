@@ -4,6 +4,7 @@
 
 #include <QXmlStreamReader>
 
+#include <algorithm>
 #include <set>
 
 namespace VrelRig {
@@ -76,6 +77,20 @@ unsigned checkPartitionConfig(std::string const& xml, std::string const& path)
     return static_cast<unsigned>(names.size());
 }
 
+std::string readRegister(Directory const& directory, RegisterFile const& source)
+{
+    constexpr std::uint64_t kMaximumHexSize = 64 * 1024;
+    auto const file = directory.read(source.name);
+    auto bytes = parseHex(file.content(kMaximumHexSize));
+    if (!bytes || bytes->size() != source.size)
+        throw RigError(inQuotes(file.path()) + ": expected " + std::to_string(source.size) +
+                       " bytes in hexadecimal, found " +
+                       (bytes ? std::to_string(bytes->size()) : "other text"));
+    auto const number = bytes->begin() + static_cast<std::ptrdiff_t>(source.numberOffset);
+    std::reverse(number, number + static_cast<std::ptrdiff_t>(source.numberSize));
+    return *bytes;
+}
+
 } // namespace
 
 StorageDevice::StorageDevice(Operation const& operation, std::uint8_t deviceType, std::uint8_t index)
@@ -123,7 +138,8 @@ void StorageDevice::configurePartitions(char const* configPath) const
     constexpr char const* kStored = "partitions.xml";
     if (!m_kind.isPartitionable)
         throw RigError(std::string(m_kind.title) + " takes no partition configuration");
-    auto const config = readCallerFile(configPath, "partition configuration", kMaximumSize);
+    auto const config =
+        openCallerFile(configPath, "partition configuration", kMaximumSize).content(kMaximumSize);
     auto const count = checkPartitionConfig(config, configPath);
     bool const isConfigured = m_directory.has(kStored);
     if (isConfigured && !m_kind.isReconfigurable)
@@ -132,6 +148,28 @@ void StorageDevice::configurePartitions(char const* configPath) const
         m_operation.warning(m_title + ": the partition configuration is replaced");
     m_directory.store(kStored, config);
     m_operation.info(m_title + ": configured " + std::to_string(count) + " partitions");
+}
+
+std::string StorageDevice::cardInfo() const
+{
+    m_operation.info("Reading card information");
+    std::string bytes;
+    for (auto const& source : kRegisterFiles) {
+        if (source.kind == m_kind.name && (!source.isOptional || m_directory.has(source.name)))
+            bytes += readRegister(m_directory, source);
+    }
+    return bytes;
+}
+
+void StorageDevice::copyCardInfo(VrelCardInfo& buffer, std::uint32_t& size) const
+{
+    auto const bytes = cardInfo();
+    auto const capacity = std::min<std::size_t>(size, sizeof(buffer.bytes));
+    if (bytes.size() > capacity)
+        throw RigError("The card information takes " + std::to_string(bytes.size()) +
+                       " bytes, the buffer holds " + std::to_string(capacity));
+    std::copy(bytes.begin(), bytes.end(), buffer.bytes);
+    size = static_cast<std::uint32_t>(bytes.size());
 }
 
 } // namespace VrelRig

@@ -32,7 +32,7 @@ void write(Operation const& operation, std::uint8_t slot, char const* tokenPath)
     constexpr std::uint64_t kMaximumSize = 1024 * 1024;
     auto const file = fileOf(slot);
     auto const slots = operation.device.make("tokens");
-    auto const token = readCallerFile(tokenPath, "token file", kMaximumSize);
+    auto const token = openCallerFile(tokenPath, "token file", kMaximumSize).content(kMaximumSize);
     if (tokenIn(slots, file))
         operation.warning(titleOf(slot) + " is overwritten");
     slots.store(file, token);

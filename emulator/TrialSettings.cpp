@@ -50,12 +50,11 @@ Fault parseFault(std::string const& description)
     Fault fault = {description.substr(0, end), 0, std::nullopt};
     auto const codeText = description.substr(end + 1, codeEnd - end - 1);
     auto const code = parseCode(codeText);
-    if (kOperations.find(' ' + fault.operation + ' ') == std::string_view::npos)
-        refuse(kFaultVariable, description, inQuotes(fault.operation) + " is no operation that can fail");
-    if (!code)
-        refuse(kFaultVariable, description, inQuotes(codeText) + " is no 32-bit number");
-    if (*code == 0)
-        refuse(kFaultVariable, description, "the code 0 means success");
+    bool const isOperation = kOperations.find(' ' + fault.operation + ' ') != std::string_view::npos;
+    if (!isOperation || !code || *code == 0)
+        refuse(kFaultVariable, description,
+               isOperation ? inQuotes(codeText) + " is no 32-bit number other than 0, which means success"
+                           : inQuotes(fault.operation) + " is no operation that can fail");
     fault.code = *code;
     if (codeEnd != std::string::npos)
         fault.text = description.substr(codeEnd + 1);

@@ -1,7 +1,7 @@
 #include "emulator/UsbTree.h"
 
+#include "emulator/Devices.h"
 #include "emulator/NewRig.h"
-#include "emulator/RigLayout.h"
 #include "emulator/Text.h"
 
 #include <QByteArray>

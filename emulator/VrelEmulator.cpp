@@ -1,4 +1,3 @@
-#include "emulator/CardInfo.h"
 #include "emulator/Devices.h"
 #include "emulator/Identification.h"
 #include "emulator/Operation.h"
@@ -127,10 +126,8 @@ public:
                     VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
-            StorageDevice const storage(on, required(deviceType, "storage device type"), deviceIndex);
-            on.info("Reading card information");
-            copyCardInfo(readCardInfo(storage), required(info, "card information buffer"),
-                         required(size, "buffer size"));
+            StorageDevice(on, required(deviceType, "storage device type"), deviceIndex)
+                .copyCardInfo(required(info, "card information buffer"), required(size, "buffer size"));
         });
     }
 
@@ -188,9 +185,8 @@ public:
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice const storage(on, required(deviceType, "storage device type"), deviceIndex);
-            on.info("Reading card information");
             auto output = OutputFile::outside(requiredText(outputPath, "output file"));
-            output.write(readCardInfo(storage));
+            output.write(storage.cardInfo());
             output.commit();
         });
     }
