@@ -5,6 +5,7 @@
 #include "emulator/RigHold.h"
 #include "emulator/Text.h"
 #include "external/LogHandler.h"
+#include "framework/LogSink.h"
 
 #include <QFile>
 
@@ -44,7 +45,8 @@ bool isDone(LogHandler const& log, QString const& problem, QString const& remedy
         work();
         return true;
     } catch (VrelRig::RigError const& error) {
-        log.logMessage(1, QStringLiteral("%1: %2; %3").arg(problem, QString::fromUtf8(error.what()), remedy));
+        log.logMessage(kErrorLevel,
+                       QStringLiteral("%1: %2; %3").arg(problem, QString::fromUtf8(error.what()), remedy));
         return false;
     }
 }
