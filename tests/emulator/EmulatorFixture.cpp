@@ -50,21 +50,6 @@ void put(std::string const& path, std::string const& content)
     std::ofstream(path, std::ios::binary) << content;
 }
 
-std::vector<std::string> treeOf(std::filesystem::path const& directory)
-{
-    std::vector<std::string> tree;
-    for (auto const& entry : std::filesystem::recursive_directory_iterator(directory)) {
-        auto text = entry.path().string();
-        if (entry.is_symlink())
-            text += " -> " + std::filesystem::read_symlink(entry.path()).string();
-        else if (entry.is_regular_file())
-            text += ": " + contentOf(entry.path().string());
-        tree.push_back(std::move(text));
-    }
-    std::sort(tree.begin(), tree.end());
-    return tree;
-}
-
 int runInChild(std::function<int()> const& work)
 {
     auto const child = ::fork();

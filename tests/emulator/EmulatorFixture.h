@@ -30,10 +30,8 @@ constexpr char const* kFirst = "0A1B2C3D";  ///< has an eMMC and SPI flash
 constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
 
 // Types and indices of storage devices.
-constexpr std::uint8_t kSpi = 1;
 constexpr std::uint8_t kEmmc = 2;
 constexpr std::uint8_t kUfs = 3;
-constexpr std::uint8_t kUfsHpb = 16;
 constexpr std::uint8_t kZero = 0;
 
 /** The same, with the API acquired. */
@@ -42,8 +40,6 @@ class HeldRigTest : public EmulatorTest
 protected:
     HeldRigTest();
     ~HeldRigTest() override { api_release(); }
-
-    std::string deviceFile(std::string const& name) const { return rigFile("devices/0A1B2C3D/" + name); }
 
     /** Calls an operation with the arguments between its recovery module and its error text. */
     template <typename Member, typename... Arguments>
@@ -85,9 +81,6 @@ std::vector<Operation> const& deviceOperations();
 std::string contentOf(std::string const& path);
 
 void put(std::string const& path, std::string const& content);
-
-/** @return every name in a directory, with its kind and what it holds or leads to */
-std::vector<std::string> treeOf(std::filesystem::path const& directory);
 
 /** Runs the work in a child process, which ends without cleaning up. @return its process ID */
 int runInChild(std::function<int()> const& work);
