@@ -1,13 +1,90 @@
 #include "emulator/Operation.h"
 
 #include "emulator/RigHold.h"
-#include "emulator/TrialSettings.h"
 
+#include <QByteArray>
+
+#include <chrono>
+#include <optional>
 #include <thread>
 
 namespace VrelRig {
 
 namespace {
+
+/** A failure that the environment asks for. */
+struct Fault
+{
+    std::string operation;
+    int code = 0;
+    std::optional<std::string> text; ///< nothing: the error buffer stays as it is
+};
+
+constexpr char const* kFaultVariable = "VREL_RIG_FAULT";
+constexpr char const* kDelayVariable = "VREL_RIG_DELAY_MS";
+
+/** The operations that can fail, each between blanks. */
+constexpr std::string_view kOperations = " listDevices idDevice startOver fwRecovery downloadFwOs eraseToken "
+                                         "configPartitions getTokenPid getCardInfo"
+                                         " clearRpmb idDeviceIfpFile writeToken readToken "
+                                         "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile"
+                                         " readBootMedia downloadOemKeyManifest setCapabilities ";
+
+[[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
+{
+    throw RigError(variable + ' ' + inQuotes(value) + " is malformed: " + reason);
+}
+
+/** Codes above INT_MAX, as in 0x80000001, stand for the negative number of the same 32 bits. */
+std::optional<int> parseCode(std::string_view text)
+{
+    bool const negative = !text.empty() && text.front() == '-';
+    if (negative)
+        text.remove_prefix(1);
+    auto const number = parseNumber(text);
+    constexpr std::uint64_t kMostNegative = std::uint64_t(1) << 31U;
+    if (!number || *number > (negative ? kMostNegative : std::numeric_limits<std::uint32_t>::max()))
+        return std::nullopt;
+    auto const bits = static_cast<std::uint32_t>(*number);
+    return static_cast<int>(negative ? 0U - bits : bits);
+}
+
+/** @return the fault described as OPERATION:CODE[:TEXT] */
+Fault parseFault(std::string const& description)
+{
+    auto const end = description.find(':');
+    auto const codeEnd = end == std::string::npos ? end : description.find(':', end + 1);
+    if (end == std::string::npos)
+        refuse(kFaultVariable, description, "OPERATION:CODE[:TEXT] is expected");
+    Fault fault = {description.substr(0, end), 0, std::nullopt};
+    auto const codeText = description.substr(end + 1, codeEnd - end - 1);
+    auto const code = parseCode(codeText);
+    bool const isOperation = kOperations.find(' ' + fault.operation + ' ') != std::string_view::npos;
+    if (!isOperation || !code || *code == 0)
+        refuse(kFaultVariable, description,
+               isOperation ? inQuotes(codeText) + " is no 32-bit number other than 0, which means success"
+                           : inQuotes(fault.operation) + " is no operation that can fail");
+    fault.code = *code;
+    if (codeEnd != std::string::npos)
+        fault.text = description.substr(codeEnd + 1);
+    return fault;
+}
+
+std::optional<Fault> faultOf(std::string const& operation)
+{
+    auto const description = qgetenv(kFaultVariable).toStdString();
+    auto const fault = description.empty() ? std::nullopt : std::make_optional(parseFault(description));
+    return fault && fault->operation == operation ? fault : std::nullopt;
+}
+
+std::chrono::milliseconds wantedDelay()
+{
+    auto const text = qgetenv(kDelayVariable).toStdString();
+    auto const number = parseNumber(text.empty() ? "0" : text);
+    if (!number || *number > std::numeric_limits<std::uint32_t>::max())
+        refuse(kDelayVariable, text, "a number of milliseconds is expected");
+    return std::chrono::milliseconds(*number);
+}
 
 /** Does the work and turns whatever it throws into a result and a text. */
 int guarded(OperationCall const& call, std::function<void()> const& work)
@@ -15,7 +92,7 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
     try {
         work();
         return 0;
-    } catch (TrialSettings::Fault const& fault) {
+    } catch (Fault const& fault) {
         if (fault.text)
             copyErrorText(*fault.text, call.errorText);
         return fault.code;
@@ -29,9 +106,9 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
 
 void throwWantedFault(OperationCall const& call, std::chrono::milliseconds delay = {})
 {
-    if (auto const fault = TrialSettings::faultOf(call.name)) {
+    if (auto const fault = faultOf(call.name)) {
         std::this_thread::sleep_for(delay);
-        throw TrialSettings::Fault(*fault);
+        throw Fault(*fault);
     }
 }
 
@@ -54,7 +131,7 @@ int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& w
 int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
 {
     return guarded(call, [&] {
-        auto const delay = TrialSettings::delay();
+        auto const delay = wantedDelay();
         throwWantedFault(call, delay);
         auto const rig = RigHold::current();
         auto const serial = rig->select(&required(call.serial, "serial number"));

@@ -1,5 +1,6 @@
 #include "emulator/Records.h"
 
+#include "emulator/Devices.h"
 #include "emulator/JsonFile.h"
 
 #include <QCryptographicHash>
@@ -63,6 +64,34 @@ std::size_t rankOf(std::string const& stage, std::string const& source)
     throw RigError(inQuotes(source) + " names no lifecycle stage (" + known + ")");
 }
 
+std::string titleOf(std::uint8_t slot)
+{
+    return "Token slot " + std::to_string(slot);
+}
+
+std::string fileOf(std::uint8_t slot)
+{
+    constexpr unsigned kSlotCount = 16;
+    if (slot < kSlotCount)
+        return "slot-" + std::to_string(slot) + ".bin";
+    throw RigError("There is no token slot " + std::to_string(slot) + ": slots are 0 to " +
+                   std::to_string(kSlotCount - 1));
+}
+
+/** @return the slot's file, nothing for an empty slot */
+std::optional<InputFile> tokenIn(Directory const& slots, std::string const& file)
+{
+    auto token = slots.has(file) ? std::make_optional(slots.read(file)) : std::nullopt;
+    return token && token->size() > 0 ? token : std::nullopt;
+}
+
+template <std::size_t N>
+void copyBytes(JsonFile const& description, char const* key, std::uint8_t (&target)[N])
+{
+    auto const bytes = description.bytes(key, N);
+    std::copy(bytes.begin(), bytes.end(), target);
+}
+
 } // namespace
 
 void downloadRecovery(Operation const& operation, InputFile const& module, VrelIfpRecord const& ifp)
@@ -99,16 +128,16 @@ void countStartOver(Operation const& operation, std::uint32_t flags)
     storeCounted(operation.device, "start-over.json", {{"flags", jsonValue(hexNumber(flags))}});
 }
 
-void provision(Operation const& operation, Provision const& kind, char const* path)
+void provision(Operation const& operation, std::string const& kind, char const* title, char const* path)
 {
     constexpr std::uint64_t kMaximumSize = 16 * 1024 * 1024;
     auto const directory = operation.device.make("provisioning");
-    auto const record = std::string(kind.name) + ".json";
-    auto const content = openCallerFile(path, kind.title, kMaximumSize).content(kMaximumSize);
-    std::string const names[] = {std::string(kind.name) + "-0.bin", std::string(kind.name) + "-1.bin"};
+    auto const record = kind + ".json";
+    auto const content = openCallerFile(path, title, kMaximumSize).content(kMaximumSize);
+    std::string const names[] = {kind + "-0.bin", kind + "-1.bin"};
     auto const last = directory.has(record) ? JsonFile(directory, record).text("content") : std::string();
     auto const& next = last == names[0] ? names[1] : names[0];
-    operation.info(std::string("Provisioning ") + kind.title + ' ' + inQuotes(path));
+    operation.info(std::string("Provisioning ") + title + ' ' + inQuotes(path));
     directory.store(next, content);
     // The record comes last: until it names the new content, the old one counts.
     storeCounted(directory, record,
@@ -133,6 +162,69 @@ void advanceLifecycle(Operation const& operation, char const* tokenPath)
                        ", asked for is " + inQuotes(wanted));
     storeCounted(operation.device, kLifecycle, {{"stage", jsonValue(wanted)}});
     operation.info("Lifecycle stage: " + stage + " -> " + wanted);
+}
+
+void writeToken(Operation const& operation, std::uint8_t slot, char const* tokenPath)
+{
+    constexpr std::uint64_t kMaximumSize = 1024 * 1024;
+    auto const file = fileOf(slot);
+    auto const slots = operation.device.make("tokens");
+    auto const token = openCallerFile(tokenPath, "token file", kMaximumSize).content(kMaximumSize);
+    if (tokenIn(slots, file))
+        operation.warning(titleOf(slot) + " is overwritten");
+    slots.store(file, token);
+    operation.info(titleOf(slot) + ": wrote " + std::to_string(token.size()) + " bytes");
+}
+
+void readToken(Operation const& operation, std::uint8_t slot, char const* targetPath)
+{
+    auto const target = requiredText(targetPath, "target file");
+    auto const token = tokenIn(operation.device.make("tokens"), fileOf(slot));
+    if (!token)
+        throw RigError(titleOf(slot) + " is empty");
+    copyToTarget(*token, 0, token->size(), target);
+    operation.info(titleOf(slot) + ": read " + std::to_string(token->size()) + " bytes");
+}
+
+void eraseToken(Operation const& operation, std::uint8_t slot)
+{
+    auto const file = fileOf(slot);
+    auto const slots = operation.device.make("tokens");
+    if (!tokenIn(slots, file))
+        throw RigError(titleOf(slot) + " is empty");
+    slots.remove(file);
+    operation.info(titleOf(slot) + ": erased");
+}
+
+void identify(Operation const& operation, std::uint32_t flags, std::uint32_t* oemId, VrelPlatformId* uniqueId,
+              std::uint32_t* responseFlags, VrelIdResponse* response)
+{
+    operation.info("Identifying the device, flags " + std::to_string(flags));
+    JsonFile const description(operation.device, kDescription);
+    required(oemId, "place for the OEM ID") = description.number("oemId");
+    required(responseFlags, "place for the response flags") = description.number("responseFlags");
+    copyBytes(description, "uniqueId", required(uniqueId, "place for the unique platform ID").bytes);
+    required(response, "place for the response record") = {};
+    copyBytes(description, "responseHeader", response->header);
+    copyBytes(description, "imageErrors", response->imageErrors);
+}
+
+void tokenPid(Operation const& operation, VrelTokenPartId* partId, std::uint32_t* nonce,
+              std::uint32_t* trustedTime, std::uint32_t* deviceId, std::uint32_t* oemId)
+{
+    JsonFile const description(operation.device, kDescription);
+    copyBytes(description, "partId", required(partId, "place for the part ID").bytes);
+    required(nonce, "place for the nonce") = description.number("nonce");
+    required(trustedTime, "place for the trusted time") = description.number("trustedTime");
+    required(deviceId, "place for the device ID") = description.number("deviceId");
+    required(oemId, "place for the OEM ID") = description.number("oemId");
+}
+
+void currentOperation(Operation const& operation, std::uint32_t* current, std::uint32_t* context)
+{
+    JsonFile const description(operation.device, kDescription);
+    required(current, "place for the operation") = description.number("operation");
+    required(context, "place for the operation's context") = description.number("operationContext");
 }
 
 } // namespace VrelRig::Records

@@ -1,10 +1,8 @@
 #include "emulator/Devices.h"
-#include "emulator/Identification.h"
 #include "emulator/Operation.h"
 #include "emulator/Records.h"
 #include "emulator/RigHold.h"
 #include "emulator/Storage.h"
-#include "emulator/TokenSlots.h"
 
 #include "external/IVrelAPI.h"
 
@@ -55,7 +53,7 @@ public:
     {
         return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
             required(ifp, "IFP record");
-            Identification::identify(on, flags, oemId, uniqueId, responseFlags, response);
+            Records::identify(on, flags, oemId, uniqueId, responseFlags, response);
         });
     }
 
@@ -64,7 +62,7 @@ public:
     {
         return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
             auto const given = required(flags, "flags");
-            Identification::currentOperation(on, operation, operationContext);
+            Records::currentOperation(on, operation, operationContext);
             Records::countStartOver(on, given);
             on.info("The device starts over");
         });
@@ -96,7 +94,7 @@ public:
                    VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { TokenSlots::erase(on, slot); });
+                          [&](Operation const& on) { Records::eraseToken(on, slot); });
     }
 
     void reserved11() override {}
@@ -117,7 +115,7 @@ public:
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             on.info("Reading what a token is made for, flags " + std::to_string(flags));
-            Identification::tokenPid(on, partId, nonce, trustedTime, deviceId, oemId);
+            Records::tokenPid(on, partId, nonce, trustedTime, deviceId, oemId);
         });
     }
 
@@ -146,7 +144,7 @@ public:
     {
         return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
             openCallerFile(ifpPath, "IFP file");
-            Identification::identify(on, flags, oemId, uniqueId, responseFlags, response);
+            Records::identify(on, flags, oemId, uniqueId, responseFlags, response);
         });
     }
 
@@ -154,14 +152,14 @@ public:
                    char* errorText, VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { TokenSlots::write(on, slot, tokenPath); });
+                          [&](Operation const& on) { Records::writeToken(on, slot, tokenPath); });
     }
 
     int readToken(char const* modulePath, char const* targetPath, std::uint8_t slot, char const* serial,
                   char* errorText, VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { TokenSlots::read(on, slot, targetPath); });
+                          [&](Operation const& on) { Records::readToken(on, slot, targetPath); });
     }
 
     int setDeviceLifecycleStage(char const* modulePath, char const* tokenPath, char const* serial,
@@ -175,7 +173,7 @@ public:
                         VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
-            Records::provision(on, Records::kOemIfp, ifpBlockPath);
+            Records::provision(on, "oem-ifp", "OEM IFP block", ifpBlockPath);
         });
     }
 
@@ -204,7 +202,7 @@ public:
                                char* errorText, VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
-            Records::provision(on, Records::kOemKeyManifest, manifestPath);
+            Records::provision(on, "oem-key-manifest", "OEM key manifest", manifestPath);
         });
     }
 
@@ -212,7 +210,7 @@ public:
                         char* errorText, VrelApiLogCallback log, void* context) override
     {
         return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
-            Records::provision(on, Records::kCapabilities, capabilitiesPath);
+            Records::provision(on, "capabilities", "capabilities file", capabilitiesPath);
         });
     }
 };
