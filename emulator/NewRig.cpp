@@ -102,7 +102,8 @@ void makeStorage(Directory const& directory, std::string const& serial, std::str
                                               : newRigFile(file.name));
     }
     for (auto const& image : kImages) {
-        auto const label = serial + ' ' + name + ' ' + image.name;
+        auto label = serial;
+        label.append(" ").append(name).append(" ").append(image.name);
         if (image.kind == kind)
             directory.create(std::string(image.name) + ".img", recognisableImage(label, image.kibibytes));
     }

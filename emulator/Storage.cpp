@@ -13,10 +13,10 @@ namespace {
 
 /** The host performance booster is a feature of a UFS, not a storage device of its own. */
 constexpr StorageKind kKinds[] = {
-    {1, "spi", "SPI flash", false, false, false},
-    {2, "emmc", "eMMC", true, true, false},
-    {3, "ufs", "UFS", true, true, true},
-    {16, "ufs", "UFS", true, true, true},
+    {"spi", "SPI flash", 1, false, false, false},
+    {"emmc", "eMMC", 2, true, true, false},
+    {"ufs", "UFS", 3, true, true, true},
+    {"ufs", "UFS", 16, true, true, true},
 };
 
 StorageKind const& kindOf(std::uint8_t deviceType)

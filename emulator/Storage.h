@@ -30,9 +30,9 @@ constexpr RegisterFile kRegisterFiles[] = {
 /** What the emulator knows about one kind of storage device. */
 struct StorageKind
 {
-    std::uint8_t deviceType; ///< as the API has it
     char const* name;        ///< prefix of the storage device's directory
     char const* title;       ///< as it appears in messages
+    std::uint8_t deviceType; ///< as the API has it
     bool hasRpmb;
     bool isPartitionable;  ///< takes a partition configuration
     bool isReconfigurable; ///< takes it more than once
