@@ -1,10 +1,6 @@
 #include "emulator/JsonFile.h"
 
-#include "emulator/FileSystem.h"
-#include "emulator/HexText.h"
-#include "emulator/InputFile.h"
-#include "emulator/NumberText.h"
-#include "emulator/RigError.h"
+#include "emulator/Text.h"
 
 #include <QJsonDocument>
 
@@ -12,24 +8,18 @@
 
 namespace VrelRig {
 
-namespace {
-
-constexpr std::uint64_t kMaximumSize = 1024 * 1024;
-constexpr std::uint64_t kMaximumNumber = std::numeric_limits<std::uint32_t>::max();
-
-} // namespace
-
-JsonFile::JsonFile(std::string path)
-    : m_path(std::move(path))
+JsonFile::JsonFile(Directory const& directory, std::string const& name)
+    : m_path(directory.path(name))
 {
+    constexpr std::uint64_t kMaximumJsonSize = 1024 * 1024;
     QJsonParseError error;
-    auto const document =
-        QJsonDocument::fromJson(QByteArray::fromStdString(readFile(InputFile(m_path), kMaximumSize)), &error);
+    auto const text = directory.read(name).content(kMaximumJsonSize);
+    auto const document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
     if (error.error != QJsonParseError::NoError)
-        throw RigError(quoted(m_path) + ": JSON error at offset " + std::to_string(error.offset) + ": " +
+        throw RigError(inQuotes(m_path) + ": JSON error at offset " + std::to_string(error.offset) + ": " +
                        error.errorString().toStdString());
     if (!document.isObject())
-        throw RigError(quoted(m_path) + ": a JSON object is expected");
+        throw RigError(inQuotes(m_path) + ": a JSON object is expected");
     m_object = document.object();
 }
 
@@ -47,7 +37,7 @@ std::uint32_t JsonFile::number(char const* key) const
     auto const written = value.isDouble() ? QByteArray::number(value.toDouble(), 'f', 3).replace(".000", "")
                                           : value.toString().toUtf8();
     auto const number = parseNumber(written.toStdString());
-    if (!number || *number > kMaximumNumber)
+    if (!number || *number > std::numeric_limits<std::uint32_t>::max())
         refuse(key, "a number from 0 to 0xFFFFFFFF");
     return static_cast<std::uint32_t>(*number);
 }
@@ -63,17 +53,7 @@ std::string JsonFile::bytes(char const* key, std::size_t length) const
 void JsonFile::refuse(char const* key, std::string const& expected) const
 {
     auto const found = m_object.contains(QLatin1String(key)) ? " is not " : " is missing, expected ";
-    throw RigError(quoted(m_path) + ": " + quoted(key) + found + expected);
-}
-
-std::uint32_t recordedCount(std::string const& path)
-{
-    return exists(path) ? JsonFile(path).number("count") : 0;
-}
-
-std::string jsonText(QJsonObject const& object)
-{
-    return QJsonDocument(object).toJson().toStdString();
+    throw RigError(inQuotes(m_path) + ": " + inQuotes(key) + found + expected);
 }
 
 QJsonValue jsonValue(std::string const& text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "emulator/Files.h"
+
 #include <QJsonObject>
 
 #include <cstdint>
@@ -16,7 +18,9 @@ class JsonFile
 {
 public:
     /** Reads the file. @throws RigError with the offset of a syntax error */
-    explicit JsonFile(std::string path);
+    JsonFile(Directory const& directory, std::string const& name);
+
+    std::string const& path() const { return m_path; }
 
     std::string text(char const* key) const;
     std::uint32_t number(char const* key) const;
@@ -28,12 +32,6 @@ private:
     std::string m_path;
     QJsonObject m_object;
 };
-
-/** @return how often the operation recorded in this file has been done; 0 when the file does not exist */
-std::uint32_t recordedCount(std::string const& path);
-
-/** @return the object as an indented JSON text */
-std::string jsonText(QJsonObject const& object);
 
 /** @return a JSON text value of UTF-8 bytes */
 QJsonValue jsonValue(std::string const& text);

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "emulator/DeviceClaims.h"
-#include "emulator/LockFile.h"
-#include "emulator/OutputFile.h"
+#include "emulator/Files.h"
+#include "emulator/NewRig.h"
 
+#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace VrelRig {
@@ -15,13 +16,21 @@ class Rig
 {
 public:
     /**
-     * Takes the rig in the directory `root` and removes what an interrupted writer left.
-     * @throws RigError when another process has it or the directory is no rig
+     * Takes the rig in a directory and removes what an interrupted writer left. When the directory is new or
+     * empty, a rig with these devices is made, whole or not at all; safe against others doing the same.
+     * @throws RigError when another process has it, and when it can be neither opened nor made
      */
-    explicit Rig(std::string const& root);
+    Rig(std::string const& path, std::vector<DeviceDescription> const& newDevices);
 
-    /** @return the serial numbers of all devices, sorted, the broken ones included */
-    std::vector<std::string> serials() const;
+    ~Rig();
+    Rig(Rig const&) = delete;
+    Rig& operator=(Rig const&) = delete;
+
+    /** @return whether the rig was made */
+    bool isNew() const { return m_isNew; }
+
+    /** @return the directory of the devices, one directory each */
+    Directory devices() const;
 
     /**
      * @return the rig's own spelling of a serial number given from outside; the only device's for an empty
@@ -30,21 +39,25 @@ public:
      */
     std::string select(std::string const& serial) const;
 
-    /** @return the directory of a device that serials() or select() named */
-    std::string devicePath(std::string const& serial) const;
-
-    /** @return a file of the rig to be written; it takes its place whole or not at all */
-    OutputFile replace(std::string const& path) const;
-
-    /** Writes a whole file of the rig. */
-    void store(std::string const& path, std::string_view content) const;
-
-    DeviceClaims& claims() { return m_claims; }
+    /** Has a device for an operation alone, until what is returned goes. @throws RigError when it is busy */
+    std::shared_ptr<void> claim(std::string const& serial);
 
 private:
-    std::string m_root;
-    LockFile m_lock;
-    DeviceClaims m_claims;
+    void removeLeftovers() const;
+    void complete(std::vector<DeviceDescription> const& newDevices);
+
+    Directory m_root;
+    FileDescriptor m_marker;
+    std::string m_prefix; ///< of the names in m_workplace that are the rig's own
+    Directory m_workplace;
+    bool m_isNew = false;
+    pid_t m_owner;
+    std::mutex m_mutex;
+    std::set<std::string> m_busy;
 };
+
+/** @return the directory of a rig or an empty one. What is made there is open to nobody who may not enter it.
+ */
+Directory openRigRoot(std::string const& path);
 
 } // namespace VrelRig

@@ -1,9 +1,8 @@
 #include "emulator/RigHold.h"
 
-#include "emulator/RigError.h"
-#include "emulator/RigTemplate.h"
+#include "emulator/Text.h"
 
-#include <cstdlib>
+#include <QByteArray>
 
 namespace VrelRig::RigHold {
 
@@ -35,29 +34,17 @@ void dropInheritedHold(State& state)
     state.owner = ::getpid();
 }
 
-std::string environmentValue(char const* name)
-{
-    auto const* const value = std::getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
-
-std::shared_ptr<Rig> openRig()
-{
-    auto const root = RigTemplate::standard().makeIfAbsent(configuredRoot());
-    return std::make_shared<Rig>(root);
-}
-
 } // namespace
 
 std::string configuredRoot()
 {
-    auto const rig = environmentValue("VREL_RIG");
+    auto const rig = qgetenv("VREL_RIG").toStdString();
+    auto const stateHome = qgetenv("XDG_STATE_HOME").toStdString();
+    auto const home = qgetenv("HOME").toStdString();
     if (!rig.empty())
         return rig;
-    auto const stateHome = environmentValue("XDG_STATE_HOME");
-    if (!stateHome.empty() && stateHome.front() == '/')
+    if (stateHome.rfind('/', 0) == 0)
         return stateHome + "/vrel/rig";
-    auto const home = environmentValue("HOME");
     if (home.empty())
         throw RigError("There is no place for the rig: neither VREL_RIG nor HOME is set");
     return home + "/.local/state/vrel/rig";
@@ -70,7 +57,7 @@ void take()
     dropInheritedHold(hold);
     if (!hold.rig) {
         auto rig = hold.inUse.lock();
-        hold.rig = rig ? rig : openRig();
+        hold.rig = rig ? rig : std::make_shared<Rig>(configuredRoot(), standardDevices());
         hold.inUse = hold.rig;
     }
     ++hold.count;

@@ -1,72 +1,83 @@
 #include "emulator/UsbTree.h"
 
-#include "emulator/FileSystem.h"
-#include "emulator/NewFile.h"
-#include "emulator/UsbPath.h"
+#include "emulator/Devices.h"
+#include "emulator/NewRig.h"
+#include "emulator/Text.h"
 
-#include <cstdio>
-#include <map>
+#include <QByteArray>
+#include <QList>
 
-namespace VrelRig {
+namespace VrelRig::UsbTree {
 
 namespace {
 
-/** File name and content of one entry of the tree. */
-using Attributes = std::vector<std::pair<char const*, std::string>>;
+// In a device's directory.
+constexpr char const* kUsb = "usb";
+constexpr char const* kDevice = "device";
+constexpr char const* kInterface = "interface";
 
-std::string hex4(unsigned number)
+/** Makes the files that a list of names and values tells. */
+void makeEntry(Directory const& entry, std::string const& attributes)
 {
-    char text[8];
-    static_cast<void>(std::snprintf(text, sizeof(text), "%04x", number & 0xFFFFU));
-    return text;
+    for (auto const& line : QByteArray::fromStdString(attributes).split('\n')) {
+        auto const words = line.split(' ');
+        if (words.size() == 2)
+            entry.create(words[0].toStdString(), words[1].toStdString() + '\n');
+    }
 }
 
-void makeEntry(std::string const& directory, Attributes const& attributes)
+std::string linkTo(std::string const& serial, char const* entry)
 {
-    makeDirectories(directory);
-    for (auto const& [name, value] : attributes)
-        writeNewFile(directory + '/' + name, value + '\n');
+    return std::string("../") + kDevices + '/' + serial + '/' + kUsb + '/' + entry;
 }
 
-void makeRootHub(std::string const& directory, std::string const& bus)
+void addLink(Directory const& tree, std::string const& name, std::string const& text)
 {
-    makeEntry(directory + "/usb" + bus, {{"bDeviceClass", "09"},
-                                         {"busnum", bus},
-                                         {"devnum", "1"},
-                                         {"devpath", "0"},
-                                         {"idProduct", "0002"},
-                                         {"idVendor", "1d6b"},
-                                         {"speed", "480"}});
-    makeEntry(directory + '/' + bus + "-0:1.0", {{"bInterfaceClass", "09"}, {"bInterfaceNumber", "00"}});
-}
-
-void makeDevice(std::string const& directory, DeviceDescription const& device, UsbPath const& path,
-                unsigned number)
-{
-    makeEntry(directory + '/' + device.path, {{"bDeviceClass", "00"},
-                                              {"busnum", std::to_string(path.bus)},
-                                              {"devnum", std::to_string(number)},
-                                              {"devpath", path.portText()},
-                                              {"idProduct", hex4(device.product)},
-                                              {"idVendor", hex4(kVendor)},
-                                              {"speed", "480"}});
-    makeEntry(directory + '/' + device.path + ":1.0",
-              {{"bInterfaceClass", "ff"}, {"bInterfaceNumber", "00"}});
+    if (tree.linkText(name) == text)
+        return;
+    if (tree.has(name))
+        throw RigError(inQuotes(tree.path(name)) + " is there already: another device is at this path");
+    tree.makeLink(name, text);
 }
 
 } // namespace
 
-void makeUsbTree(std::string const& directory, std::vector<DeviceDescription> const& devices)
+void describe(Directory const& device, UsbPath const& path, std::string const& product, unsigned number)
 {
-    makeDirectories(directory);
-    std::map<std::uint8_t, unsigned> lastNumber;
-    for (auto const& device : devices) {
-        auto const path = UsbPath::parse(device.path).value();
-        auto const [bus, isNew] = lastNumber.emplace(path.bus, 1);
-        if (isNew)
-            makeRootHub(directory, std::to_string(path.bus));
-        makeDevice(directory, device, path, ++bus->second);
+    auto const usb = device.make(kUsb);
+    makeEntry(usb.make(kDevice), newRigFile("usb-device", {std::to_string(path.bus), std::to_string(number),
+                                                           path.portText(), product}));
+    makeEntry(usb.make(kInterface), newRigFile("usb-interface"));
+}
+
+void make(Directory const& tree, Directory const& devices)
+{
+    for (auto const& serial : serialsIn(devices)) {
+        auto const path = readableLocation(devices, serial);
+        if (!path || tree.has(path->text))
+            continue;
+        add(tree, serial, *path);
+        auto const bus = std::to_string(path->bus);
+        if (tree.has("usb" + bus))
+            continue;
+        makeEntry(tree.make("usb" + bus), newRigFile("root-hub", {bus}));
+        makeEntry(tree.make(bus + "-0:1.0"), newRigFile("root-hub-interface"));
     }
 }
 
-} // namespace VrelRig
+void add(Directory const& tree, std::string const& serial, UsbPath const& path)
+{
+    addLink(tree, path.text, linkTo(serial, kDevice));
+    addLink(tree, path.text + ":1.0", linkTo(serial, kInterface));
+}
+
+void remove(Directory const& tree, std::string const& serial)
+{
+    for (auto const& name : tree.names()) {
+        auto const text = tree.linkText(name);
+        if (text == linkTo(serial, kDevice) || text == linkTo(serial, kInterface))
+            tree.remove(name);
+    }
+}
+
+} // namespace VrelRig::UsbTree

@@ -1,13 +1,27 @@
 #pragma once
 
-#include "emulator/RigTemplate.h"
+#include "emulator/Devices.h"
+#include "emulator/Files.h"
 
 #include <string>
-#include <vector>
 
-namespace VrelRig {
+/**
+ * A tree in the shape of /sys/bus/usb/devices. What a device shows lies in its own directory; as there, the
+ * tree holds a link to it, so that it goes and comes with the device's directory in one step.
+ */
+namespace VrelRig::UsbTree {
 
-/** Makes a tree in the shape of /sys/bus/usb/devices: the devices, an interface of each, their root hubs. */
-void makeUsbTree(std::string const& directory, std::vector<DeviceDescription> const& devices);
+/** Makes what a device shows in its directory: itself, as device number `number` of its bus, and an
+ * interface. */
+void describe(Directory const& device, UsbPath const& path, std::string const& product, unsigned number);
 
-} // namespace VrelRig
+/** Makes the tree of all devices whose path can be read, with the root hubs of their buses. */
+void make(Directory const& tree, Directory const& devices);
+
+/** Adds a device at a path; one that is there already is fine. @throws RigError when the path is taken */
+void add(Directory const& tree, std::string const& serial, UsbPath const& path);
+
+/** Removes the device, at whatever path it is. */
+void remove(Directory const& tree, std::string const& serial);
+
+} // namespace VrelRig::UsbTree

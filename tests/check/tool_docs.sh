@@ -43,7 +43,7 @@ expect()
 }
 
 expect 'parameters|rig|run|scan|types|usages|version' vrelhost ''
-expect create vrelhost rig cr
+expect 'check|create|plug|unplug' vrelhost rig ''
 expect '--dev|--exe|--help|--json|--log-format|--log-level|--serial-from|--sysfs|--version' vrelhost scan --
 expect 'json|text' vrelhost --log-format ''
 expect 'api|exe' vrelhost scan --serial-from ''

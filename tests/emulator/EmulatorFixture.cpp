@@ -17,16 +17,10 @@ EmulatorTest::EmulatorTest()
     ::unsetenv("VREL_RIG_DELAY_MS");
 }
 
-EmulatorTest::~EmulatorTest()
-{
-    std::filesystem::remove_all(m_directory);
-}
-
 std::string EmulatorTest::makeFile(std::string const& name, std::string const& content) const
 {
-    auto const path = (m_directory / name).string();
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
+    put((m_directory / name).string(), content);
+    return (m_directory / name).string();
 }
 
 HeldRigTest::HeldRigTest()
@@ -36,11 +30,24 @@ HeldRigTest::HeldRigTest()
         throw std::runtime_error("the rig cannot be taken");
 }
 
+void HeldRigTest::expect(int result, std::string const& cause) const
+{
+    EXPECT_EQ(result == 0, cause.empty()) << m_error;
+    if (!cause.empty()) {
+        EXPECT_THAT(m_error, testing::HasSubstr(cause));
+    }
+}
+
 std::string contentOf(std::string const& path)
 {
     std::ostringstream content;
     content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
+}
+
+void put(std::string const& path, std::string const& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
 }
 
 int runInChild(std::function<int()> const& work)

@@ -14,7 +14,7 @@ class EmulatorTest : public testing::Test
 {
 protected:
     EmulatorTest();
-    ~EmulatorTest() override;
+    ~EmulatorTest() override { std::filesystem::remove_all(m_directory); }
 
     /** @return a file in the test's directory with this content */
     std::string makeFile(std::string const& name, std::string const& content) const;
@@ -25,6 +25,14 @@ protected:
     std::string m_rig;
     std::string m_module;
 };
+
+constexpr char const* kFirst = "0A1B2C3D";  ///< has an eMMC and SPI flash
+constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
+
+// Types and indices of storage devices.
+constexpr std::uint8_t kEmmc = 2;
+constexpr std::uint8_t kUfs = 3;
+constexpr std::uint8_t kZero = 0;
 
 /** The same, with the API acquired. */
 class HeldRigTest : public EmulatorTest
@@ -40,19 +48,12 @@ protected:
         return (m_api->*operation)(m_module.c_str(), arguments..., m_error, nullptr, nullptr);
     }
 
+    /** Expects the result of an operation: success without a cause, else a text that holds it. */
+    void expect(int result, std::string const& cause) const;
+
     IVrelAPI* m_api;
     char m_error[kVrelErrorTextSize] = "untouched";
 };
-
-constexpr char const* kFirst = "0A1B2C3D";  ///< has an eMMC and SPI flash
-constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
-
-// Types and indices of storage devices.
-constexpr std::uint8_t kSpi = 1;
-constexpr std::uint8_t kEmmc = 2;
-constexpr std::uint8_t kUfs = 3;
-constexpr std::uint8_t kUfsHpb = 16;
-constexpr std::uint8_t kZero = 0;
 
 /** An operation called with arguments that succeed on a new rig, but for those given. */
 struct Operation
@@ -76,7 +77,10 @@ struct Operation
 /** @return all operations on a device, each after those whose work it needs */
 std::vector<Operation> const& deviceOperations();
 
+/** @return the content of a file, also of one that is not there */
 std::string contentOf(std::string const& path);
+
+void put(std::string const& path, std::string const& content);
 
 /** Runs the work in a child process, which ends without cleaning up. @return its process ID */
 int runInChild(std::function<int()> const& work);

@@ -1,7 +1,11 @@
 #include "tests/emulator/EmulatorFixture.h"
 
+#include "emulator/Files.h"
+#include "emulator/Text.h"
+
 #include <future>
 #include <thread>
+#include <unistd.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -26,20 +30,19 @@ TEST_F(OperationTest, allSucceedOnANewRigAndRefuseBadArguments)
     auto const absent = (m_directory / "absent").string();
     auto const empty = makeFile("empty", "");
     for (auto const& operation : deviceOperations()) {
+        SCOPED_TRACE(operation.name);
         auto const input = makeFile("input", acceptedInput(operation.name));
         A const good = {m_module.c_str(), input.c_str(), output.c_str(), kFirst, m_error};
         auto const refused = [&](char const* A::*member, char const* value, char const* cause) {
             auto arguments = good;
             arguments.*member = value;
-            m_error[0] = '\0';
-            EXPECT_NE(operation.call(*m_api, arguments), 0) << operation.name << ": " << cause;
-            EXPECT_THAT(m_error, HasSubstr(cause)) << operation.name;
+            expect(operation.call(*m_api, arguments), cause);
         };
         for (char const* const path : {"", absent.c_str(), empty.c_str(), "/dev/null", "/"}) {
             if (operation.needsModule)
                 refused(&A::module, path, "recovery module");
             if (operation.needsInput)
-                refused(&A::input, path, path);
+                refused(&A::input, path, *path == '\0' ? "empty text" : path);
         }
         if (operation.needsModule)
             refused(&A::module, nullptr, "No recovery module given");
@@ -49,7 +52,7 @@ TEST_F(OperationTest, allSucceedOnANewRigAndRefuseBadArguments)
         refused(&A::serial, "../0A1B2C3D", "'../0A1B2C3D'");
         refused(&A::serial, "", "several devices");
         operation.call(*m_api, {nullptr, nullptr, nullptr, kFirst, nullptr, true});
-        EXPECT_EQ(operation.call(*m_api, good), 0) << operation.name << ": " << m_error;
+        expect(operation.call(*m_api, good), "");
     }
 }
 
@@ -61,76 +64,45 @@ TEST_F(OperationTest, tellsVersionAndDevices)
     EXPECT_STREQ(version.versionText, "1.0.0-emulator");
     EXPECT_EQ(version.textLength, -1);
     auto const list = std::make_unique<VrelDeviceList>();
-    ASSERT_EQ(m_api->listDevices(list.get(), m_error), 0);
+    expect(m_api->listDevices(list.get(), m_error), "");
     ASSERT_EQ(list->count, 2U);
-    EXPECT_STREQ(list->names[0], kFirst);
     EXPECT_STREQ(list->names[1], kSecond);
     EXPECT_EQ(list->locations[0].bus, 1);
-    EXPECT_EQ(list->locations[0].portCount, 2);
-    EXPECT_EQ(list->locations[0].ports[0], 4);
-    EXPECT_EQ(list->locations[0].ports[1], 2);
-    EXPECT_NE(m_api->listDevices(nullptr, m_error), 0);
-    EXPECT_EQ(contentOf(rigFile("sysfs/1-4.2/devpath")), "4.2\n");
-    EXPECT_EQ(contentOf(rigFile("sysfs/2-1/idProduct")), "3d44\n");
-}
-
-TEST_F(OperationTest, keepsTokensByteForByte)
-{
-    std::string const token("\0token\xFF\r\n", 9);
-    auto const file = makeFile("t\xC3\xB6ken", token);
-    auto const target = (m_directory / "copy").string();
-    ASSERT_EQ(run(&IVrelAPI::writeToken, file.c_str(), kZero, kSecond), 0) << m_error;
-    ASSERT_EQ(run(&IVrelAPI::readToken, target.c_str(), kZero, kSecond), 0);
-    EXPECT_EQ(contentOf(target), token);
-    EXPECT_EQ(run(&IVrelAPI::eraseToken, kZero, kSecond), 0);
-    EXPECT_NE(run(&IVrelAPI::eraseToken, kZero, kSecond), 0);
-    EXPECT_STREQ(m_error, "Token slot 0 is empty");
-    EXPECT_NE(run(&IVrelAPI::readToken, target.c_str(), kZero, kSecond), 0);
-    EXPECT_NE(run(&IVrelAPI::eraseToken, std::uint8_t(16), kSecond), 0);
-    EXPECT_THAT(m_error, HasSubstr("slots are 0 to 15"));
-    auto const large = makeFile("large", std::string(1024 * 1024 + 1, 'x'));
-    EXPECT_NE(run(&IVrelAPI::writeToken, large.c_str(), kZero, kSecond), 0);
-    EXPECT_THAT(m_error, HasSubstr("at most 1048576"));
-}
-
-TEST_F(OperationTest, recordsAndCountsWhatIsDownloaded)
-{
-    VrelIfpRecord ifp = {{0xAB}};
-    std::uint32_t flags = 0x12;
-    std::uint32_t numbers[2] = {};
-    auto const block = makeFile("block", "IFP");
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(run(&IVrelAPI::fwRecovery, kFirst, &ifp), 0) << m_error;
-        ASSERT_EQ(m_api->startOver(&flags, &numbers[0], &numbers[1], kFirst, m_error, nullptr, nullptr), 0);
-        ASSERT_EQ(run(&IVrelAPI::oemIfpProvision, block.c_str(), kFirst), 0);
-    }
-    ASSERT_EQ(run(&IVrelAPI::downloadFwOs, block.c_str(), &flags, "", block.c_str(), kFirst), 0);
-    auto const device = std::string("devices/") + kFirst;
-    // printf 'recovery module' | sha256sum
     EXPECT_THAT(
-        contentOf(rigFile(device + "/firmware/recovery.json")),
-        testing::AllOf(HasSubstr("\"count\": 2"), HasSubstr("\"AB 00"), HasSubstr("\"size\": 15"),
-                       HasSubstr("f40e632fc0aec5bda18d4fc9002c3219a7c0e716f6aedf650f381d2b4b658ac3")));
-    EXPECT_THAT(contentOf(rigFile(device + "/firmware/fw-os.json")),
-                testing::AllOf(HasSubstr("0x00000012"), HasSubstr("osImage"), Not(HasSubstr("osModule"))));
-    EXPECT_THAT(contentOf(rigFile(device + "/start-over.json")), HasSubstr("\"count\": 2"));
-    EXPECT_EQ(contentOf(rigFile(device + "/provisioning/oem-ifp-2.bin")), "IFP");
-    EXPECT_FALSE(std::filesystem::exists(rigFile(device + "/provisioning/oem-ifp-1.bin")));
+        std::vector(list->locations[0].ports, list->locations[0].ports + list->locations[0].portCount),
+        ElementsAre(4, 2));
+    expect(m_api->listDevices(nullptr, m_error), "null pointer");
+}
+
+TEST_F(OperationTest, knowsStorageDevicesByTypeAndFillsNoBufferThatIsTooSmall)
+{
+    struct Case
+    {
+        std::uint8_t type;
+        std::uint32_t size;
+        char const* cause;
+    };
+    for (auto [type, size, cause] : {Case{1, 0, ""},
+                                     {2, 548, ""},
+                                     {2, 547, "the buffer holds 547"},
+                                     {2, ~0U, ""},
+                                     {3, 548, "no UFS"},
+                                     {9, 548, "Unknown storage device type 9"}}) {
+        VrelCardInfo info = {};
+        expect(run(&IVrelAPI::getCardInfo, &type, kZero, &info, &size, kFirst), cause);
+    }
 }
 
 TEST_F(OperationTest, movesLifecycleForwardOnly)
 {
-    struct Step
-    {
-        char const* token;
-        bool isAccepted;
-    };
-    for (auto const& [token, isAccepted] :
-         {Step{"development", false}, Step{" production\n", true}, Step{"manufacturing", false},
-          Step{"retired", false}, Step{"production", false}, Step{"decommissioned", true}}) {
+    for (auto const& [token, cause] : {std::pair("development", "forward only"),
+                                       {" production\n", ""},
+                                       {"manufacturing", "forward only"},
+                                       {"retired", "names no lifecycle stage"},
+                                       {"production", "forward only"},
+                                       {"decommissioned", ""}}) {
         auto const file = makeFile("stage", token);
-        auto const result = run(&IVrelAPI::setDeviceLifecycleStage, file.c_str(), kFirst);
-        EXPECT_EQ(result == 0, isAccepted) << token << ": " << m_error;
+        expect(run(&IVrelAPI::setDeviceLifecycleStage, file.c_str(), kFirst), cause);
     }
 }
 
@@ -154,12 +126,11 @@ TEST_F(OperationTest, refusesASecondOperationOnABusyDevice)
         return m_api->clearRpmb(m_module.c_str(), 2, 0, kFirst, otherError, waitOnce, &pause);
     });
     pause.reached.get_future().wait();
-    EXPECT_NE(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), 0);
-    EXPECT_THAT(m_error, HasSubstr("busy"));
-    EXPECT_EQ(run(&IVrelAPI::clearRpmb, kUfs, kZero, kSecond), 0);
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "busy");
+    expect(run(&IVrelAPI::clearRpmb, kUfs, kZero, kSecond), "");
     pause.ended.set_value();
     EXPECT_EQ(first.get(), 0) << otherError;
-    EXPECT_EQ(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), 0);
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "");
 }
 
 TEST_F(OperationTest, reportsTrafficAndProgressAndSurvivesAThrowingCallback)
@@ -174,6 +145,29 @@ TEST_F(OperationTest, reportsTrafficAndProgressAndSurvivesAThrowingCallback)
                             "2 Cleared 131072 bytes of RPMB on UFS 0", StartsWith("1 RX ")));
     auto const fail = [](unsigned long, char const*, void*) { throw 1; };
     EXPECT_NE(m_api->clearRpmb(m_module.c_str(), 3, 0, kSecond, m_error, fail, nullptr), 0);
+}
+
+TEST_F(OperationTest, aDeviceThatVanishesFailsItsOperation)
+{
+    auto device = rigFile("devices/0A1B2C3D");
+    auto const vanish = [](unsigned long, char const* text, void* context) {
+        if (std::string(text) == "TX clearRpmb")
+            std::filesystem::rename(*static_cast<std::string*>(context), "elsewhere");
+    };
+    std::filesystem::current_path(m_directory);
+    expect(m_api->clearRpmb(m_module.c_str(), kEmmc, 0, kFirst, m_error, vanish, &device),
+           "'0A1B2C3D' was unplugged");
+}
+
+TEST_F(OperationTest, aFileThatChangesWhileItIsReadIsNoInput)
+{
+    auto const path = makeFile("token", std::string(100000, 't'));
+    VrelRig::InputFile const shortened(path);
+    ASSERT_EQ(::truncate(path.c_str(), 70000), 0);
+    EXPECT_THROW(shortened.content(100000), VrelRig::RigError);
+    VrelRig::InputFile const rewritten(path);
+    auto const rewrite = [&](std::string_view) { std::filesystem::last_write_time(path, {}); };
+    EXPECT_THROW(rewritten.read(0, 70000, rewrite), VrelRig::RigError);
 }
 
 } // namespace

@@ -1,22 +1,14 @@
-#include "emulator/ErrorText.h"
-#include "emulator/HexText.h"
-#include "emulator/NumberText.h"
-#include "emulator/UsbPath.h"
-
-#include "external/IVrelAPI.h"
+#include "emulator/Text.h"
+#include "emulator/Devices.h"
+#include "emulator/Operation.h"
 
 #include <gmock/gmock.h>
 
 namespace {
 
-TEST(ErrorText, isCutAtACharacter)
+TEST(Text, ofAnErrorIsCutAtACharacter)
 {
-    struct Case
-    {
-        std::string text;
-        std::size_t length;
-    };
-    Case const cases[] = {
+    std::pair<std::string, std::size_t> const cases[] = {
         {"", 0},
         {std::string(1023, 'x'), 1023},
         {std::string(1024, 'x'), 1023},
@@ -33,30 +25,21 @@ TEST(ErrorText, isCutAtACharacter)
     VrelRig::copyErrorText("text", nullptr);
 }
 
-TEST(UsbPath, isParsedStrictly)
+TEST(Text, isParsedStrictly)
 {
     auto const path = VrelRig::UsbPath::parse("3-1.255.7");
     ASSERT_TRUE(path);
-    EXPECT_EQ(path->bus, 3);
     EXPECT_THAT(path->ports, testing::ElementsAre(1, 255, 7));
-    EXPECT_EQ(path->portText(), "1.255.7");
-    for (char const* const text : {"", "1", "1-", "-1", "1-0", "0-1", "256-1", "1-256", "1-1.", "1.1",
-                                   "1-1:1.0", "1-1-1", "1-1.2.3.4.5.6.7.8", "usb1", "1-1 "})
+    EXPECT_EQ(std::to_string(path->bus) + ' ' + path->portText(), "3 1.255.7");
+    for (char const* const text :
+         {"", "1", "1-", "-1", "1-0", "0-1", "256-1", "1-256", "1-1.", "1.1", "1-1:1.0", "1-1-1",
+          "1-1.2.3.4.5.6.7.8", "usb1", "1-1 ", "1-1\n", "+1-1", "1-+1"})
         EXPECT_FALSE(VrelRig::UsbPath::parse(text)) << text;
-}
-
-TEST(NumberText, isParsedStrictly)
-{
     EXPECT_EQ(VrelRig::parseNumber("0x3d4F"), 0x3D4FU);
     EXPECT_EQ(VrelRig::parseNumber("18446744073709551615"), ~std::uint64_t(0));
     for (char const* const text : {"", "0x", "-1", "+1", " 1", "1 ", "1.5", "18446744073709551616", "0x-1"})
         EXPECT_FALSE(VrelRig::parseNumber(text)) << text;
-}
-
-TEST(HexText, isReadBackAsWritten)
-{
-    std::string const bytes("\x00\x7F\x80\xFFsome more than sixteen", 26);
-    EXPECT_EQ(VrelRig::parseHex(VrelRig::formatHexLines(bytes)), bytes);
+    EXPECT_EQ(VrelRig::parseHex("# FF\nc0FF\t80 # 00\r\n7f"), "\xC0\xFF\x80\x7F");
     for (char const* const text : {"0", "0 1", "0x01", "GG", "001"})
         EXPECT_FALSE(VrelRig::parseHex(text)) << text;
 }

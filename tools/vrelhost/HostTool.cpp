@@ -212,6 +212,24 @@ int HostTool::createRig()
     return RigCommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
 }
 
+int HostTool::plugDevice()
+{
+    return RigCommand::plug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
+}
+
+int HostTool::unplugDevice()
+{
+    return RigCommand::unplug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
+}
+
+int HostTool::checkRig()
+{
+    auto const directory =
+        m_arguments.isEmpty() ? std::nullopt : std::make_optional(m_arguments.constFirst());
+    auto const found = RigCommand::check(directory, m_log);
+    return found ? print(found->toUtf8() + '\n') : ExitFailure;
+}
+
 int HostTool::reject(QString const& cause)
 {
     m_log.logMessage(kErrorLevel, QStringLiteral("%1 (%2 --help shows the usage)")

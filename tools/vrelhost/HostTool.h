@@ -45,6 +45,9 @@ private:
     int runRequest();
     int scanDevices();
     int createRig();
+    int plugDevice();
+    int unplugDevice();
+    int checkRig();
 
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);

@@ -40,6 +40,7 @@ constexpr std::pair<char const*, char const*> kArguments[] = {
      "texts may hold {serial} and {path}, which stand for the device's; {{serial}} and {{path}} are "
      "these words themselves."},
     {"DIR", "The rig's directory."},
+    {"SERIAL", "The device's serial number."},
 };
 
 constexpr char const* kNotWritten = "the result cannot be written";
@@ -76,6 +77,15 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
     {"rig create", "DIR", newRigOptions, &HostTool::createRig,
      "Makes a rig of emulated devices in a new or empty directory.", "success", "it cannot be made",
      "vrelhost rig create bench --devices 24"},
+    {"rig unplug", "DIR SERIAL", noOptions, &HostTool::unplugDevice,
+     "Unplugs a device of a rig, also while the rig is in use.", "success",
+     "it is unplugged already, or cannot be", "vrelhost rig unplug bench VREL0001"},
+    {"rig plug", "DIR SERIAL", noOptions, &HostTool::plugDevice,
+     "Plugs in a device of a rig that was unplugged, also while the rig is in use.", "success",
+     "it is plugged in already, or cannot be", "vrelhost rig plug bench VREL0001"},
+    {"rig check", "[DIR]", noOptions, &HostTool::checkRig,
+     "Tells whether a rig, without DIR the one that the emulator would take, can be taken or made.",
+     "it can be", "it cannot be, for the reason that is told", "vrelhost rig check bench"},
 };
 
 QStringList HostTool::Subcommand::nameWords() const

@@ -1,0 +1,84 @@
+#include "emulator/Devices.h"
+
+#include "emulator/JsonFile.h"
+#include "emulator/Text.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <iterator>
+
+namespace VrelRig {
+
+std::optional<UsbPath> UsbPath::parse(std::string const& text)
+{
+    static QRegularExpression const s_form(QStringLiteral("\\A[0-9]+-[0-9]+(\\.[0-9]+){0,6}\\z"));
+    auto const given = QString::fromStdString(text);
+    UsbPath path = {text, 0, {}};
+    for (auto const& number : given.split(QRegularExpression(QStringLiteral("[-.]")))) {
+        auto const value = number.toUInt();
+        if (value < 1 || value > 255)
+            return std::nullopt;
+        path.ports.push_back(static_cast<std::uint8_t>(value));
+    }
+    if (!s_form.match(given).hasMatch())
+        return std::nullopt;
+    path.bus = path.ports.front();
+    path.ports.erase(path.ports.begin());
+    return path;
+}
+
+bool isSerial(std::string const& text)
+{
+    auto const isForbidden = [](char c) { return c == '/' || (c >= '\0' && c < ' '); };
+    return !text.empty() && text.size() < sizeof(VrelDeviceList::names[0]) && text.front() != '.' &&
+           std::none_of(text.begin(), text.end(), isForbidden);
+}
+
+std::vector<std::string> serialsIn(Directory const& devices)
+{
+    auto names = devices.names();
+    auto const isNoDevice = [&](std::string const& name) {
+        return !isSerial(name) || !devices.hasDirectory(name);
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), isNoDevice), names.end());
+    return names;
+}
+
+UsbPath locationOf(Directory const& device)
+{
+    JsonFile const description(device, kDescription);
+    auto const text = description.text("path");
+    if (auto const path = UsbPath::parse(text))
+        return *path;
+    throw RigError(inQuotes(description.path()) + ": 'path' " + inQuotes(text) +
+                   " is not BUS-PORT[.PORT...]");
+}
+
+std::optional<UsbPath> readableLocation(Directory const& devices, std::string const& serial)
+{
+    try {
+        return locationOf(devices.open(serial));
+    } catch (RigError const&) {
+        return std::nullopt; // an operation on the device tells what is wrong with it
+    }
+}
+
+void listDevices(Directory const& devices, VrelDeviceList& list)
+{
+    list = {};
+    for (auto const& serial : serialsIn(devices)) {
+        if (list.count == std::size(list.locations))
+            return;
+        auto const path = readableLocation(devices, serial);
+        if (!path)
+            continue;
+        auto& location = list.locations[list.count];
+        location.bus = path->bus;
+        location.portCount = static_cast<std::int32_t>(path->ports.size());
+        std::copy(path->ports.begin(), path->ports.end(), location.ports);
+        serial.copy(list.names[list.count++], serial.size());
+    }
+}
+
+} // namespace VrelRig

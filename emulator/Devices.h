@@ -1,0 +1,52 @@
+#pragma once
+
+#include "emulator/Files.h"
+
+#include "external/IVrelAPI.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/** Which devices a directory of devices holds, and where they are plugged in. */
+namespace VrelRig {
+
+// In the rig's root.
+constexpr char const* kDevices = "devices";
+constexpr char const* kUnplugged = "unplugged";
+constexpr char const* kUsbTree = "sysfs";
+constexpr char const* kTemporary = ".tmp";
+
+// In a device's directory.
+constexpr char const* kDescription = "device.json";
+
+/** Where a USB device is plugged in: "1-4.2" is bus 1, port 4 of the root hub, port 2 of the hub there. */
+struct UsbPath
+{
+    std::string text;
+    std::uint8_t bus = 0;
+    std::vector<std::uint8_t> ports; ///< 1 to 7 ports, the root hub's first
+
+    /** @return the path; nothing for a text that is not BUS-PORT[.PORT...] with numbers from 1 to 255 */
+    static std::optional<UsbPath> parse(std::string const& text);
+
+    /** @return the ports joined by '.', as in the file `devpath` */
+    std::string portText() const { return text.substr(text.find('-') + 1); }
+};
+
+/** @return whether a device can have this serial number, which is also the name of a directory */
+bool isSerial(std::string const& text);
+
+/** @return the serial numbers of all devices, sorted, the broken ones included */
+std::vector<std::string> serialsIn(Directory const& devices);
+
+/** @return where a device is plugged in, from its description. @throws RigError when that does not tell */
+UsbPath locationOf(Directory const& device);
+
+/** @return the same, nothing for a broken device */
+std::optional<UsbPath> readableLocation(Directory const& devices, std::string const& serial);
+
+/** Fills the list with the devices whose description can be read, in order of serial, at most 24. */
+void listDevices(Directory const& devices, VrelDeviceList& list);
+
+} // namespace VrelRig

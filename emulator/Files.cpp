@@ -1,0 +1,356 @@
+#include "emulator/Files.h"
+
+#include "emulator/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+
+namespace VrelRig {
+
+namespace {
+
+constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK; // a pipe without a peer would wait forever
+
+} // namespace
+
+void failAt(std::string const& action, std::string const& path)
+{
+    failTo(action, path, std::generic_category().message(errno));
+}
+
+FileDescriptor::FileDescriptor(int descriptor)
+    : m_descriptor(new int(descriptor), [](int const* owned) {
+        if (*owned >= 0)
+            ::close(*owned);
+        delete owned;
+    })
+{
+}
+
+void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path)
+{
+    while (!bytes.empty()) {
+        auto const count = ::write(file.get(), bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            failAt("write", path);
+        if (count > 0)
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+struct stat statusOf(FileDescriptor const& file)
+{
+    struct stat status = {};
+    ::fstat(file.get(), &status);
+    return status;
+}
+
+InputFile::InputFile(std::string const& path)
+    : InputFile(FileDescriptor(::open(path.c_str(), O_RDONLY | kOpenFlags)), path)
+{
+}
+
+InputFile::InputFile(FileDescriptor file, std::string path)
+    : m_path(std::move(path))
+    , m_file(std::move(file))
+{
+    if (m_file.get() < 0)
+        failAt("open", m_path);
+    m_status = statusOf(m_file);
+    if (!S_ISREG(m_status.st_mode))
+        failTo("read", m_path, "it is no regular file");
+}
+
+void InputFile::read(std::uint64_t offset, std::uint64_t length,
+                     std::function<void(std::string_view)> const& take) const
+{
+    std::array<char, 64 * 1024> piece;
+    auto const end = offset + length;
+    ssize_t count = 1;
+    while (offset < end && count > 0) {
+        auto const wanted = std::min<std::size_t>(end - offset, piece.size());
+        count = ::pread(m_file.get(), piece.data(), wanted, static_cast<off_t>(offset));
+        if (count < 0)
+            failAt("read", m_path);
+        take({piece.data(), static_cast<std::size_t>(count)});
+        offset += static_cast<std::size_t>(count);
+    }
+    auto const now = statusOf(m_file);
+    bool const isSame = now.st_size == m_status.st_size && now.st_mtim.tv_sec == m_status.st_mtim.tv_sec &&
+                        now.st_mtim.tv_nsec == m_status.st_mtim.tv_nsec;
+    if (offset < end || !isSame)
+        throw RigError(inQuotes(m_path) + " changed while it was read");
+}
+
+void InputFile::requireAtMost(std::uint64_t maximum) const
+{
+    if (size() > maximum)
+        throw RigError(inQuotes(m_path) + " holds " + std::to_string(size()) + " bytes, at most " +
+                       std::to_string(maximum) + " are accepted");
+}
+
+std::string InputFile::content(std::uint64_t maximum) const
+{
+    requireAtMost(maximum);
+    std::string content;
+    read(0, size(), [&](std::string_view piece) { content += piece; });
+    return content;
+}
+
+Directory::Directory(std::string path)
+    : m_path(std::move(path))
+    , m_file(::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    if (m_file.get() < 0)
+        failAt("open directory", m_path);
+}
+
+void Directory::useWorkshop(Directory const& place, std::string prefix)
+{
+    m_workshop = std::make_shared<Workshop>(Workshop{place, std::move(prefix)});
+}
+
+std::string Directory::path(std::string const& name) const
+{
+    return name.empty() ? m_path : m_path + (m_path.back() == '/' ? "" : "/") + name;
+}
+
+std::vector<std::string> Directory::names() const
+{
+    auto const isEntry = [](dirent const* entry) {
+        std::string_view const name = entry->d_name;
+        return name == "." || name == ".." ? 0 : 1;
+    };
+    dirent** entries = nullptr;
+    int const count = ::scandirat(m_file.get(), ".", &entries, isEntry, nullptr);
+    if (count < 0)
+        failAt("read directory", m_path);
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        names.emplace_back(entries[i]->d_name);
+        std::free(entries[i]);
+    }
+    std::free(entries);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool Directory::holds(std::string const& name, Directory const& other) const
+{
+    auto const here = status(name);
+    auto const there = other.status(".");
+    return here.st_dev == there.st_dev && here.st_ino == there.st_ino;
+}
+
+std::string Directory::linkText(std::string const& name) const
+{
+    std::array<char, 4096> text;
+    auto const size = ::readlinkat(m_file.get(), name.c_str(), text.data(), text.size());
+    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+void Directory::requireWritable() const
+{
+    if (::faccessat(m_file.get(), ".", W_OK | X_OK, AT_EACCESS) != 0)
+        failAt("make files in", m_path);
+}
+
+Directory Directory::open(std::string const& name) const
+{
+    constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    Directory found;
+    found.m_path = path(name);
+    found.m_file = FileDescriptor(::openat(m_file.get(), name.c_str(), kFlags));
+    found.m_workshop = m_workshop;
+    if (found.m_file.get() < 0)
+        fail("open directory", name);
+    return found;
+}
+
+Directory Directory::make(std::string const& name) const
+{
+    if (::mkdirat(m_file.get(), name.c_str(), modeOf(0777)) != 0 && errno != EEXIST)
+        fail("make directory", name);
+    return open(name);
+}
+
+FileDescriptor Directory::openFile(std::string const& name, int flags) const
+{
+    FileDescriptor file(::openat(m_file.get(), name.c_str(), flags | kOpenFlags | O_NOFOLLOW, modeOf(0666)));
+    if (file.get() < 0)
+        fail("open", name);
+    if (!S_ISREG(statusOf(file).st_mode))
+        failTo("open", path(name), "it is no regular file");
+    return file;
+}
+
+void Directory::create(std::string const& name, std::string_view content) const
+{
+    writeAll(openFile(name, O_WRONLY | O_CREAT | O_EXCL), content, path(name));
+}
+
+void Directory::store(std::string const& name, std::string_view content) const
+{
+    OutputFile file(*this, name);
+    file.write(content);
+    file.commit();
+}
+
+void Directory::makeLink(std::string const& name, std::string const& text) const
+{
+    if (::symlinkat(text.c_str(), m_file.get(), name.c_str()) != 0)
+        failAt("make link", path(name));
+}
+
+void Directory::rename(std::string const& name, Directory const& target, std::string const& newName) const
+{
+    if (::renameat(m_file.get(), name.c_str(), target.m_file.get(), newName.c_str()) != 0)
+        failAt("put in place", target.path(newName));
+}
+
+void Directory::remove(std::string const& name) const
+{
+    if (::unlinkat(m_file.get(), name.c_str(), 0) != 0)
+        fail("remove", name);
+    sync();
+}
+
+void Directory::removeTree(std::string const& name) const
+{
+    bool const isDirectory = hasDirectory(name);
+    auto const inside = isDirectory ? open(name).names() : std::vector<std::string>();
+    for (auto const& entry : inside)
+        open(name).removeTree(entry);
+    if (::unlinkat(m_file.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0) != 0)
+        fail("remove", name);
+}
+
+struct stat Directory::status(std::string const& name) const
+{
+    struct stat status = {};
+    ::fstatat(m_file.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+    return status;
+}
+
+/** Within a rig nothing is open to more users than the directory it lies in. */
+mode_t Directory::modeOf(mode_t wanted) const
+{
+    return m_workshop ? wanted & (statusOf(m_file).st_mode | S_IRWXU) : wanted;
+}
+
+void Directory::sync() const
+{
+    // Some file systems cannot sync a directory (EINVAL); what was done stands all the same.
+    if (::fsync(m_file.get()) != 0 && errno != EINVAL)
+        failAt("sync directory", m_path);
+}
+
+void Directory::fail(char const* action, std::string const& name) const
+{
+    int const reason = errno;
+    if (S_ISLNK(status(name).st_mode))
+        failTo(action, path(name), "it is a symbolic link, and those of a rig are not followed");
+    errno = reason;
+    failAt(action, path(name));
+}
+
+OutputFile OutputFile::outside(std::string const& path)
+{
+    namespace fs = std::filesystem;
+    struct stat status = {};
+    if (!path.empty() && path.back() == '/')
+        failTo("write", path, "it names a directory");
+    bool const exists = ::stat(path.c_str(), &status) == 0;
+    if (exists && !S_ISREG(status.st_mode))
+        return OutputFile(path);
+    std::error_code error;
+    fs::path const target = exists ? fs::canonical(path, error) : fs::path(path);
+    if (error)
+        failTo("write", path, error.message());
+    auto const parent = target.parent_path().string();
+    return {Directory(parent.empty() ? "." : parent), target.filename().string()};
+}
+
+OutputFile::OutputFile(std::string path)
+    : m_path(std::move(path))
+    , m_file(::open(m_path.c_str(), O_WRONLY | kOpenFlags))
+{
+    if (m_file.get() < 0 || ::fcntl(m_file.get(), F_SETFL, O_WRONLY) != 0)
+        failAt("write", m_path);
+}
+
+OutputFile::OutputFile(Directory directory, std::string name)
+    : m_path(directory.path(name))
+    , m_directory(std::move(directory))
+    , m_name(std::move(name))
+    , m_place(m_directory.m_workshop ? m_directory.m_workshop->place : m_directory)
+{
+    auto const old = m_directory.status(m_name);
+    bool const isThere = old.st_mode != 0;
+    if (isThere && !S_ISREG(old.st_mode))
+        failTo("write", m_path, "it is no regular file");
+    // A rename would replace what this process may not write.
+    if (isThere && ::faccessat(m_directory.m_file.get(), m_name.c_str(), W_OK, AT_EACCESS) != 0)
+        failAt("write", m_path);
+    openTemporary(isThere ? S_IRUSR | S_IWUSR : m_directory.modeOf(0666));
+    if (isThere)
+        takeOver(old);
+}
+
+OutputFile::~OutputFile()
+{
+    if (!m_temporary.empty())
+        ::unlinkat(m_place.m_file.get(), m_temporary.c_str(), 0);
+}
+
+void OutputFile::write(std::string_view bytes)
+{
+    writeAll(m_file, bytes, m_path);
+}
+
+void OutputFile::commit()
+{
+    if (m_temporary.empty())
+        return;
+    if (::fsync(m_file.get()) != 0)
+        failAt("write", m_path);
+    m_place.rename(m_temporary, m_directory, m_name);
+    m_temporary.clear();
+    m_directory.sync();
+}
+
+void OutputFile::openTemporary(mode_t mode)
+{
+    static std::atomic<unsigned> s_counter = 0;
+    auto const prefix =
+        m_directory.m_workshop ? m_directory.m_workshop->prefix : ".vrel-" + std::to_string(::getpid()) + '-';
+    do {
+        m_temporary = prefix + std::to_string(s_counter++);
+        m_file = FileDescriptor(::openat(m_place.m_file.get(), m_temporary.c_str(),
+                                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kOpenFlags, mode));
+    } while (m_file.get() < 0 && errno == EEXIST);
+    if (m_file.get() < 0) {
+        m_temporary.clear();
+        failAt("write", m_path);
+    }
+}
+
+/** Owner and permissions of the file that is replaced; what was meant for another group is left out. */
+void OutputFile::takeOver(struct stat const& old)
+{
+    auto mode = old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    if (::fchown(m_file.get(), old.st_uid, old.st_gid) != 0 &&
+        ::fchown(m_file.get(), static_cast<uid_t>(-1), old.st_gid) != 0)
+        mode &= ~static_cast<mode_t>(S_IRWXG) | (mode & S_IRWXO) << 3U;
+    if (::fchmod(m_file.get(), mode) != 0)
+        failAt("write", m_path);
+}
+
+} // namespace VrelRig

@@ -1,0 +1,194 @@
+#include "emulator/Operation.h"
+
+#include "emulator/RigHold.h"
+
+#include <QByteArray>
+
+#include <chrono>
+#include <optional>
+#include <thread>
+
+namespace VrelRig {
+
+namespace {
+
+/** A failure that the environment asks for. */
+struct Fault
+{
+    std::string operation;
+    int code = 0;
+    std::optional<std::string> text; ///< nothing: the error buffer stays as it is
+};
+
+constexpr char const* kFaultVariable = "VREL_RIG_FAULT";
+constexpr char const* kDelayVariable = "VREL_RIG_DELAY_MS";
+
+/** The operations that can fail, each between blanks. */
+constexpr std::string_view kOperations = " listDevices idDevice startOver fwRecovery downloadFwOs eraseToken "
+                                         "configPartitions getTokenPid getCardInfo"
+                                         " clearRpmb idDeviceIfpFile writeToken readToken "
+                                         "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile"
+                                         " readBootMedia downloadOemKeyManifest setCapabilities ";
+
+[[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
+{
+    throw RigError(variable + ' ' + inQuotes(value) + " is malformed: " + reason);
+}
+
+/** Codes above INT_MAX, as in 0x80000001, stand for the negative number of the same 32 bits. */
+std::optional<int> parseCode(std::string_view text)
+{
+    bool const negative = !text.empty() && text.front() == '-';
+    if (negative)
+        text.remove_prefix(1);
+    auto const number = parseNumber(text);
+    constexpr std::uint64_t kMostNegative = std::uint64_t(1) << 31U;
+    if (!number || *number > (negative ? kMostNegative : std::numeric_limits<std::uint32_t>::max()))
+        return std::nullopt;
+    auto const bits = static_cast<std::uint32_t>(*number);
+    return static_cast<int>(negative ? 0U - bits : bits);
+}
+
+/** @return the fault described as OPERATION:CODE[:TEXT] */
+Fault parseFault(std::string const& description)
+{
+    auto const end = description.find(':');
+    auto const codeEnd = end == std::string::npos ? end : description.find(':', end + 1);
+    if (end == std::string::npos)
+        refuse(kFaultVariable, description, "OPERATION:CODE[:TEXT] is expected");
+    Fault fault = {description.substr(0, end), 0, std::nullopt};
+    auto const codeText = description.substr(end + 1, codeEnd - end - 1);
+    auto const code = parseCode(codeText);
+    bool const isOperation = kOperations.find(' ' + fault.operation + ' ') != std::string_view::npos;
+    if (!isOperation || !code || *code == 0)
+        refuse(kFaultVariable, description,
+               isOperation ? inQuotes(codeText) + " is no 32-bit number other than 0, which means success"
+                           : inQuotes(fault.operation) + " is no operation that can fail");
+    fault.code = *code;
+    if (codeEnd != std::string::npos)
+        fault.text = description.substr(codeEnd + 1);
+    return fault;
+}
+
+std::optional<Fault> faultOf(std::string const& operation)
+{
+    auto const description = qgetenv(kFaultVariable).toStdString();
+    auto const fault = description.empty() ? std::nullopt : std::make_optional(parseFault(description));
+    return fault && fault->operation == operation ? fault : std::nullopt;
+}
+
+std::chrono::milliseconds wantedDelay()
+{
+    auto const text = qgetenv(kDelayVariable).toStdString();
+    auto const number = parseNumber(text.empty() ? "0" : text);
+    if (!number || *number > std::numeric_limits<std::uint32_t>::max())
+        refuse(kDelayVariable, text, "a number of milliseconds is expected");
+    return std::chrono::milliseconds(*number);
+}
+
+/** Does the work and turns whatever it throws into a result and a text. */
+int guarded(OperationCall const& call, std::function<void()> const& work)
+{
+    try {
+        work();
+        return 0;
+    } catch (Fault const& fault) {
+        if (fault.text)
+            copyErrorText(*fault.text, call.errorText);
+        return fault.code;
+    } catch (std::exception const& error) {
+        copyErrorText(error.what(), call.errorText);
+    } catch (...) {
+        copyErrorText("Unknown error", call.errorText);
+    }
+    return 1;
+}
+
+void throwWantedFault(OperationCall const& call, std::chrono::milliseconds delay = {})
+{
+    if (auto const fault = faultOf(call.name)) {
+        std::this_thread::sleep_for(delay);
+        throw Fault(*fault);
+    }
+}
+
+} // namespace
+
+void Operation::send(unsigned long level, std::string const& text) const
+{
+    if (call.log != nullptr)
+        call.log(level, text.c_str(), call.context);
+}
+
+int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
+{
+    return guarded(call, [&] {
+        throwWantedFault(call);
+        work(*RigHold::current());
+    });
+}
+
+int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
+{
+    return guarded(call, [&] {
+        auto const delay = wantedDelay();
+        throwWantedFault(call, delay);
+        auto const rig = RigHold::current();
+        auto const serial = rig->select(&required(call.serial, "serial number"));
+        auto const claim = rig->claim(serial);
+        std::this_thread::sleep_for(delay);
+        Operation const operation = {call, rig->devices().open(serial)};
+        operation.trace("Reading first packet from device");
+        operation.trace(std::string("TX ") + call.name);
+        work(operation);
+        if (!rig->devices().holds(serial, operation.device))
+            throw RigError("Device " + inQuotes(serial) + " was unplugged during the operation");
+        operation.trace(std::string("RX ") + call.name + " done");
+    });
+}
+
+std::string requiredText(char const* text, char const* what)
+{
+    std::string const given = &required(text, what);
+    if (given.empty())
+        throw RigError(std::string("No ") + what + " given (empty text)");
+    return given;
+}
+
+InputFile openCallerFile(char const* path, char const* what, std::uint64_t maximum)
+{
+    auto const name = requiredText(path, what);
+    try {
+        InputFile file(name);
+        if (file.size() == 0)
+            throw RigError(inQuotes(name) + " is empty");
+        file.requireAtMost(maximum);
+        return file;
+    } catch (RigError const& error) {
+        throw RigError(std::string("Bad ") + what + ": " + error.what());
+    }
+}
+
+void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t length,
+                  std::string const& target)
+{
+    auto output = OutputFile::outside(target);
+    source.read(offset, length, [&](std::string_view piece) { output.write(piece); });
+    output.commit();
+}
+
+void copyErrorText(std::string_view text, char* buffer)
+{
+    auto const isContinuation = [&](std::size_t index) {
+        return (static_cast<unsigned char>(text[index]) & 0xC0U) == 0x80U;
+    };
+    if (buffer == nullptr)
+        return;
+    auto length = std::min(text.size(), kVrelErrorTextSize - 1);
+    while (length > 0 && length < text.size() && isContinuation(length))
+        --length;
+    text.copy(buffer, length);
+    buffer[length] = '\0';
+}
+
+} // namespace VrelRig

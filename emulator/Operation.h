@@ -1,0 +1,75 @@
+#pragma once
+
+#include "emulator/Files.h"
+#include "emulator/Rig.h"
+#include "emulator/Text.h"
+
+#include "external/IVrelAPI.h"
+
+#include <functional>
+#include <limits>
+#include <string>
+#include <string_view>
+
+/** What all operations have in common: how they are run, what they are handed, what they say. */
+namespace VrelRig {
+
+/** What an operation is called with. */
+struct OperationCall
+{
+    char const* name; ///< the operation's name in the slot table
+    char const* serial;
+    char* errorText;
+    VrelApiLogCallback log = nullptr;
+    void* context = nullptr;
+    char const* modulePath = nullptr; ///< of the recovery module, where the operation is behind one
+};
+
+/** An operation under way on a device. Its messages go to the caller; without a callback they are dropped. */
+struct Operation
+{
+    OperationCall const& call;
+    Directory device;
+
+    void trace(std::string const& text) const { send(1, text); }
+    void info(std::string const& text) const { send(2, text); }
+    void warning(std::string const& text) const { send(3, text); }
+    void send(unsigned long level, std::string const& text) const;
+};
+
+/** Works on the rig. @return 0, else a code with the reason in the error buffer; lets no exception out */
+int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
+
+/**
+ * Works on the one device that the call names, which is the operation's own meanwhile; fails when the device
+ * has been unplugged before the end.
+ */
+int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
+
+/** @return what the caller handed in, named `what` in the error text. @throws RigError for a null pointer */
+template <typename T>
+T& required(T* argument, char const* what)
+{
+    if (argument == nullptr)
+        throw RigError(std::string("No ") + what + " given (null pointer)");
+    return *argument;
+}
+
+/** @return a text that is neither null nor empty */
+std::string requiredText(char const* text, char const* what);
+
+/** Opens a regular, readable, non-empty file that the caller named, of at most `maximum` bytes. */
+InputFile openCallerFile(char const* path, char const* what,
+                         std::uint64_t maximum = std::numeric_limits<std::uint64_t>::max());
+
+/** Writes a part of a file of the rig to a file that the caller named. */
+void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t length,
+                  std::string const& target);
+
+/**
+ * Copies a text into a caller's error buffer of kVrelErrorTextSize bytes, NUL-terminated. A text that is too
+ * long is cut at the boundary of a UTF-8 character. A null buffer is left alone.
+ */
+void copyErrorText(std::string_view text, char* buffer);
+
+} // namespace VrelRig

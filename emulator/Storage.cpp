@@ -1,0 +1,175 @@
+#include "emulator/Storage.h"
+
+#include "emulator/Text.h"
+
+#include <QXmlStreamReader>
+
+#include <algorithm>
+#include <set>
+
+namespace VrelRig {
+
+namespace {
+
+/** The host performance booster is a feature of a UFS, not a storage device of its own. */
+constexpr StorageKind kKinds[] = {
+    {"spi", "SPI flash", 1, false, false, false},
+    {"emmc", "eMMC", 2, true, true, false},
+    {"ufs", "UFS", 3, true, true, true},
+    {"ufs", "UFS", 16, true, true, true},
+};
+
+StorageKind const& kindOf(std::uint8_t deviceType)
+{
+    for (auto const& kind : kKinds) {
+        if (kind.deviceType == deviceType)
+            return kind;
+    }
+    throw RigError("Unknown storage device type " + std::to_string(deviceType) +
+                   ": 1 is SPI flash, 2 eMMC, 3 UFS, 16 UFS with host performance booster");
+}
+
+Directory openStorage(Directory const& device, StorageKind const& kind, std::uint8_t index)
+{
+    auto const number = std::to_string(index);
+    auto const storages = device.open("storage");
+    auto const name = std::string(kind.name) + '-' + number;
+    if (!storages.has(name))
+        throw RigError(std::string("The device has no ") + kind.title + " at index " + number);
+    return storages.open(name);
+}
+
+void readPartition(QXmlStreamReader& reader, std::set<QString>& names)
+{
+    if (reader.name() != QLatin1String("partition")) {
+        reader.raiseError("element 'partition' is expected");
+        return;
+    }
+    auto const name = reader.attributes().value("name").toString();
+    auto const size = parseNumber(reader.attributes().value("size").toString().toStdString());
+    if (name.isEmpty() || !names.insert(name).second)
+        reader.raiseError("a partition needs a 'name' of its own");
+    else if (!size || *size == 0)
+        reader.raiseError("a partition needs a 'size' in bytes");
+    else
+        reader.skipCurrentElement();
+}
+
+/**
+ * Checks a partition configuration: an element `partitions` that holds elements `partition`, each with a
+ * `name` of its own and a `size` in bytes. @return the number of partitions
+ * @throws RigError naming `path`, line and column of what is wrong
+ */
+unsigned checkPartitionConfig(std::string const& xml, std::string const& path)
+{
+    QXmlStreamReader reader(QByteArray::fromStdString(xml));
+    std::set<QString> names;
+    if (reader.readNextStartElement() && reader.name() != QLatin1String("partitions"))
+        reader.raiseError("the root element 'partitions' is expected");
+    while (reader.readNextStartElement())
+        readPartition(reader, names);
+    while (!reader.atEnd())
+        reader.readNext();
+    if (reader.hasError())
+        throw RigError("Bad partition configuration " + inQuotes(path) + ": line " +
+                       std::to_string(reader.lineNumber()) + ", column " +
+                       std::to_string(reader.columnNumber()) + ": " + reader.errorString().toStdString());
+    return static_cast<unsigned>(names.size());
+}
+
+std::string readRegister(Directory const& directory, RegisterFile const& source)
+{
+    constexpr std::uint64_t kMaximumHexSize = 64 * 1024;
+    auto const file = directory.read(source.name);
+    auto bytes = parseHex(file.content(kMaximumHexSize));
+    if (!bytes || bytes->size() != source.size)
+        throw RigError(inQuotes(file.path()) + ": expected " + std::to_string(source.size) +
+                       " bytes in hexadecimal, found " +
+                       (bytes ? std::to_string(bytes->size()) : "other text"));
+    auto const number = bytes->begin() + static_cast<std::ptrdiff_t>(source.numberOffset);
+    std::reverse(number, number + static_cast<std::ptrdiff_t>(source.numberSize));
+    return *bytes;
+}
+
+} // namespace
+
+StorageDevice::StorageDevice(Operation const& operation, std::uint8_t deviceType, std::uint8_t index)
+    : m_operation(operation)
+    , m_kind(kindOf(deviceType))
+    , m_title(std::string(m_kind.title) + ' ' + std::to_string(index))
+    , m_directory(openStorage(operation.device, m_kind, index))
+{
+}
+
+void StorageDevice::readPartition(VrelReadRegion const& region, char const* targetPath) const
+{
+    constexpr std::uint64_t kBlockSize = 512;
+    auto const target = requiredText(targetPath, "target file");
+    auto const partition = "partition-" + std::to_string(region.partition);
+    auto const length = region.blockCount * kBlockSize;
+    auto const end = region.startOffset + length;
+    if (!m_directory.has(partition + ".img"))
+        throw RigError(m_title + " has no partition " + std::to_string(region.partition));
+    auto const image = m_directory.read(partition + ".img");
+    if (end > image.size())
+        throw RigError("The region from byte " + std::to_string(region.startOffset) + " to byte " +
+                       std::to_string(end) + " lies outside the partition of " +
+                       std::to_string(image.size()) + " bytes");
+    copyToTarget(image, region.startOffset, length, target);
+    m_operation.info("Read " + std::to_string(length) + " bytes of " + m_title + ", partition " +
+                     std::to_string(region.partition));
+}
+
+void StorageDevice::clearRpmb() const
+{
+    if (!m_kind.hasRpmb)
+        throw RigError(std::string(m_kind.title) + " has no RPMB");
+    auto const rpmb = m_directory.read("rpmb.img");
+    OutputFile cleared(m_directory, "rpmb.img");
+    rpmb.read(0, rpmb.size(),
+              [&](std::string_view piece) { cleared.write(std::string(piece.size(), '\0')); });
+    cleared.commit();
+    m_operation.info("Cleared " + std::to_string(rpmb.size()) + " bytes of RPMB on " + m_title);
+}
+
+void StorageDevice::configurePartitions(char const* configPath) const
+{
+    constexpr std::uint64_t kMaximumSize = 1024 * 1024;
+    constexpr char const* kStored = "partitions.xml";
+    if (!m_kind.isPartitionable)
+        throw RigError(std::string(m_kind.title) + " takes no partition configuration");
+    auto const config =
+        openCallerFile(configPath, "partition configuration", kMaximumSize).content(kMaximumSize);
+    auto const count = checkPartitionConfig(config, configPath);
+    bool const isConfigured = m_directory.has(kStored);
+    if (isConfigured && !m_kind.isReconfigurable)
+        throw RigError(m_title + " is already configured");
+    if (isConfigured)
+        m_operation.warning(m_title + ": the partition configuration is replaced");
+    m_directory.store(kStored, config);
+    m_operation.info(m_title + ": configured " + std::to_string(count) + " partitions");
+}
+
+std::string StorageDevice::cardInfo() const
+{
+    m_operation.info("Reading card information");
+    std::string bytes;
+    for (auto const& source : kRegisterFiles) {
+        if (source.kind == m_kind.name && (!source.isOptional || m_directory.has(source.name)))
+            bytes += readRegister(m_directory, source);
+    }
+    return bytes;
+}
+
+void StorageDevice::copyCardInfo(VrelCardInfo& buffer, std::uint32_t& size) const
+{
+    auto const bytes = cardInfo();
+    auto const capacity = std::min<std::size_t>(size, sizeof(buffer.bytes));
+    if (bytes.size() > capacity)
+        throw RigError("The card information takes " + std::to_string(bytes.size()) +
+                       " bytes, the buffer holds " + std::to_string(capacity));
+    std::copy(bytes.begin(), bytes.end(), buffer.bytes);
+    size = static_cast<std::uint32_t>(bytes.size());
+}
+
+} // namespace VrelRig

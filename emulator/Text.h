@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace VrelRig {
+
+/** Why something in or around the rig cannot be done; the text names the cause and is shown to the user. */
+class RigError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/** @return the text in single quotes, as paths and names appear in error texts */
+std::string inQuotes(std::string const& text);
+
+/** @throws RigError "Cannot ACTION 'PATH': REASON" */
+[[noreturn]] void failTo(std::string const& action, std::string const& path, std::string const& reason);
+
+/**
+ * @return the bytes written as pairs of hexadecimal digits; nothing for other texts. White space may stand
+ * between bytes; '#' begins a comment that lasts to the end of its line.
+ */
+std::optional<std::string> parseHex(std::string const& text);
+
+/** @return the bytes as pairs of upper-case digits separated by blanks */
+std::string formatHex(std::string_view bytes);
+
+/** @return the unsigned number written in decimal or, after "0x", in hexadecimal; nothing for other texts */
+std::optional<std::uint64_t> parseNumber(std::string_view text);
+
+/** @return the number as "0x" and at least `digits` upper-case hexadecimal digits */
+std::string hexNumber(std::uint32_t number, int digits = 8);
+
+} // namespace VrelRig
