@@ -143,7 +143,8 @@ private:
         int start = 0;
         auto line = fromJson(bytes);
         if (!line) {
-            // Output that was left unfinished may stand before it. Within its texts a quote follows a backslash.
+            // Output that was left unfinished may stand before it. Within its texts a quote follows a
+            // backslash.
             start = std::max(bytes.lastIndexOf("{\""), 0);
             line = fromJson(bytes.mid(start));
         }

@@ -3,19 +3,13 @@
 #include <QDeadlineTimer>
 #include <QProcess>
 
-#include <algorithm>
-
 bool VrelProcessWait::waitForExit(QProcess& process, unsigned long long timeout)
 {
     constexpr int kReapTime = 5000;
-    constexpr int kForever = -1;
-
-    int const waitTime = static_cast<int>(static_cast<quint32>(timeout));
-    QDeadlineTimer const deadline(waitTime == kForever ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                                       : QDeadlineTimer(std::max(waitTime, 0)));
+    QDeadlineTimer const deadline(static_cast<int>(static_cast<quint32>(timeout))); // -1 is forever
     auto const remaining = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
 
-    // waitForFinished never looks at the clock while output keeps coming: a flooding process is ended here.
+    // waitForFinished does not look at the clock while output keeps coming: a flooding process is ended here.
     auto const killInTime = [&process, &deadline] {
         if (deadline.hasExpired())
             process.kill();

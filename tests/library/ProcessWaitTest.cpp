@@ -33,6 +33,13 @@ void readLate(QProcess& process)
     process.readAllStandardOutput();
 }
 
+/** So that there is always more. */
+void readSlowly(QProcess& process)
+{
+    QThread::msleep(2);
+    process.readAllStandardOutput();
+}
+
 void end(QProcess& process)
 {
     process.waitForFinished();
@@ -48,7 +55,7 @@ Case const kCases[] = {
     {"NoTime", "exec sleep 100", 0, false},
     {"NegativeTime", "exec sleep 100", -2, false},
     {"LeastTime", "exec sleep 100", std::numeric_limits<int>::min(), false},
-    {"Flood", "exec yes", 400, false},
+    {"Flood", "exec yes", 400, false, 0, readSlowly},
     {"ErrorFlood", "exec yes >&2", 400, false},
     {"FloodOfAChild", "yes & exec sleep 100", 400, false},
     {"FloodOfAnOrphan", "yes & exit 5", 10000, true, 5},

@@ -17,8 +17,8 @@ namespace VendorApi {
 using DeviceList = std::map<QString, QString>;
 
 /**
- * A new handler to log a device's operations with, under the name of a program. It is never destroyed: a thread of the
- * vendor library may log to it when the operation is long over. From one thread at a time.
+ * A new handler to log a device's operations with, under the name of a program. It is never destroyed: a
+ * thread of the vendor library may log to it when the operation is long over. From one thread at a time.
  */
 LogHandler& lastingLog(QString const& name);
 
