@@ -89,7 +89,7 @@ template <std::size_t N>
 void copyBytes(JsonFile const& description, char const* key, std::uint8_t (&target)[N])
 {
     auto const bytes = description.bytes(key, N);
-    std::copy(bytes.begin(), bytes.end(), target);
+    std::copy_n(bytes.begin(), N, target);
 }
 
 } // namespace
