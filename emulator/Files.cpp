@@ -10,6 +10,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <poll.h>
+#include <sys/mman.h>
 #include <system_error>
 
 namespace VrelRig {
@@ -17,6 +19,31 @@ namespace VrelRig {
 namespace {
 
 constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK; // a pipe without a peer would wait forever
+
+/** What comes through a pipe, as a file in memory; any other file as it is. */
+FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
+{
+    constexpr int kWait = 5000; // milliseconds, for each piece
+    constexpr std::uint64_t kMost = 64U * 1024 * 1024;
+
+    if (file.get() < 0 || !S_ISFIFO(statusOf(file).st_mode))
+        return file;
+    FileDescriptor memory(::memfd_create("pipe", MFD_CLOEXEC));
+    std::array<char, 64 * 1024> piece;
+    for (std::uint64_t size = 0; size <= kMost;) {
+        ssize_t const count = ::read(file.get(), piece.data(), piece.size());
+        if (count == 0)
+            return memory;
+        pollfd state = {file.get(), POLLIN, 0};
+        if (count < 0 && (errno != EAGAIN || ::poll(&state, 1, kWait) <= 0))
+            failTo("read", path, "nothing comes through the pipe");
+        if (count < 0)
+            continue;
+        writeAll(memory, {piece.data(), static_cast<std::size_t>(count)}, path);
+        size += static_cast<std::size_t>(count);
+    }
+    failTo("read", path, "more comes through the pipe than is accepted");
+}
 
 } // namespace
 
@@ -53,7 +80,7 @@ struct stat statusOf(FileDescriptor const& file)
 }
 
 InputFile::InputFile(std::string const& path)
-    : InputFile(FileDescriptor(::open(path.c_str(), O_RDONLY | kOpenFlags)), path)
+    : InputFile(spooled(FileDescriptor(::open(path.c_str(), O_RDONLY | kOpenFlags)), path), path)
 {
 }
 

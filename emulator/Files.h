@@ -43,7 +43,10 @@ void writeAll(FileDescriptor const& file, std::string_view bytes, std::string co
 class InputFile
 {
 public:
-    /** Opens a file that the caller named, at the end of a symbolic link if need be. */
+    /**
+     * Opens a file that the caller named, at the end of a symbolic link if need be. What comes through a pipe
+     * is taken whole; each piece is waited for, for 5 s.
+     */
     explicit InputFile(std::string const& path);
 
     /** Takes over an open file. @throws RigError when it is not a regular one */
