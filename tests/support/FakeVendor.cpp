@@ -44,7 +44,7 @@ std::string shownBytes(U8 const* bytes, std::size_t size)
         auto const run = static_cast<std::size_t>(
             std::find_if(bytes + i, bytes + size, [&](U8 byte) { return byte != bytes[i]; }) - (bytes + i));
         char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned int>(bytes[i]));
+        static_cast<void>(std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned int>(bytes[i])));
         bool const isLong = run >= kLongRun;
         text += isLong ? (i == 0 ? "" : " ") + std::string(digits) + '*' + std::to_string(run) : digits;
         i += isLong ? run : 1;
@@ -78,8 +78,7 @@ void give(FakeVendor const& vendor, Record* record, std::size_t& place)
 {
     std::size_t const mine = place++;
     if (mine < vendor.outputs.size() && vendor.outputs[mine] && isAddress(record))
-        std::memcpy(record, vendor.outputs[mine]->data(),
-                    std::min(vendor.outputs[mine]->size(), sizeof *record));
+        vendor.outputs[mine]->copy(reinterpret_cast<char*>(record), sizeof *record);
 }
 
 int conclude(FakeVendor& vendor, std::string const& call, char* error, Log log, void* context)
@@ -94,7 +93,7 @@ int conclude(FakeVendor& vendor, std::string const& call, char* error, Log log, 
             log(level, text, context);
     }
     if (vendor.errorText && error != nullptr)
-        std::memcpy(error, vendor.errorText->data(), std::min(vendor.errorText->size(), kVrelErrorTextSize));
+        vendor.errorText->copy(error, kVrelErrorTextSize);
     return vendor.result;
 }
 
