@@ -50,10 +50,10 @@ std::string checkRig(std::string const& path)
 {
     std::string const canBeMade = "There is no rig in " + inQuotes(path) + " yet; it can be made";
     if (!isThere(path)) {
-        auto parent = std::filesystem::absolute(path).parent_path();
-        while (!isThere(parent))
+        auto parent = std::filesystem::path(path).parent_path();
+        while (!parent.empty() && !isThere(parent))
             parent = parent.parent_path();
-        Directory(parent.string()).requireWritable();
+        Directory(parent.empty() ? "." : parent.string()).requireWritable();
         return canBeMade;
     }
     auto const root = openRigRoot(path);

@@ -146,6 +146,8 @@ TEST_F(WholeRunTest, BadRequestsNameTheCauseAndChangeNothing)
     std::pair<QStringList, char const*> const cases[] = {
         {options({}), "No subcommand"},
         {options({"erase"}), "Unknown subcommand 'erase'"},
+        {options({"erase", "--help"}), "Unknown subcommand 'erase'"},
+        {options({"rig", "check", ""}), "a name that is not empty"},
         {options({"run"}), "REQUEST"},
         {options({"run", "a", "b"}), "Unexpected argument 'b'"},
         {options({"run", "{}", "--fast"}), "Unknown option 'fast'"},

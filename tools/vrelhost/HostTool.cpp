@@ -40,6 +40,8 @@ int HostTool::run(QStringList const& arguments)
     bool const isParsed = m_parser.parse(commandLine);
     if (!applyLogOptions())
         return ExitRejected;
+    if (!m_arguments.isEmpty() && meant.empty())
+        return reject(QStringLiteral("Unknown subcommand '%1'").arg(m_arguments.join(QLatin1Char(' '))));
     if (m_parser.isSet(QStringLiteral("help")))
         return print(help(meant).toUtf8());
     if (m_parser.isSet(QStringLiteral("version")))
@@ -65,8 +67,6 @@ QString HostTool::argumentFault(Subcommands const& meant, bool isParsed) const
 {
     if (m_arguments.isEmpty())
         return isParsed ? QStringLiteral("No subcommand given") : parserFault(m_parser);
-    if (meant.empty())
-        return QStringLiteral("Unknown subcommand '%1'").arg(m_arguments.join(QLatin1Char(' ')));
     QStringList const name = meant.front()->nameWords();
     if (meant.size() > 1 || m_arguments.size() < name.size())
         return QStringLiteral("The subcommand '%1' is not complete").arg(m_name);
@@ -78,6 +78,9 @@ QString HostTool::argumentFault(Subcommands const& meant, bool isParsed) const
         return QStringLiteral("Unexpected argument '%1'").arg(given.at(expected.size()));
     if (given.size() < expected.size() && !expected.at(given.size()).startsWith(QLatin1Char('[')))
         return QStringLiteral("%1 needs the argument %2").arg(m_name, expected.at(given.size()));
+    if (!given.isEmpty() && given.constFirst().isEmpty() &&
+        expected.constFirst().contains(QLatin1String("DIR")))
+        return QStringLiteral("The rig's directory has a name that is not empty");
     return QString();
 }
 
@@ -205,8 +208,6 @@ int HostTool::createRig()
     QString const directory = m_arguments.constFirst();
     bool isNumber = false;
     int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
-    if (directory.isEmpty())
-        return reject(QStringLiteral("The rig's directory has a name that is not empty"));
     if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
         return reject(QStringLiteral("--devices is a number from 1 to %1").arg(RigCommand::kMostDevices));
     return RigCommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
