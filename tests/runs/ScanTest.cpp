@@ -261,10 +261,10 @@ TEST_F(ScanTest, FaultyDownloadersCostNoMoreThanTheSerials)
     downloader("echo AB12"); // of the working directory, not in PATH
     Outcome const missing = scan(options({"--json", "--serial-from", "exe", "--exe", "downloader"}));
     EXPECT_EQ(missing.output.toStdString(), kBothWithoutSerial);
-    EXPECT_EQ(
-        missing.lines().first(),
-        QStringLiteral("1 Cannot run the downloader 'downloader': it is not in PATH; name it with --exe"));
-    EXPECT_TRUE(missing.lines().last().contains(QStringLiteral("it is not in PATH; name it with --exe")));
+    EXPECT_EQ(missing.lines().first(),
+              QStringLiteral("1 Cannot run the downloader 'downloader': it is not in PATH, where a name "
+                             "without a slash is looked up; name it with --exe"));
+    EXPECT_TRUE(missing.lines().last().contains(QStringLiteral("is looked up; name it with --exe")));
 }
 
 TEST_F(ScanTest, AHangingDownloaderIsKilledAndNoChildIsLeft)
