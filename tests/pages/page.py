@@ -7,7 +7,7 @@ An example is an indented line that begins with "$ ", and all below it, as deep 
 one that shows nothing has to succeed.
 In what a page shows, "…" stands for anything, also for several lines; "(exit code N)" at its end tells one that is not
 0; times, ports and dates may differ; lines of several devices may come in any order. A command goes on after a "\\".
-A page of man is rendered first.
+A page that ends with `exit 77` is skipped; one of man is rendered first.
 """
 
 import difflib
@@ -74,7 +74,7 @@ def run(command, shell):
             break
         lines.append(line.rstrip("\n"))
     else:
-        sys.exit(f"The shell ended at: {command}")
+        sys.exit(77 if shell.wait() == 77 else f"The shell ended at: {command}")
     code = int(line.split()[-1])
     text = "\n".join(lines).rstrip("\n") + (f"\n(exit code {code})" if code else "")
     return text.lstrip("\n").split("\n")

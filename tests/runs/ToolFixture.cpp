@@ -49,22 +49,20 @@ void ToolFixture::start(QProcess& process, char const* program, QStringList cons
     process.start(QString::fromUtf8(program), arguments);
 }
 
-ToolFixture::Outcome ToolFixture::execute(char const* program, QStringList const& arguments,
-                                          QByteArray const& input) const
+ToolFixture::Outcome ToolFixture::execute(char const* program, QStringList const& arguments) const
 {
     QProcess process;
     start(process, program, arguments);
-    process.write(input);
     process.closeWriteChannel();
     EXPECT_TRUE(process.waitForFinished(60000)) << arguments.join(QLatin1Char(' ')).toStdString();
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-ToolFixture::Outcome ToolFixture::host(QStringList const& arguments, QByteArray const& input) const
+ToolFixture::Outcome ToolFixture::host(QStringList const& arguments) const
 {
     return execute(VREL_HOST_TOOL,
-                   QStringList{QStringLiteral("--log-format"), QStringLiteral("json")} + arguments, input);
+                   QStringList{QStringLiteral("--log-format"), QStringLiteral("json")} + arguments);
 }
 
 ToolFixture::Outcome ToolFixture::runRequest(QString const& request, QStringList const& options) const

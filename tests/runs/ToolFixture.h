@@ -18,8 +18,6 @@ constexpr char const* kFirst = "0A1B2C3D";
 inline QString const kWrite =
     QStringLiteral(R"({"command": "writetoken", "fw_rux": "fw.bin", "token": "token.bin", "slot": 3})");
 
-inline QString const kErase = QStringLiteral(R"({"command": "erasetoken", "fw_rux": "fw.bin", "slot": 3})");
-
 /** Starts the tools on a rig of its own, in a directory of its own. */
 class ToolFixture : public ::testing::Test
 {
@@ -41,9 +39,9 @@ protected:
     void write(char const* name, QByteArray const& content) const;
 
     void start(QProcess& process, char const* program, QStringList const& arguments) const;
-    Outcome execute(char const* program, QStringList const& arguments, QByteArray const& input = {}) const;
+    Outcome execute(char const* program, QStringList const& arguments) const;
     /** Runs the host tool with its log as JSON. */
-    Outcome host(QStringList const& arguments, QByteArray const& input = {}) const;
+    Outcome host(QStringList const& arguments) const;
     /** Runs a request on the rig's first device. */
     Outcome runRequest(QString const& request, QStringList const& options) const;
 
