@@ -34,8 +34,10 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
         ssize_t const count = ::read(file.get(), piece.data(), piece.size());
         if (count == 0)
             return memory;
+        if (count < 0 && errno != EAGAIN && errno != EINTR)
+            failAt("read", path);
         pollfd state = {file.get(), POLLIN, 0};
-        if (count < 0 && (errno != EAGAIN || ::poll(&state, 1, kWait) <= 0))
+        if (count < 0 && ::poll(&state, 1, kWait) == 0)
             failTo("read", path, "nothing comes through the pipe");
         if (count < 0)
             continue;

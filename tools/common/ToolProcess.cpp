@@ -23,11 +23,13 @@ pid_t s_process = 0;
 void (*s_lastAct)() = nullptr;
 LogHandler* s_log = nullptr; ///< never destroyed, since threads of a library may outlive all
 
+/** Takes the places of closed ones, which other files would get; what is written there is lost, and is told
+ * so. */
 void openStandardStreams()
 {
     int file = 0;
     do {
-        file = ::open("/dev/null", O_RDWR);
+        file = ::open("/dev/null", O_RDONLY);
     } while (file >= 0 && file <= STDERR_FILENO);
     if (file > STDERR_FILENO)
         static_cast<void>(::close(file));
