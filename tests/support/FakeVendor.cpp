@@ -83,7 +83,10 @@ void give(FakeVendor const& vendor, Record* record, std::size_t& place)
 
 int conclude(FakeVendor& vendor, std::string const& call, char* error, Log log, void* context)
 {
-    vendor.calls.push_back(call);
+    {
+        std::lock_guard const lock(vendor.callsMutex);
+        vendor.calls.push_back(call);
+    }
     if (log != nullptr && vendor.onCall)
         vendor.onCall(log, context);
     if (log != nullptr && vendor.tellsCalls)

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,6 +41,7 @@ public:
      * the error text, the callback or its context.
      */
     std::vector<std::string> calls;
+    std::mutex callsMutex;   ///< held while a call is noted: devices are served side by side
     bool tellsCalls = false; ///< sends each call as a message, too
     bool const isSilent;
 
