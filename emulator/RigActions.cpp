@@ -7,6 +7,7 @@
 #include "emulator/UsbTree.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace VrelRig {
 
@@ -90,9 +91,11 @@ void unplugDevice(std::string const& path, std::string const& serial)
     auto const devices = root.open(kDevices);
     auto const unplugged = root.make(kUnplugged);
     deviceToMove(devices, unplugged, serial, "unplugged");
+    // Opened first: where it cannot be, the device stays.
+    auto const tree = root.has(kUsbTree) ? std::make_optional(root.open(kUsbTree)) : std::nullopt;
     devices.rename(serial, unplugged, serial);
-    if (root.has(kUsbTree))
-        UsbTree::remove(root.open(kUsbTree), serial);
+    if (tree)
+        UsbTree::remove(*tree, serial);
 }
 
 } // namespace VrelRig

@@ -12,6 +12,7 @@ constexpr Logger::LogLevel kStandardOutputLevel = kProgressLevel;
 constexpr Logger::LogLevel kStandardErrorLevel = kWarningLevel;
 constexpr Logger::LogLevel kFailureLevel = kWarningLevel;
 constexpr int kLongestLine = 1024 * 1024;
+constexpr int kMostTexts = 8; ///< of a structured line
 
 bool isUtf8Continuation(char byte)
 {
@@ -140,12 +141,14 @@ private:
 
     void logLine(Logger::LogLevel level, QByteArray const& bytes) const
     {
+        // Output that was left unfinished may stand before it. Within its texts a quote follows a backslash,
+        // so that only the end of a text looks like its beginning.
         int start = 0;
         auto line = fromJson(bytes);
-        if (!line) {
-            // Output that was left unfinished may stand before it. Within its texts a quote follows a
-            // backslash.
-            start = std::max(bytes.lastIndexOf("{\""), 0);
+        int candidate = bytes.size();
+        for (int i = 0; !line && candidate > 0 && i < kMostTexts; ++i) {
+            candidate = bytes.lastIndexOf("{\"", candidate - 1);
+            start = std::max(candidate, 0);
             line = fromJson(bytes.mid(start));
         }
         if (!line || start > 0)

@@ -133,14 +133,14 @@ TEST_F(ExeRunTest, KeepsLevelsLabelsAndLinesOfADownloaderThatWritesJson)
         script("[ \"$VREL_LOG_FORMAT\" = json ] || exit 9\n"
                "printf '%s\\n' '{\"level\":1,\"name\":\"n\",\"prefix\":\"\",\"text\":\"a\\nb\"}'\n"
                "printf '%s\\n' '{\"level\":3,\"label\":\"L: \",\"value\":\"7\"}' '{\"level\":1}'\n"
-               "printf '%s\\n' '42%{\"level\":4,\"text\":\"behind {\\\"level\\\":0}\"}'\n"
+               "printf '%s\\n' '42%{\"level\":4,\"text\":\"behind {\\\"level\\\":0} {\"}'\n"
                "echo oops >&2");
     EXPECT_TRUE(run(exe, 10000));
     Lines lines = m_recorder.lines();
     lines.erase(lines.begin());
     std::sort(lines.begin(), lines.end());
     EXPECT_EQ(lines,
-              (Lines{"1 a\nb", "2 oops", "3 42%", "3 L: |7", "3 {\"level\":1}", "4 behind {\"level\":0}"}));
+              (Lines{"1 a\nb", "2 oops", "3 42%", "3 L: |7", "3 {\"level\":1}", "4 behind {\"level\":0} {"}));
 }
 
 TEST_F(ExeRunTest, FailuresAreFalse)

@@ -103,6 +103,7 @@ extern "C" void judgeQuickExit()
 extern "C" void judgeLast(int /*argc*/, char** /*argv*/, char** /*environment*/)
 {
     ::on_exit(judgeExit, nullptr);
+    static_cast<void>(std::at_quick_exit(judgeQuickExit));
 }
 
 /** Before the libraries' own constructors, so that it is called after their destructors, which may exit too.
