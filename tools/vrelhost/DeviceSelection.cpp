@@ -1,6 +1,7 @@
 #include "tools/vrelhost/DeviceSelection.h"
 
 #include "external/LogHandler.h"
+#include "tools/vrelhost/ReportText.h"
 
 #include <algorithm>
 
@@ -17,7 +18,7 @@ QString unnamedCause(DeviceList::value_type const& device, DeviceList const& lis
     for (auto const& [otherPath, otherSerial] : list) {
         if (otherSerial == serial && otherPath != path)
             return QStringLiteral("The devices at %1 and %2 have the same serial number '%3'")
-                .arg(path, otherPath, serial);
+                .arg(path, otherPath, ReportText::printable(serial));
     }
     return QString();
 }
@@ -62,10 +63,10 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, 
                            VendorApi::isFull(list)
                                ? QStringLiteral("The vendor API lists as many devices as it can, but none "
                                                 "at the USB path '%1': name it with --sn")
-                                     .arg(device.text)
+                                     .arg(ReportText::printable(device.text))
                                : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
                                                 "shows the paths")
-                                     .arg(device.text));
+                                     .arg(ReportText::printable(device.text)));
             return std::nullopt;
         }
         if (!addListed(*listed))
@@ -82,7 +83,7 @@ bool areListed(std::vector<DeviceName> const& devices, DeviceList const& list, L
             log.logMessage(kErrorLevel,
                            QStringLiteral("The vendor API lists no device with the serial number "
                                           "'%1'; vrelhost scan shows the serial numbers")
-                               .arg(device.serial));
+                               .arg(ReportText::printable(device.serial)));
         return isThere;
     };
     return std::all_of(devices.begin(), devices.end(), isListed);

@@ -2,6 +2,7 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
+#include "tools/vrelhost/ReportText.h"
 
 #include <QStringList>
 
@@ -93,5 +94,5 @@ QString TargetFiles::take(JsonObject const& request, DeviceName const& device)
         return QString();
     return QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
                           "with {serial} or {path} in the name")
-        .arg(owner, device.serial, file);
+        .arg(ReportText::printable(owner), ReportText::printable(device.serial), file);
 }

@@ -1,5 +1,7 @@
 #include "tools/vrelhost/RequestTemplate.h"
 
+#include "tools/vrelhost/ReportText.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -67,11 +69,11 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
     else if (m_needsPath && device.path.isNull())
         error = QStringLiteral("The request holds {path}, but the vendor API lists no device '%1': leave "
                                "{path} out or the device")
-                    .arg(device.serial);
+                    .arg(ReportText::printable(device.serial));
     else if (m_needsSerial && !isFileNamePart(device.serial))
         error = QStringLiteral("The serial number '%1' cannot be part of a file name: leave {serial} out of "
                                "the request, or the device")
-                    .arg(device.serial);
+                    .arg(ReportText::printable(device.serial));
     else if (m_needsPath && !isFileNamePart(device.path))
         error = QStringLiteral("The USB path '%1' cannot be part of a file name: leave {path} out of the "
                                "request, or the device")
