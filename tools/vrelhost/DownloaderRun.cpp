@@ -61,11 +61,7 @@ void tie(QProcess& process)
 class Downloader : public QProcess
 {
 public:
-    Downloader()
-    {
-        tie(*this);
-        setStandardInputFile(QProcess::nullDevice()); // one that reads sees the end
-    }
+    Downloader() { tie(*this); }
 
 protected:
     /** Between fork and exec: calls nothing but what a signal handler may. */
@@ -83,6 +79,12 @@ public:
     void run(QProcess& process, QString const& exe, QStringList const& args,
              unsigned long long timeout) override
     {
+        // One that reads sees the end, and takes nothing that is meant for others, unless the request says
+        // so.
+        if (args.contains(QStringLiteral("/dev/stdin")))
+            process.setInputChannelMode(QProcess::ForwardedInputChannel);
+        else
+            process.setStandardInputFile(QProcess::nullDevice());
         process.start(exe, args, QIODevice::ReadOnly);
         success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
     }
