@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 
 namespace {
 
@@ -62,7 +63,7 @@ Lines linesOf(Rows const& rows, char const* key)
 
 QStringList wordsOf(std::string const& line)
 {
-    QStringList words = QString::fromStdString(line).split(QLatin1Char(' '));
+    QStringList words = QString::fromStdString(line).split(QRegularExpression(QStringLiteral("[ \n]")));
     return words.replaceInStrings(QStringLiteral("\"\""), QString());
 }
 
