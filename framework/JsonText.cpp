@@ -1,23 +1,32 @@
 #include "framework/JsonText.h"
 
-#include <QJsonDocument>
 #include <QJsonObject>
+
+std::optional<QJsonDocument> parseJson(QByteArray const& text, QString& error)
+{
+    QJsonParseError parseError;
+    QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
+    if (parseError.error == QJsonParseError::NoError)
+        return document;
+    error =
+        QStringLiteral("it is not JSON (%1 at byte %2)").arg(parseError.errorString()).arg(parseError.offset);
+    return std::nullopt;
+}
 
 std::optional<JsonObject> parseJsonObject(QByteArray const& text, QString& error)
 {
-    QJsonParseError parseError;
-    QJsonDocument const document = QJsonDocument::fromJson(text, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        error = QStringLiteral("it is not JSON (%1 at byte %2)")
-                    .arg(parseError.errorString())
-                    .arg(parseError.offset);
+    auto const document = parseJson(text, error);
+    if (!document)
         return std::nullopt;
-    }
-    if (!document.isObject()) {
+    if (!document->isObject()) {
         error = QStringLiteral("it is a JSON array, not an object");
         return std::nullopt;
     }
-    QJsonObject const json = document.object();
+    return toJsonObject(document->object());
+}
+
+JsonObject toJsonObject(QJsonObject const& json)
+{
     JsonObject object;
     for (auto entry = json.begin(); entry != json.end(); ++entry)
         object.setValue(entry.key(), entry.value().toVariant());

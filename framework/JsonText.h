@@ -4,11 +4,17 @@
 #include "external/JsonObject.h"
 
 #include <QByteArray>
+#include <QJsonDocument>
 
 #include <optional>
 
+/** Reads a JSON object or array; nothing, with the cause in `error`, when the text is neither. */
+HOST_EXPORT std::optional<QJsonDocument> parseJson(QByteArray const& text, QString& error);
+
 /** Reads a JSON object; nothing, with the cause in `error`, when the text is not one. */
 HOST_EXPORT std::optional<JsonObject> parseJsonObject(QByteArray const& text, QString& error);
+
+HOST_EXPORT JsonObject toJsonObject(QJsonObject const& json);
 
 /** An object as compact JSON on one line, keys in ascending order. */
 HOST_EXPORT QByteArray toCompactJson(JsonObject const& object);

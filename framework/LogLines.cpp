@@ -79,7 +79,7 @@ QString toReadableText(LogLine const& line)
     return text.replace(QLatin1Char('\n'), QLatin1Char('\n') + prefix);
 }
 
-QByteArray toJson(LogLine const& line)
+QByteArray toJson(LogLine const& line, QString const& time)
 {
     QJsonObject json{{kLevel, line.level}, {kName, line.name}, {kPrefix, line.prefix}};
     if (line.isLabelled) {
@@ -93,6 +93,12 @@ QByteArray toJson(LogLine const& line)
         json.insert(QLatin1String("path"),
                     line.device->path.isNull() ? QJsonValue() : QJsonValue(line.device->path));
     }
+    if (line.step != 0) {
+        json.insert(QLatin1String("step"), line.step);
+        json.insert(QLatin1String("command"), line.command);
+    }
+    if (!time.isEmpty())
+        json.insert(QLatin1String("time"), time);
     return QJsonDocument(json).toJson(QJsonDocument::Compact);
 }
 

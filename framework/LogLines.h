@@ -39,9 +39,10 @@ HOST_EXPORT QString toReadableText(LogLine const& line);
 
 /**
  * A line as one object of compact JSON: "level", "name", "prefix" and "text", or "label" and "value" in place
- * of "text"; with a device, also "serial" and "path", which is null when it is not known.
+ * of "text"; with a device, also "serial" and "path", which is null when it is not known; with a step, also
+ * "step" and "command"; with a time that is not empty, also "time".
  */
-HOST_EXPORT QByteArray toJson(LogLine const& line);
+HOST_EXPORT QByteArray toJson(LogLine const& line, QString const& time = {});
 
 /** Reads level and texts of a line written by toJson; nothing when the bytes are something else. */
 HOST_EXPORT std::optional<LogLine> fromJson(QByteArray const& bytes);

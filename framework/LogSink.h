@@ -39,6 +39,8 @@ struct LogLine
     QString value;
     std::optional<DeviceName> device = {}; ///< set by a sink that knows it
     LogHandler const* origin = nullptr;    ///< the handler that logged it; may be gone when the line is kept
+    int step = 0;         ///< of a recipe, from 1; 0 without one; set by a sink that knows it
+    QString command = {}; ///< what the step does
 };
 
 /** Receives every line, on the thread that logs it; several threads may log at once. */

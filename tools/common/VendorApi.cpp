@@ -8,6 +8,14 @@
 #include <deque>
 #include <type_traits>
 
+namespace {
+
+QString const kNotAvailable =
+    QStringLiteral("The vendor API is not available: another process may be using it");
+QString const kSubject = QStringLiteral("The vendor API ");
+
+} // namespace
+
 LogHandler& VendorApi::lastingLog(QString const& name)
 {
     static auto& s_handlers = *new std::deque<LogHandler>;
@@ -20,7 +28,7 @@ VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
 {
     VrelApiManager api = manager.fetchApi();
     if (!api)
-        log.logMessage(kErrorLevel, "The vendor API is not available: another process may be using it");
+        log.logMessage(kErrorLevel, kNotAvailable);
     return api;
 }
 
@@ -29,7 +37,7 @@ std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, LogHan
     QString error;
     auto devices = list(api, error);
     if (!devices)
-        log.logMessage(kErrorLevel, QStringLiteral("The vendor API ") + error);
+        log.logMessage(kErrorLevel, kSubject + error);
     return devices;
 }
 
@@ -42,6 +50,14 @@ std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, QStrin
         return devices;
     error = QStringLiteral("cannot list the devices: code %1, '%2'").arg(result).arg(text);
     return std::nullopt;
+}
+
+std::optional<VendorApi::DeviceList> VendorApi::look(VrelApiManager& api, QString& error)
+{
+    auto devices = api ? list(api, error) : std::nullopt;
+    if (!devices)
+        error = api ? kSubject + error : kNotAvailable;
+    return devices;
 }
 
 bool VendorApi::isFull(DeviceList const& devices)

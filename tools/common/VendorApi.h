@@ -31,6 +31,9 @@ std::optional<DeviceList> list(VrelApiManager& api, LogHandler const& log);
 /** The same; the cause is left in `error`, as what the vendor API does: "cannot list the devices: ...". */
 std::optional<DeviceList> list(VrelApiManager& api, QString& error);
 
+/** The same; the cause, a sentence, also tells of a handle without an API object. */
+std::optional<DeviceList> look(VrelApiManager& api, QString& error);
+
 /** Whether the list holds as many devices as it can, so that there may be more. */
 bool isFull(DeviceList const& devices);
 

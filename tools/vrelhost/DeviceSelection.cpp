@@ -9,20 +9,6 @@ namespace {
 
 using VendorApi::DeviceList;
 
-/** Why a listed device cannot be named to the vendor API; empty when it can. */
-QString unnamedCause(DeviceList::value_type const& device, DeviceList const& list)
-{
-    auto const& [path, serial] = device;
-    if (serial.isEmpty())
-        return QStringLiteral("The vendor API gives no serial number for the device at %1").arg(path);
-    for (auto const& [otherPath, otherSerial] : list) {
-        if (otherSerial == serial && otherPath != path)
-            return QStringLiteral("The devices at %1 and %2 have the same serial number '%3'")
-                .arg(path, otherPath, ReportText::printable(serial));
-    }
-    return QString();
-}
-
 DeviceName deviceOfSerial(QString const& serial, DeviceList const& list)
 {
     auto const entry =
@@ -39,12 +25,25 @@ void addOnce(std::vector<DeviceName>& devices, DeviceName device)
 
 } // namespace
 
+QString namingFault(DeviceList::value_type const& device, DeviceList const& list)
+{
+    auto const& [path, serial] = device;
+    if (serial.isEmpty())
+        return QStringLiteral("The vendor API gives no serial number for the device at %1").arg(path);
+    for (auto const& [otherPath, otherSerial] : list) {
+        if (otherSerial == serial && otherPath != path)
+            return QStringLiteral("The devices at %1 and %2 have the same serial number '%3'")
+                .arg(path, otherPath, ReportText::printable(serial));
+    }
+    return QString();
+}
+
 std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, DeviceList const& list,
                                                      LogHandler const& log)
 {
     std::vector<DeviceName> devices;
     auto const addListed = [&](DeviceList::value_type const& device) {
-        QString const cause = unnamedCause(device, list);
+        QString const cause = namingFault(device, list);
         if (!cause.isEmpty())
             log.logMessage(kErrorLevel, cause + QStringLiteral(": name the others with --sn or --path"));
         addOnce(devices, {device.second, device.first});
@@ -73,6 +72,19 @@ std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, 
             return std::nullopt;
     }
     return devices;
+}
+
+QStringList unlisted(RunOptions const& options, DeviceList const& list)
+{
+    QStringList names;
+    for (RunOptions::Device const& device : options.devices) {
+        bool const isThere =
+            device.isPath ? list.count(device.text) > 0
+                          : VendorApi::isFull(list) || !deviceOfSerial(device.text, list).path.isNull();
+        if (!isThere)
+            names << QStringLiteral("'%1'").arg(ReportText::printable(device.text));
+    }
+    return names;
 }
 
 bool areListed(std::vector<DeviceName> const& devices, DeviceList const& list, LogHandler const& log)

@@ -17,6 +17,14 @@
 std::optional<std::vector<DeviceName>>
 selectDevices(RunOptions const& options, VendorApi::DeviceList const& list, LogHandler const& log);
 
+/** Why a listed device cannot be named to the vendor API, as a sentence without its end; empty when it can.
+ */
+QString namingFault(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list);
+
+/** Those of the devices that the options name which are not listed and, when named by serial number, not
+ *  hidden by a full list either. */
+QStringList unlisted(RunOptions const& options, VendorApi::DeviceList const& list);
+
 /**
  * Whether the vendor API lists all devices, or so many that there may be more than it tells.
  * @return false, with the first one that it does not list logged at level 1

@@ -14,7 +14,6 @@
 #include <QProcess>
 #include <QThread>
 
-#include <atomic>
 #include <csignal>
 #include <memory>
 #include <sys/prctl.h>
@@ -104,32 +103,6 @@ public:
     QStringList collected;
 };
 
-/** While it lives, notices whether the log gets an error. Of one thread at a time, as downloaders are. */
-class ErrorWatch
-{
-public:
-    ErrorWatch()
-        : m_next(setLogSink({}))
-    {
-        setLogSink([next = m_next, hasError = m_hasError](LogLine const& line) {
-            if (line.level <= kErrorLevel)
-                *hasError = true;
-            next(line);
-        });
-    }
-
-    ~ErrorWatch() { setLogSink(m_next); }
-
-    ErrorWatch(ErrorWatch const&) = delete;
-    ErrorWatch& operator=(ErrorWatch const&) = delete;
-
-    bool hasError() const { return *m_hasError; }
-
-private:
-    LogSink const m_next;
-    std::shared_ptr<std::atomic<bool>> const m_hasError = std::make_shared<std::atomic<bool>>(false);
-};
-
 } // namespace
 
 DownloaderRun::DownloaderRun(VrelFlashUtils& command, QString serial, LogHandler& log)
@@ -148,7 +121,6 @@ bool DownloaderRun::run(QString const& exe, int timeout)
             QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe").arg(exe, fault));
         return false;
     }
-    ErrorWatch const watch;
     QElapsedTimer timer;
     timer.start();
     Downloader process;
@@ -167,9 +139,6 @@ bool DownloaderRun::run(QString const& exe, int timeout)
                          QStringLiteral("The downloader did not finish within %1 ms and was ended; "
                                         "--timeout gives it more time")
                              .arg(timeout));
-    else if (!watch.hasError()) // otherwise the downloader has said more
-        m_log.logMessage(kErrorLevel,
-                         QStringLiteral("The downloader '%1' failed; see its lines above").arg(exe));
     return false;
 }
 

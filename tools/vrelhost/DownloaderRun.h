@@ -21,7 +21,7 @@ public:
     DownloaderRun(VrelFlashUtils& command, QString serial, LogHandler& log);
 
     /**
-     * Says at level 1 why the downloader failed when it was ended or nothing else says so at that level.
+     * Says at level 1 why the downloader failed when it could not be run or was ended.
      * @param timeout milliseconds, or kNoTimeout
      */
     bool run(QString const& exe, int timeout);

@@ -8,12 +8,13 @@
 #include "tools/common/CommandLine.h"
 #include "tools/common/ExitCode.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/RequestReader.h"
+#include "tools/vrelhost/Recipe.h"
 #include "tools/vrelhost/RigCommand.h"
 #include "tools/vrelhost/RunCommand.h"
 #include "tools/vrelhost/RunOptions.h"
 #include "tools/vrelhost/ScanOptions.h"
 #include "tools/vrelhost/ScanReport.h"
+#include "tools/vrelhost/StationCommand.h"
 #include "tools/vrelhost/Subcommand.h"
 #include "tools/vrelhost/TerminalLog.h"
 
@@ -167,25 +168,35 @@ int HostTool::showParameters()
 int HostTool::runRequest()
 {
     QString error;
-    auto const options = RunOptions::read(m_parser, error);
+    auto const recipe = Recipe::read(m_arguments.constFirst(), m_log, error);
+    auto const options = recipe ? RunOptions::readRun(m_parser, recipe->isArray, error) : std::nullopt;
     if (!options)
-        return reject(error);
+        return error.isEmpty() ? ExitRejected : reject(error);
     for (QString const& line : options->idle)
         m_log.logMessage(kWarningLevel, line);
-    auto const request = readRequest(m_arguments.constFirst(), error);
-    if (!request)
-        return reject(error);
     showWork(true);
-    auto const showProgress = [this](int done, int total) {
-        if (m_terminal)
-            m_terminal->showProgress(done, total);
-    };
-    RunCommand command(*options, *request, m_log, showProgress);
+    RunCommand command(*options, *recipe, m_log, m_terminal.get());
     RunCommand::Result const result = command.run();
     showWork(false);
     if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
         return ExitFailure;
     return result.exitCode;
+}
+
+int HostTool::serveStation()
+{
+    QString error;
+    auto const recipe = Recipe::read(m_arguments.constFirst(), m_log, error);
+    auto const options = recipe ? RunOptions::readStation(m_parser, error) : std::nullopt;
+    if (!options)
+        return error.isEmpty() ? ExitRejected : reject(error);
+    for (QString const& line : options->idle)
+        m_log.logMessage(kWarningLevel, line);
+    auto const output = [this](QByteArray const& line, QString const& what) { print(line, what); };
+    showWork(true);
+    int const exitCode = StationCommand(*options, *recipe, m_log, m_terminal.get(), output).run();
+    showWork(false);
+    return exitCode;
 }
 
 int HostTool::scanDevices()
@@ -238,10 +249,19 @@ int HostTool::reject(QString const& cause)
     return ExitRejected;
 }
 
-int HostTool::print(QByteArray const& text)
+int HostTool::print(QByteArray const& text, QString const& what)
 {
-    if (writeWhole(m_output, text))
+    QString fault;
+    auto const write = [&] {
+        if (!writeWhole(m_output, text))
+            fault = qt_error_string();
+    };
+    if (m_terminal)
+        m_terminal->writeBetween(write); // which may be the same terminal
+    else
+        write();
+    if (fault.isEmpty())
         return ExitSuccess;
-    m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write the result: ") + qt_error_string());
+    m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write %1: %2").arg(what, fault));
     return ExitFailure;
 }

@@ -43,6 +43,7 @@ private:
     int showTypes();
     int showParameters();
     int runRequest();
+    int serveStation();
     int scanDevices();
     int createRig();
     int plugDevice();
@@ -51,8 +52,8 @@ private:
 
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);
-    /** Writes a result; yields the exit code. */
-    int print(QByteArray const& text);
+    /** Writes a result; yields the exit code. @param what it is, for people */
+    int print(QByteArray const& text, QString const& what = QStringLiteral("the result"));
 
     std::FILE* m_output;
     std::FILE* m_logStream;

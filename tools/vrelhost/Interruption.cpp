@@ -2,11 +2,13 @@
 
 #include "tools/vrelhost/TerminalLog.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <ctime>
+#include <thread>
 
 namespace {
 
@@ -80,6 +82,19 @@ Interruption::~Interruption()
 bool Interruption::isRequested()
 {
     return s_requestTime != 0;
+}
+
+bool Interruption::retry(std::function<bool()> const& isDone, std::chrono::milliseconds time)
+{
+    constexpr std::chrono::milliseconds kPause(100);
+    auto const deadline = std::chrono::steady_clock::now() + time;
+    while (!isDone()) {
+        auto const now = std::chrono::steady_clock::now();
+        if (isRequested() || now >= deadline)
+            return false;
+        std::this_thread::sleep_until(std::min(now + kPause, deadline));
+    }
+    return true;
 }
 
 void Interruption::setGroup(pid_t leader)

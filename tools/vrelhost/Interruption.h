@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <sys/types.h>
 
 /**
@@ -18,6 +20,12 @@ public:
 
     /** Whether an end was asked for; from any thread. */
     static bool isRequested();
+
+    /**
+     * Calls `isDone` now and then until it yields true.
+     * @return false when the time was over, or an end asked for, before that
+     */
+    static bool retry(std::function<bool()> const& isDone, std::chrono::milliseconds time);
 
     /** The group that a request kills, at once if there was one already, with its leader; 0 for none. */
     static void setGroup(pid_t leader);

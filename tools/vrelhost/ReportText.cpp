@@ -16,24 +16,29 @@ QString ReportText::printable(QString text)
     return text;
 }
 
-QByteArray ReportText::table(QList<QStringList> rows)
+QByteArray ReportText::row(QStringList const& cells, QList<int> const& widths)
+{
+    QStringList columns;
+    for (int column = 0; column < cells.size(); ++column) {
+        bool const isLast = column + 1 == cells.size();
+        columns << printable(cells.at(column)).leftJustified(isLast ? 0 : widths.at(column));
+    }
+    return columns.join(QStringLiteral("  ")).toUtf8() + '\n';
+}
+
+QByteArray ReportText::table(QList<QStringList> const& rows)
 {
     QList<int> widths;
-    for (QStringList& row : rows) {
-        for (int column = 0; column < row.size(); ++column) {
-            row[column] = printable(row.at(column));
+    for (QStringList const& cells : rows) {
+        for (int column = 0; column < cells.size(); ++column) {
             if (column == widths.size())
                 widths << 0;
-            widths[column] = std::max(widths.at(column), row.at(column).size());
+            widths[column] = std::max(widths.at(column), cells.at(column).size());
         }
     }
     QByteArray text;
-    for (QStringList const& row : rows) {
-        QStringList cells;
-        for (int column = 0; column < row.size(); ++column)
-            cells << row.at(column).leftJustified(column + 1 < row.size() ? widths.at(column) : 0);
-        text += cells.join(QStringLiteral("  ")).toUtf8() + '\n';
-    }
+    for (QStringList const& cells : rows)
+        text += row(cells, widths);
     return text;
 }
 
@@ -46,5 +51,5 @@ QByteArray ReportText::json(QString const& text)
 
 QByteArray ReportText::jsonArray(QList<QByteArray> const& values)
 {
-    return '[' + values.join(',') + "]\n";
+    return '[' + values.join(',') + ']';
 }

@@ -11,13 +11,16 @@ namespace ReportText {
 /** A text from outside without what could steer a terminal: white space shows as blanks, the rest as '?'. */
 QString printable(QString text);
 
+/** Cells in columns of these widths, UTF-8 with a line end; what cannot be printed shows as '?'. */
+QByteArray row(QStringList const& cells, QList<int> const& widths);
+
 /** Rows of as many cells each, in columns, UTF-8 with line ends; what cannot be printed shows as '?'. */
-QByteArray table(QList<QStringList> rows);
+QByteArray table(QList<QStringList> const& rows);
 
 /** A text as JSON has it, quotes and all; null for a null text. */
 QByteArray json(QString const& text);
 
-/** One line of compact JSON: an array of values that are JSON already. */
+/** A compact JSON array of values that are JSON already. */
 QByteArray jsonArray(QList<QByteArray> const& values);
 
 } // namespace ReportText

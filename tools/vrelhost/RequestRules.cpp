@@ -23,18 +23,6 @@ constexpr std::pair<char const*, char const*> kWritten[] = {
     {"readtoken", "path"},
 };
 
-QString writtenFile(JsonObject const& request)
-{
-    QString command;
-    request.getString(kCommand, command);
-    QString file;
-    for (auto const& [name, key] : kWritten) {
-        if (command == QLatin1String(name))
-            request.getString(QLatin1String(key), file);
-    }
-    return file;
-}
-
 /** What a link that leads to no file yet stands for; what is written to it becomes that file. */
 std::filesystem::path behindLinks(std::filesystem::path path)
 {
@@ -84,9 +72,21 @@ bool RequestRules::accept(JsonObject const& request, LogHandler& log)
     return isAccepted;
 }
 
+QString RequestRules::writtenFile(JsonObject const& request)
+{
+    QString command;
+    request.getString(kCommand, command);
+    QString file;
+    for (auto const& [name, key] : kWritten) {
+        if (command == QLatin1String(name))
+            request.getString(QLatin1String(key), file);
+    }
+    return file;
+}
+
 QString TargetFiles::take(JsonObject const& request, DeviceName const& device)
 {
-    QString const file = writtenFile(request);
+    QString const file = RequestRules::writtenFile(request);
     if (file.isEmpty())
         return QString();
     QString const owner = m_owners.emplace(identity(file), device.serial).first->second;

@@ -19,6 +19,9 @@ namespace RequestRules {
  */
 bool accept(JsonObject const& request, LogHandler& log);
 
+/** The file that a request writes to, as it names it; empty when it writes none. */
+QString writtenFile(JsonObject const& request);
+
 } // namespace RequestRules
 
 /** The files that requests write to, each for one device alone. */

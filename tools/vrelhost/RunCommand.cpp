@@ -1,37 +1,20 @@
 #include "tools/vrelhost/RunCommand.h"
 
-#include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
-#include "plugin/VrelManager.h"
 #include "tools/common/ExitCode.h"
 #include "tools/vrelhost/DeviceSelection.h"
-#include "tools/vrelhost/DownloaderRun.h"
 #include "tools/vrelhost/RequestRules.h"
-#include "tools/vrelhost/RunLog.h"
-#include "tools/vrelhost/RunReport.h"
-
-#include <QElapsedTimer>
-#include <QJsonArray>
-#include <QJsonDocument>
+#include "tools/vrelhost/TerminalLog.h"
 
 #include <algorithm>
 #include <atomic>
-#include <sys/resource.h>
+#include <chrono>
+#include <functional>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 namespace {
-
-/** Every device that is being worked on takes some open files, and the usual limit is 1024. */
-void allowMostOpenFiles()
-{
-    rlimit limit = {};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return;
-    limit.rlim_cur = limit.rlim_max;
-    static_cast<void>(::setrlimit(RLIMIT_NOFILE, &limit)); // without it, some devices report the lack
-}
 
 /**
  * Calls `work` with 0 to `count` - 1, in that order, up to `jobs` calls at a time, on this thread and others;
@@ -61,62 +44,51 @@ int runAtATime(int count, int jobs, std::function<void(int)> const& work)
 
 } // namespace
 
-/** One device's request, parsed, with all that its run uses. */
-struct RunCommand::DeviceRun
-{
-    QString serial;
-    VrelApiManager api; ///< without an API object out of process
-    VrelFlashUtils command;
-
-    DeviceRun(QString serialNumber, VrelApiManager const& handle)
-        : serial(std::move(serialNumber))
-        , api(handle)
-    {
-    }
-};
-
-RunCommand::RunCommand(RunOptions options, JsonObject const& request, LogHandler& log, Progress progress)
+RunCommand::RunCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal)
     : m_options(std::move(options))
-    , m_template(request)
+    , m_recipe(std::move(recipe))
     , m_log(log)
-    , m_progress(std::move(progress))
+    , m_terminal(terminal)
 {
 }
 
 RunCommand::Result RunCommand::run()
 {
     m_interruption.emplace();
-    std::optional<VrelManager> manager; // only where the vendor API is used: it gives a hold back at its end
-    bool const usesApi = isInProcess() || needsList();
-    if (usesApi)
-        manager.emplace();
-    // Before the vendor API is asked for devices: errors are logged once, and a bad request touches nothing.
-    if (!RequestRules::accept(m_template.request(), m_log))
-        return {ExitRejected, {}};
+    RunSetting setting(m_options, m_recipe);
+    bool const mayWait = m_options.wait || m_recipe.has("wait");
+    if (isInProcess() || needsList() || (mayWait && !m_options.isDryRun))
+        setting.manager.emplace();
+    if (!m_options.isDryRun && !setting.prepare(m_log, m_terminal))
+        return {ExitFailure, {}};
     VrelApiManager api;
     VendorApi::DeviceList list;
-    if (usesApi) {
-        api = VendorApi::fetch(*manager, m_log);
-        if (!api || !readList(api, list))
-            return {ExitFailure, {}};
-    }
-    if (!isInProcess()) { // for the downloaders to take
-        api = VrelApiManager();
-        manager.reset();
-    }
+    bool const looks = isInProcess() || needsList() || (m_options.wait && !m_options.isDryRun);
+    if (looks && !find(*setting.manager, api, list))
+        return {ExitFailure, {}};
+    if (!isInProcess())
+        api = VrelApiManager(); // the downloaders take it
     auto const chosen = devices(list);
-    DeviceRuns runs;
-    if (!chosen || !prepare(*chosen, api, runs))
+    if (!chosen)
         return {ExitRejected, {}};
+    DeviceRuns runs;
+    TargetFiles targets;
+    for (DeviceName const& device : *chosen) {
+        if (!runs.emplace_back(setting, device, api).prepare(&targets, m_log))
+            return {ExitRejected, {}};
+    }
     if (m_options.isDryRun)
         return {ExitSuccess, downloaderArguments(runs)};
-    if (m_options.isMany)
-        return runMany(*chosen, runs);
-    if (Interruption::isRequested()) {
-        m_log.logMessage(kErrorLevel, "Interrupted: the request was not run");
-        return {ExitFailure, {}};
+    std::vector<LogHandler*> logs;
+    for (DeviceName const& device : *chosen) {
+        QString error;
+        logs.push_back(&setting.log->add(device, m_options.isMany, error));
+        if (!error.isEmpty()) {
+            m_log.logMessage(kErrorLevel, error);
+            return {ExitFailure, {}};
+        }
     }
-    return {runOne(runs.front(), m_log) ? ExitSuccess : ExitFailure, {}};
+    return m_options.isMany ? runMany(runs, logs) : runOne(runs.front(), *logs.front());
 }
 
 bool RunCommand::isInProcess() const
@@ -126,8 +98,57 @@ bool RunCommand::isInProcess() const
 
 bool RunCommand::needsList() const
 {
-    return m_options.isAll || m_options.hasPath() || m_template.needsPath() ||
+    return m_options.isAll || m_options.hasPath() || m_recipe.needsPath() ||
            (m_options.isMany && isInProcess());
+}
+
+/** Takes the vendor API and looks for the devices, for as long as --wait says. */
+bool RunCommand::find(VrelManager& manager, VrelApiManager& api, VendorApi::DeviceList& list) const
+{
+    if (!m_options.wait) {
+        api = VendorApi::fetch(manager, m_log);
+        return api && readList(api, list);
+    }
+    QString cause;
+    auto const isThere = [&] {
+        api = manager.fetchApi();
+        cause = missing(api, list);
+        if (!cause.isEmpty())
+            api = VrelApiManager(); // for others who wait too
+        return cause.isEmpty();
+    };
+    bool isFound = isThere();
+    if (!isFound) {
+        m_log.logMessage(kProgressLevel, QStringLiteral("Waiting up to %1 s: ").arg(*m_options.wait) + cause);
+        isFound = Interruption::retry(isThere, std::chrono::seconds(*m_options.wait));
+    }
+    if (!isFound)
+        m_log.logMessage(kErrorLevel,
+                         (Interruption::isRequested()
+                              ? QStringLiteral("Interrupted while waiting, nothing was run: ")
+                              : QStringLiteral("Waited %1 s, nothing was run: ").arg(*m_options.wait)) +
+                             cause);
+    if (isFound && m_options.isAll)
+        VendorApi::warnOfFullList(list, m_log);
+    return isFound;
+}
+
+/** What is not there yet, as a sentence; empty when everything is. */
+QString RunCommand::missing(VrelApiManager& api, VendorApi::DeviceList& list) const
+{
+    QString error;
+    auto listed = VendorApi::look(api, error);
+    if (!listed)
+        return error;
+    list = std::move(*listed);
+    if (m_options.devices.empty() || m_options.isAll) {
+        if (list.empty())
+            return QStringLiteral("The vendor API lists no device");
+    }
+    QStringList const absent = unlisted(m_options, list);
+    return absent.isEmpty()
+               ? QString()
+               : QStringLiteral("The vendor API does not list %1").arg(absent.join(QStringLiteral(", ")));
 }
 
 bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) const
@@ -150,72 +171,45 @@ bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) cons
 
 std::optional<std::vector<DeviceName>> RunCommand::devices(VendorApi::DeviceList const& list) const
 {
-    bool const isNamed = m_options.isAll || !m_options.devices.empty();
-    auto chosen = isNamed ? selectDevices(m_options, list, m_log) : std::vector<DeviceName>(1);
+    auto chosen = m_options.isNamed() ? selectDevices(m_options, list, m_log) : std::vector<DeviceName>(1);
     if (chosen && m_options.isMany && isInProcess() && !areListed(*chosen, list, m_log))
         return std::nullopt;
     return chosen;
 }
 
-bool RunCommand::prepare(std::vector<DeviceName> const& devices, VrelApiManager const& api,
-                         DeviceRuns& runs) const
-{
-    TargetFiles targets;
-    for (DeviceName const& device : devices) {
-        QString error;
-        auto const request = m_template.forDevice(device, error);
-        if (request)
-            error = targets.take(*request, device);
-        if (!error.isEmpty()) {
-            m_log.logMessage(kErrorLevel, error);
-            return false;
-        }
-        if (!runs.emplace_back(device.serial, api).command.parseArguments(*request, m_log))
-            return false;
-    }
-    return true;
-}
-
 QByteArray RunCommand::downloaderArguments(DeviceRuns& runs) const
 {
     QByteArray lines;
-    for (DeviceRun& run : runs) {
-        QStringList const arguments = DownloaderRun(run.command, run.serial, m_log).arguments();
-        lines += QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact) + '\n';
-    }
+    for (DeviceRun& run : runs)
+        lines += run.downloaderArguments(m_log);
     return lines;
 }
 
-bool RunCommand::runOne(DeviceRun& run, LogHandler& log) const
+RunCommand::Result RunCommand::runOne(DeviceRun& run, LogHandler& log) const
 {
-    if (m_options.exe)
-        return DownloaderRun(run.command, run.serial, log).run(*m_options.exe, m_options.timeout);
-    return run.command.run(run.api, run.serial, log);
+    if (Interruption::isRequested())
+        m_log.logMessage(kErrorLevel, "Interrupted: the request was not run");
+    else
+        run.run(log);
+    return {run.result().kind == Outcome::Success ? ExitSuccess : ExitFailure, {}};
 }
 
-RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs)
+RunCommand::Result RunCommand::runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs) const
 {
-    int const total = static_cast<int>(devices.size());
-    std::vector<DeviceResult> results(devices.size());
-    RunLog runLog;
-    std::vector<LogHandler*> logs;
-    logs.reserve(devices.size());
-    for (DeviceName const& device : devices)
-        logs.push_back(&runLog.add(device));
+    int const total = static_cast<int>(runs.size());
     std::atomic<int> done{0};
-    m_progress(0, total);
+    auto const showProgress = [&] {
+        if (m_terminal != nullptr)
+            m_terminal->showProgress(QStringLiteral("%1/%2").arg(done).arg(total));
+    };
+    showProgress();
     auto const work = [&](int index) {
         auto const i = static_cast<std::size_t>(index);
-        QElapsedTimer timer;
-        timer.start();
-        bool const succeeded = runOne(runs[i], *logs[i]);
-        results[i].outcome = succeeded ? DeviceResult::Success : DeviceResult::Failure;
-        results[i].duration = timer.elapsed();
-        m_progress(++done, total);
+        runs[i].run(*logs[i]);
+        ++done;
+        showProgress();
     };
     int const jobs = m_options.exe ? 1 : std::min(m_options.jobs.value_or(total), total);
-    if (jobs > 1)
-        allowMostOpenFiles();
     int const atATime = runAtATime(total, jobs, work);
     if (atATime < jobs)
         m_log.logMessage(kWarningLevel,
@@ -229,13 +223,12 @@ RunCommand::Result RunCommand::runMany(std::vector<DeviceName> const& devices, D
                              .arg(total - done)
                              .arg(total));
 
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        results[i].device = devices[i];
-        results[i].error = runLog.lastError(*logs[i]);
-    }
+    std::vector<DeviceResult> results;
+    for (DeviceRun const& run : runs)
+        results.push_back(run.result());
     bool const succeeded = std::all_of(results.begin(), results.end(), [](DeviceResult const& result) {
-        return result.outcome == DeviceResult::Success;
+        return result.kind == Outcome::Success;
     });
     return {succeeded ? ExitSuccess : ExitFailure,
-            m_options.isJson ? RunReport::toJson(results) : RunReport::toTable(results)};
+            m_options.isJson ? RunReport::toJson(results) : RunReport::toTable(results, m_recipe.isArray)};
 }

@@ -1,21 +1,20 @@
 #pragma once
 
 #include "tools/common/VendorApi.h"
+#include "tools/vrelhost/DeviceRun.h"
 #include "tools/vrelhost/Interruption.h"
-#include "tools/vrelhost/RequestTemplate.h"
-#include "tools/vrelhost/RunOptions.h"
 
 #include <QByteArray>
 
 #include <deque>
-#include <functional>
 #include <optional>
 
 class LogHandler;
+class TerminalLog;
 
 /**
- * Carries a request out on the devices that the options name, one or many. After the run, signals go on being
- * held off as Interruption does while the object lives, so that the output can be written.
+ * Carries a request or recipe out on the devices that the options name, one or many. After the run, signals
+ * go on being held off as Interruption does while the object lives, so that the output can be written.
  */
 class RunCommand
 {
@@ -26,31 +25,28 @@ public:
         QByteArray output; ///< for standard output
     };
 
-    /** Told how many of all devices are done, at the beginning and whenever one is; from any thread. */
-    using Progress = std::function<void(int done, int total)>;
-
-    RunCommand(RunOptions options, JsonObject const& request, LogHandler& log, Progress progress);
+    /** @param terminal shows the work; may be null */
+    RunCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal);
 
     /** All devices' requests are judged before anything is run. */
     Result run();
 
 private:
-    struct DeviceRun;
     using DeviceRuns = std::deque<DeviceRun>;
 
     bool isInProcess() const;
     bool needsList() const;
+    bool find(VrelManager& manager, VrelApiManager& api, VendorApi::DeviceList& list) const;
     bool readList(VrelApiManager& api, VendorApi::DeviceList& list) const;
+    QString missing(VrelApiManager& api, VendorApi::DeviceList& list) const;
     std::optional<std::vector<DeviceName>> devices(VendorApi::DeviceList const& list) const;
-    bool prepare(std::vector<DeviceName> const& devices, VrelApiManager const& api, DeviceRuns& runs) const;
-
     QByteArray downloaderArguments(DeviceRuns& runs) const;
-    bool runOne(DeviceRun& run, LogHandler& log) const;
-    Result runMany(std::vector<DeviceName> const& devices, DeviceRuns& runs);
+    Result runOne(DeviceRun& run, LogHandler& log) const;
+    Result runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs) const;
 
     RunOptions const m_options;
-    RequestTemplate const m_template;
+    Recipe const m_recipe;
     LogHandler& m_log;
-    Progress const m_progress;
+    TerminalLog* const m_terminal;
     std::optional<Interruption> m_interruption; ///< since the run began
 };

@@ -3,7 +3,9 @@
 #include "external/LogHandler.h"
 #include "framework/LogLines.h"
 #include "tools/common/VendorApi.h"
+#include "tools/vrelhost/LogFile.h"
 #include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/TerminalLog.h"
 
 #include <map>
 #include <mutex>
@@ -22,8 +24,11 @@ struct RunLog::State
 {
     struct Entry
     {
-        DeviceName device;
+        std::optional<DeviceName> device; ///< as the lines name it
+        std::unique_ptr<LogFile> file;
         QString lastError;
+        int step = 0;
+        QString command;
     };
 
     LogSink next;
@@ -32,21 +37,37 @@ struct RunLog::State
 
     void take(LogLine line)
     {
+        QString fault;
         {
             std::lock_guard const lock(mutex);
-            auto const entry = entries.find(line.origin);
-            if (entry != entries.end()) {
-                line.device = entry->second.device;
-                if (line.level <= kErrorLevel)
-                    entry->second.lastError = toText(line);
-            }
+            auto const found = entries.find(line.origin);
+            if (found != entries.end())
+                fault = complete(line, found->second);
         }
         next(line);
+        if (fault.isEmpty())
+            return;
+        line.level = kWarningLevel;
+        line.isLabelled = false;
+        line.text = fault;
+        next(line);
+    }
+
+    static QString complete(LogLine& line, Entry& entry)
+    {
+        line.device = entry.device;
+        line.step = entry.step;
+        line.command = entry.command;
+        if (line.level <= kErrorLevel)
+            entry.lastError = toText(line);
+        return entry.file ? entry.file->write(line) : QString();
     }
 };
 
-RunLog::RunLog()
+RunLog::RunLog(TerminalLog* terminal, std::optional<QString> directory)
     : m_state(std::make_shared<State>())
+    , m_terminal(terminal)
+    , m_directory(std::move(directory))
 {
     m_state->next = setLogSink({});
     setLogSink([state = m_state](LogLine const& line) { state->take(line); });
@@ -57,13 +78,50 @@ RunLog::~RunLog()
     setLogSink(m_state->next);
 }
 
-LogHandler& RunLog::add(DeviceName const& device)
+LogHandler& RunLog::add(DeviceName const& device, bool isNamed, QString& error)
 {
-    LogHandler& log = VendorApi::lastingLog(QStringLiteral("vrelhost"));
-    log.setPrefix(label(device));
+    State::Entry entry;
+    if (m_directory)
+        entry.file = LogFile::create(*m_directory, device, error);
     std::lock_guard const lock(m_state->mutex);
-    m_state->entries.emplace(&log, State::Entry{device, QString()});
+    LogHandler& log = VendorApi::lastingLog(QStringLiteral("vrelhost"));
+    if (isNamed) {
+        entry.device = device;
+        log.setPrefix(label(device));
+    }
+    m_state->entries.emplace(&log, std::move(entry));
     return log;
+}
+
+void RunLog::remove(LogHandler const& log)
+{
+    std::lock_guard const lock(m_state->mutex);
+    m_state->entries.erase(&log);
+}
+
+void RunLog::begin(LogHandler const& log)
+{
+    std::lock_guard const lock(m_state->mutex);
+    auto const& device = m_state->entries.at(&log).device;
+    if (m_terminal != nullptr && device)
+        m_terminal->beginDevice(log, label(*device));
+}
+
+void RunLog::beginStep(LogHandler const& log, int number, int count, QString const& command)
+{
+    std::lock_guard const lock(m_state->mutex);
+    State::Entry& entry = m_state->entries.at(&log);
+    entry.step = number;
+    entry.command = command;
+    entry.lastError = QString();
+    if (m_terminal != nullptr)
+        m_terminal->showStep(log, QStringLiteral("%1/%2 %3").arg(number).arg(count).arg(command));
+}
+
+void RunLog::end(LogHandler const& log)
+{
+    if (m_terminal != nullptr)
+        m_terminal->endDevice(log);
 }
 
 QString RunLog::lastError(LogHandler const& log) const

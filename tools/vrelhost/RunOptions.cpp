@@ -2,6 +2,7 @@
 
 #include "tools/common/ExecutableFault.h"
 #include "tools/vrelhost/DownloaderRun.h"
+#include "tools/vrelhost/Recipe.h"
 
 #include <QCommandLineParser>
 
@@ -12,6 +13,7 @@
 namespace {
 
 constexpr int kMost = std::numeric_limits<int>::max();
+constexpr int kLongestInterval = 60000; ///< milliseconds
 
 QLatin1String const kSerial("sn");
 QLatin1String const kPath("path");
@@ -20,15 +22,85 @@ QLatin1String const kJobs("jobs");
 QLatin1String const kJson("json");
 QLatin1String const kExe("exe");
 QLatin1String const kTimeout("timeout");
+QLatin1String const kWait("wait");
 QLatin1String const kDryRun("dry-run");
+QLatin1String const kVerify("verify");
+QLatin1String const kLogDir("log-dir");
+QLatin1String const kInterval("interval");
+QLatin1String const kAgain("again");
+QLatin1String const kStopAfter("stop-after");
 
-std::optional<int> number(QString const& text, int least)
+QCommandLineOption option(QLatin1String name, char const* help, char const* value = "",
+                          char const* usual = "")
 {
-    bool isNumber = false;
-    int const value = text.toInt(&isNumber);
-    if (!isNumber || value < least)
-        return std::nullopt;
-    return value;
+    return {name, QLatin1String(help), QLatin1String(value), QLatin1String(usual)};
+}
+
+/** Those of runs and stations. */
+QList<QCommandLineOption> commonDefinitions()
+{
+    return {
+        option(kJobs,
+               "At most so many devices at a time; without it all at once, with --exe one after another.",
+               "N"),
+        option(kJson, "Show the results on many devices as JSON instead of a table."),
+        option(kExe,
+               "Run this downloader instead of working in-process: its path, or its name where PATH leads to "
+               "it.",
+               "PATH"),
+        option(kTimeout, "End a downloader that takes longer; 60000 without it, -1 for no limit.", "MS",
+               "60000"),
+        option(kVerify, "Read back what writetoken has written, and compare it."),
+        option(kLogDir,
+               "Keep all log lines of each device in a new file of this directory, which is made if missing.",
+               "DIR"),
+    };
+}
+
+/** An option whose value is a number. */
+struct NumberOption
+{
+    QLatin1String name;
+    std::optional<int> RunOptions::*member;
+    char const* unit;
+    int least = 1;
+    int most = kMost;
+    char const* more = "";
+};
+
+NumberOption const kRunNumbers[] = {
+    {kTimeout, &RunOptions::timeout, "milliseconds", 0, kMost, ", or -1 for no limit"},
+    {kJobs, &RunOptions::jobs, "devices"},
+    {kWait, &RunOptions::wait, "seconds", 1, Recipe::kLongestWait},
+};
+
+NumberOption const kStationNumbers[] = {
+    kRunNumbers[0],
+    kRunNumbers[1],
+    {kInterval, &RunOptions::interval, "milliseconds", 1, kLongestInterval},
+    {kStopAfter, &RunOptions::stopAfter, "devices"},
+};
+
+/** Of those that are given or have a usual value. @return what is wrong with one; empty when nothing is */
+template <std::size_t Count>
+QString readNumbers(QCommandLineParser const& parser, NumberOption const (&numbers)[Count],
+                    RunOptions& options)
+{
+    for (NumberOption const& number : numbers) {
+        QString const text = parser.value(number.name);
+        bool isNumber = false;
+        int const value = text.toInt(&isNumber);
+        bool const isNoLimit = *number.more != '\0' && value == DownloaderRun::kNoTimeout;
+        if (isNumber && (isNoLimit || (value >= number.least && value <= number.most)))
+            options.*number.member = value;
+        else if (parser.isSet(number.name))
+            return QStringLiteral("--%1 is a number of %2 from %3 to %4%5")
+                .arg(number.name, QLatin1String(number.unit))
+                .arg(number.least)
+                .arg(number.most)
+                .arg(QLatin1String(number.more));
+    }
+    return QString();
 }
 
 /** Serial numbers and paths in the order in which they are given. */
@@ -46,42 +118,54 @@ std::vector<RunOptions::Device> namedDevices(QCommandLineParser const& parser)
     return devices;
 }
 
-/** Why the options do not go together; empty when they do. */
-QString conflict(RunOptions const& options)
+QString jobsConflict(RunOptions const& options)
 {
-    bool const isNamed = options.isAll || !options.devices.empty();
-    if (options.isMany && !isNamed)
-        return QStringLiteral("--jobs and --json need a device: name it with --sn, --path or --all");
-    auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
-    if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
-        return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
     if (options.exe && options.jobs.value_or(1) > 1)
         return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
                               "at a time");
     return QString();
 }
 
-/** A line for each option that changes nothing beside the others. */
-QStringList idleOptions(QCommandLineParser const& parser, RunOptions const& options)
+/** Why the options do not go together; empty when they do. */
+QString conflict(RunOptions const& options, bool isRecipe)
 {
-    struct Case
-    {
-        bool isGiven;
-        std::initializer_list<QLatin1String> names;
-        char const* reason;
-    };
-    Case const cases[] = {
-        {options.isDryRun, {kExe, kTimeout, kJobs, kJson}, "with --dry-run: nothing is run"},
-        {!options.isDryRun && !options.exe, {kTimeout}, "without --exe: what runs in-process is waited for"},
-    };
+    if (options.isMany && !options.isNamed())
+        return QStringLiteral("%1 a device: name it with --sn, --path or --all")
+            .arg(QLatin1String(isRecipe ? "A recipe needs" : "--jobs and --json need"));
+    auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
+    if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
+        return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
+    return jobsConflict(options);
+}
+
+/** A line for each option that changes nothing for a reason. */
+QStringList idleOptions(QCommandLineParser const& parser, std::initializer_list<QLatin1String> names,
+                        char const* reason)
+{
     QStringList lines;
-    for (Case const& entry : cases) {
-        for (QLatin1String const name : entry.names) {
-            if (entry.isGiven && parser.isSet(name))
-                lines << QStringLiteral("--%1 has no effect %2").arg(name, QLatin1String(entry.reason));
-        }
+    for (QLatin1String const name : names) {
+        if (parser.isSet(name))
+            lines << QStringLiteral("--%1 has no effect %2").arg(name, QLatin1String(reason));
     }
     return lines;
+}
+
+QStringList idleTimeout(QCommandLineParser const& parser, RunOptions const& options)
+{
+    if (options.exe)
+        return {};
+    return idleOptions(parser, {kTimeout}, "without --exe: what runs in-process is waited for");
+}
+
+/** What runs and stations have. */
+void readCommon(QCommandLineParser const& parser, RunOptions& options)
+{
+    options.isJson = parser.isSet(kJson);
+    options.isVerified = parser.isSet(kVerify);
+    if (parser.isSet(kExe))
+        options.exe.emplace(findProgram(parser.value(kExe)));
+    if (parser.isSet(kLogDir))
+        options.logDirectory.emplace(parser.value(kLogDir));
 }
 
 } // namespace
@@ -91,13 +175,9 @@ bool RunOptions::hasPath() const
     return std::any_of(devices.begin(), devices.end(), [](Device const& device) { return device.isPath; });
 }
 
-QList<QCommandLineOption> RunOptions::definitions()
+QList<QCommandLineOption> RunOptions::runDefinitions()
 {
-    auto const option = [](QLatin1String name, char const* help, char const* value = "",
-                           char const* usual = "") {
-        return QCommandLineOption(name, QLatin1String(help), QLatin1String(value), QLatin1String(usual));
-    };
-    return {
+    QList<QCommandLineOption> const own = {
         option(
             kSerial,
             "The device with this serial number; without it the only device. Given several times, all these "
@@ -105,48 +185,55 @@ QList<QCommandLineOption> RunOptions::definitions()
             "SERIAL"),
         option(kPath, "The device at this USB path, such as 1-4.2. May be given several times.", "USB-PATH"),
         option(kAll, "All devices that the vendor API lists, which are 24 at most."),
-        option(kJobs,
-               "At most so many devices at a time; without it all at once, with --exe one after another.",
-               "N"),
-        option(kJson, "Show the results on many devices as one line of JSON instead of a table."),
-        option(kExe,
-               "Run this downloader instead of working in-process: its path, or its name where PATH leads to "
-               "it.",
-               "PATH"),
-        option(kTimeout, "End a downloader that takes longer; 60000 without it, -1 for no limit.", "MS",
-               "60000"),
+        option(kWait, "Wait so long for the vendor API to be free and for the devices to be there.",
+               "SECONDS"),
         option(kDryRun, "Touch no device, and show the downloader's arguments as a JSON array."),
     };
+    return own + commonDefinitions();
 }
 
-std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, QString& error)
+QList<QCommandLineOption> RunOptions::stationDefinitions()
 {
-    auto const timeout = number(parser.value(kTimeout), DownloaderRun::kNoTimeout);
-    if (!timeout) {
-        error = QStringLiteral("--timeout is a number of milliseconds from 0 to %1, or -1 for no limit")
-                    .arg(kMost);
-        return std::nullopt;
-    }
+    QList<QCommandLineOption> const own = {
+        option(kInterval, "Look for devices so often; every 500 without it.", "MS", "500"),
+        option(kAgain, "Serve also devices that were served with success, whenever they appear again."),
+        option(kStopAfter, "End once so many devices have been served with success.", "N"),
+    };
+    return commonDefinitions() + own;
+}
+
+std::optional<RunOptions> RunOptions::readRun(QCommandLineParser const& parser, bool isRecipe, QString& error)
+{
     RunOptions options;
-    options.timeout = *timeout;
-    options.devices = namedDevices(parser);
-    options.isAll = parser.isSet(kAll);
-    options.isJson = parser.isSet(kJson);
-    options.isDryRun = parser.isSet(kDryRun);
-    if (parser.isSet(kExe))
-        options.exe.emplace(findProgram(parser.value(kExe)));
-    if (parser.isSet(kJobs)) {
-        options.jobs = number(parser.value(kJobs), 1);
-        if (!options.jobs) {
-            error = QStringLiteral("--jobs is a number of devices from 1 to %1").arg(kMost);
-            return std::nullopt;
-        }
-    }
-    options.isMany =
-        options.isAll || options.isJson || options.jobs || options.hasPath() || options.devices.size() > 1;
-    error = conflict(options);
+    error = readNumbers(parser, kRunNumbers, options);
     if (!error.isEmpty())
         return std::nullopt;
-    options.idle = idleOptions(parser, options);
+    readCommon(parser, options);
+    options.devices = namedDevices(parser);
+    options.isAll = parser.isSet(kAll);
+    options.isDryRun = parser.isSet(kDryRun);
+    options.isMany = isRecipe || options.isAll || options.isJson || options.jobs || options.hasPath() ||
+                     options.devices.size() > 1;
+    error = conflict(options, isRecipe);
+    if (!error.isEmpty())
+        return std::nullopt;
+    options.idle = options.isDryRun ? idleOptions(parser, {kExe, kTimeout, kJobs, kJson, kVerify, kLogDir},
+                                                  "with --dry-run: nothing is run")
+                                    : idleTimeout(parser, options);
+    return options;
+}
+
+std::optional<RunOptions> RunOptions::readStation(QCommandLineParser const& parser, QString& error)
+{
+    RunOptions options;
+    options.isMany = true;
+    error = readNumbers(parser, kStationNumbers, options);
+    readCommon(parser, options);
+    options.isAgain = parser.isSet(kAgain);
+    if (error.isEmpty())
+        error = jobsConflict(options);
+    if (!error.isEmpty())
+        return std::nullopt;
+    options.idle = idleTimeout(parser, options);
     return options;
 }

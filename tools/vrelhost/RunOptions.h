@@ -10,7 +10,7 @@
 
 class QCommandLineParser;
 
-/** What the options of `run` ask for. */
+/** What the options of `run` and `station` ask for. */
 struct RunOptions
 {
     /** A device as the command line names it. */
@@ -25,15 +25,27 @@ struct RunOptions
     bool isMany = false;         ///< results are wanted per device
     std::optional<int> jobs;     ///< devices at a time; all without
     std::optional<QString> exe;  ///< the downloader, as findProgram yields it; in-process without
-    int timeout = 0;             ///< milliseconds, -1 for no limit
+    std::optional<int> timeout;  ///< milliseconds, -1 for no limit; always there
+    std::optional<int> wait;     ///< seconds, for a free vendor API and the devices
     bool isDryRun = false;
-    bool isJson = false; ///< results as JSON
-    QStringList idle;    ///< a line for each option that has no effect beside the others
+    bool isJson = false;                 ///< results as JSON
+    bool isVerified = false;             ///< tokens are read back and compared
+    std::optional<QString> logDirectory; ///< for a log file of each device
+    std::optional<int> interval;         ///< milliseconds between two looks for devices; a station's is there
+    bool isAgain = false;                ///< devices that succeeded are served again when they appear again
+    std::optional<int> stopAfter;        ///< successes
+    QStringList idle;                    ///< a line for each option that has no effect beside the others
 
     bool hasPath() const;
+    bool isNamed() const { return isAll || !devices.empty(); }
 
-    static QList<QCommandLineOption> definitions();
+    static QList<QCommandLineOption> runDefinitions();
+    static QList<QCommandLineOption> stationDefinitions();
 
-    /** @return nothing, with the cause in `error`, for values or combinations that make no sense */
-    static std::optional<RunOptions> read(QCommandLineParser const& parser, QString& error);
+    /**
+     * @param isRecipe whether there is a recipe, which always has results per device
+     * @return nothing, with the cause in `error`, for values or combinations that make no sense
+     */
+    static std::optional<RunOptions> readRun(QCommandLineParser const& parser, bool isRecipe, QString& error);
+    static std::optional<RunOptions> readStation(QCommandLineParser const& parser, QString& error);
 };

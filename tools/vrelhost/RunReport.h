@@ -6,29 +6,53 @@
 
 #include <vector>
 
-/** How a request ended on one device. */
-struct DeviceResult
+/** How something ended. */
+struct Outcome
 {
-    enum Outcome
+    enum Kind
     {
         NotRun,
         Success,
         Failure
     };
 
-    DeviceName device;
-    Outcome outcome = NotRun;
+    Kind kind = NotRun;
     qint64 duration = 0; ///< milliseconds
     QString error;       ///< null without one
 };
 
-/** The results of a run on many devices in their two forms, UTF-8 with a line end. */
+/** How a request or recipe ended on one device. */
+struct DeviceResult : Outcome
+{
+    struct Step : Outcome
+    {
+        QString command;
+    };
+
+    DeviceName device;
+    std::vector<Step> steps; ///< of a recipe; otherwise empty
+};
+
+/** The results of runs in their two forms, UTF-8 with a line end; in tables what cannot be printed shows as
+ * '?'. */
 namespace RunReport {
 
-/** A table for people; what cannot be printed shows as '?'. */
-QByteArray toTable(std::vector<DeviceResult> const& results);
+QString word(Outcome const& outcome);
 
-/** One line of compact JSON: an array of objects with the keys serial, path, result, duration and error. */
+/** @param hasSteps whether the results are those of a recipe */
+QByteArray toTable(std::vector<DeviceResult> const& results, bool hasSteps);
+
+/**
+ * One line of compact JSON: an array of objects with the keys serial, path, result, duration, error and, of a
+ * recipe, steps.
+ */
 QByteArray toJson(std::vector<DeviceResult> const& results);
+
+/** The table's parts where results come one by one; columns are as wide as they mostly need. */
+QByteArray toTableHead(bool hasSteps);
+QByteArray toTableRow(DeviceResult const& result);
+
+/** One of the objects, with the key time. */
+QByteArray toJsonLine(DeviceResult const& result, QString const& time);
 
 } // namespace RunReport

@@ -41,5 +41,5 @@ QByteArray ScanReport::toJson(std::vector<ScannedDevice> const& devices)
                        QByteArray::number(device.productId) + R"(,"claimed":)" +
                        (device.isClaimed ? "true" : "false") + R"(,"serial":)" +
                        ReportText::json(device.serial) + '}';
-    return ReportText::jsonArray(entries);
+    return ReportText::jsonArray(entries) + '\n';
 }

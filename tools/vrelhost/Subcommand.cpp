@@ -39,6 +39,9 @@ constexpr std::pair<char const*, char const*> kArguments[] = {
      "Its key \"command\" names a command, its other keys are that command's parameters. Its other "
      "texts may hold {serial} and {path}, which stand for the device's; {{serial}} and {{path}} are "
      "these words themselves."},
+    {"RECIPE",
+     "Likewise a JSON array of steps, taken in order on each device up to the first that fails. A step is a "
+     "request, or {\"wait\": SECONDS}, which waits until the vendor API lists the device."},
     {"DIR", "The rig's directory."},
     {"SERIAL", "The device's serial number."},
 };
@@ -64,12 +67,16 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
     {"parameters", "REQUEST", noOptions, &HostTool::showParameters,
      "Shows the parameters that a request holds as one line of JSON.", "success", kNotWritten,
      R"(vrelhost parameters '{"command": "startover", "flags": 1}')"},
-    {"run", "REQUEST", RunOptions::definitions, &HostTool::runRequest,
-     "Carries a request out on one device or many, in-process or by a downloader.",
+    {"run", "REQUEST|RECIPE", RunOptions::runDefinitions, &HostTool::runRequest,
+     "Carries a request or a recipe out on one device or many, in-process or by a downloader.",
      "success, on many devices on every one",
      "failure, on many devices on one or more, also for lack of a vendor API or a\n"
      "     device, by an interruption, or since the result cannot be written",
      R"(vrelhost run '{"command": "startover", "flags": 1}' --sn 0A1B2C3D)"},
+    {"station", "REQUEST|RECIPE", RunOptions::stationDefinitions, &HostTool::serveStation,
+     "Carries a request or a recipe out on each device that is there or appears, until it is interrupted.",
+     "no device failed", "a device failed, or the station could not begin",
+     R"(vrelhost station recipe.json --log-dir logs)"},
     {"scan", "", ScanOptions::definitions, &HostTool::scanDevices,
      "Lists the USB devices, those that the library serves with serial numbers.",
      "success, also without devices or serial numbers",

@@ -16,7 +16,8 @@
 
 namespace {
 
-constexpr char const* kEraseLine = "\r\x1b[K";
+/** To the end of the screen; the cursor stands in the first of the lines that show work. */
+constexpr char const* kErase = "\r\x1b[J";
 constexpr char const* kDefaultColour = "\x1b[0m";
 
 /** By level: errors red, warnings yellow, what only the curious want faint. */
@@ -24,7 +25,7 @@ constexpr char const* kColours[] = {"\x1b[31m", "\x1b[31m", "\x1b[33m", "", "\x1
 
 constexpr int kNowhere = -1;
 
-/** The descriptor of the terminal whose last line shows work. */
+/** The descriptor of the terminal whose last lines show work. */
 std::atomic<int> s_drawnOn{kNowhere};
 std::atomic<bool> s_isOver{false}; ///< the process is about to end: nothing is drawn any more
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
@@ -36,12 +37,20 @@ bool canMove()
     return !terminal.isEmpty() && terminal != "dumb";
 }
 
-int columns(std::FILE* stream)
+winsize windowSize(std::FILE* stream)
 {
-    constexpr int kUsual = 80;
+    constexpr winsize kUsual = {24, 80, 0, 0};
     winsize size = {};
-    bool const isKnown = ::ioctl(::fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return isKnown ? size.ws_col : kUsual;
+    bool const isKnown =
+        ::ioctl(::fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
+    return isKnown ? size : kUsual;
+}
+
+QString seconds(QElapsedTimer const& time)
+{
+    constexpr double kMillisecondsPerSecond = 1000;
+    return QString::number(static_cast<double>(time.elapsed()) / kMillisecondsPerSecond, 'f', 1) +
+           QStringLiteral(" s");
 }
 
 /** As much of a text as surely fits; characters that may be wide count twice. */
@@ -79,7 +88,7 @@ void TerminalLog::eraseAtOnce()
     s_isOver = true;
     int const terminal = s_drawnOn.exchange(kNowhere);
     if (terminal != kNowhere)
-        static_cast<void>(::write(terminal, kEraseLine, std::strlen(kEraseLine)));
+        static_cast<void>(::write(terminal, kErase, std::strlen(kErase)));
 }
 
 TerminalLog::TerminalLog(std::FILE* stream, Logger::LogLevel maxLevel)
@@ -107,7 +116,8 @@ void TerminalLog::write(LogLine const& line)
     bool const wasDrawn = m_isDrawn;
     erase();
     put(colour + text + (colour.isEmpty() ? "" : kDefaultColour) + '\n');
-    m_latest = toText(line);
+    Device* const device = find(line.origin);
+    (device == nullptr ? m_latest : device->latest) = toText(line);
     if (wasDrawn)
         draw();
 }
@@ -131,10 +141,48 @@ void TerminalLog::showWork(bool isShown)
     }
 }
 
-void TerminalLog::showProgress(int done, int total)
+void TerminalLog::showProgress(QString const& progress)
 {
     std::lock_guard const lock(m_mutex);
-    m_progress = QStringLiteral("%1/%2  ").arg(done).arg(total);
+    m_progress = progress;
+}
+
+void TerminalLog::beginDevice(LogHandler const& log, QString const& label)
+{
+    std::lock_guard const lock(m_mutex);
+    m_devices.push_back({&log, label, QString(), {}, QString()});
+    m_devices.back().time.start();
+}
+
+void TerminalLog::showStep(LogHandler const& log, QString const& step)
+{
+    std::lock_guard const lock(m_mutex);
+    if (Device* const device = find(&log))
+        device->step = step;
+}
+
+void TerminalLog::endDevice(LogHandler const& log)
+{
+    std::lock_guard const lock(m_mutex);
+    if (Device* const device = find(&log))
+        m_devices.erase(m_devices.begin() + (device - m_devices.data()));
+}
+
+void TerminalLog::writeBetween(std::function<void()> const& write)
+{
+    std::lock_guard const lock(m_mutex);
+    bool const wasDrawn = m_isDrawn;
+    erase();
+    write();
+    if (wasDrawn)
+        draw();
+}
+
+TerminalLog::Device* TerminalLog::find(LogHandler const* log)
+{
+    auto const found = std::find_if(m_devices.begin(), m_devices.end(),
+                                    [log](Device const& device) { return device.log == log; });
+    return found == m_devices.end() ? nullptr : &*found;
 }
 
 /** Waits first: work that is soon over shows nothing. */
@@ -147,16 +195,34 @@ void TerminalLog::redrawUntilEnd()
     erase();
 }
 
+/** @param most lines, at least one, which tells of all */
+QStringList TerminalLog::workLines(int most) const
+{
+    auto const joined = [](QStringList parts) {
+        parts.removeAll(QString());
+        return parts.join(QStringLiteral("  "));
+    };
+    QStringList lines;
+    for (Device const& device : m_devices) {
+        if (lines.size() + 1 < most)
+            lines << joined({device.label, device.step, seconds(device.time), device.latest});
+    }
+    int const others = static_cast<int>(m_devices.size()) - lines.size();
+    QString const rest = others == 0 ? QString() : QStringLiteral("and %1 more at work").arg(others);
+    return lines << joined({seconds(m_time), m_progress, rest, m_devices.empty() ? m_latest : QString()});
+}
+
 void TerminalLog::draw()
 {
-    constexpr double kMillisecondsPerSecond = 1000;
-    QString const time =
-        QString::number(static_cast<double>(m_time.elapsed()) / kMillisecondsPerSecond, 'f', 1);
-    QString const text = ReportText::printable(time + QStringLiteral(" s  ") + m_progress + m_latest);
+    winsize const size = windowSize(m_stream);
+    QStringList lines = workLines(size.ws_row - 1); // a line of the log stays to be seen
+    // The last column stays free: a full line would make some terminals go to the next.
+    for (QString& line : lines)
+        line = cut(ReportText::printable(line), size.ws_col - 1);
+    QString const toFirst = lines.size() > 1 ? QStringLiteral("\x1b[%1A\r").arg(lines.size() - 1) : QString();
     m_isDrawn = true;
     s_drawnOn = ::fileno(m_stream);
-    // The last column stays free: a full line would make some terminals go to the next.
-    put(kEraseLine + cut(text, columns(m_stream) - 1).toUtf8());
+    put(kErase + (lines.join(QLatin1Char('\n')) + toFirst).toUtf8());
     if (s_isOver)
         erase();
 }
@@ -164,7 +230,7 @@ void TerminalLog::draw()
 void TerminalLog::erase()
 {
     if (m_isDrawn)
-        put(kEraseLine);
+        put(kErase);
     m_isDrawn = false;
     s_drawnOn = kNowhere;
 }

@@ -4,15 +4,19 @@
 
 #include <QElapsedTimer>
 
+#include <QStringList>
+
 #include <condition_variable>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 /**
- * The log on a terminal: lines in the colour of their level and, below them while work goes on, one line with
- * the time it has taken, how much is done, and the latest message. Texts cannot steer the terminal. Safe for
- * any thread.
+ * The log on a terminal: lines in the colour of their level and, below them while work goes on, a line for
+ * each device that is worked on, as many as the window has room for, and one for all: the time it has taken,
+ * how much is done, and the latest message. Texts cannot steer the terminal. Safe for any thread.
  *
  * `TERM=dumb`, or no TERM, leaves plain lines; a NO_COLOR that is not empty leaves the colours out.
  */
@@ -25,7 +29,7 @@ public:
     ~TerminalLog();
 
     /**
-     * Takes the line that shows work off the terminal for good; calls nothing but what a signal handler may.
+     * Takes what shows work off the terminal for good; calls nothing but what a signal handler may.
      */
     static void eraseAtOnce();
 
@@ -38,10 +42,30 @@ public:
     /** Begins, with the time at zero, or ends to show that work goes on. Not from several threads at once. */
     void showWork(bool isShown);
 
-    /** How much of all is done, for the line that shows work. */
-    void showProgress(int done, int total);
+    /** How much of all is done. */
+    void showProgress(QString const& progress);
+
+    /** Begins to show a device, whose lines come from a handler. */
+    void beginDevice(LogHandler const& log, QString const& label);
+    void showStep(LogHandler const& log, QString const& step);
+    void endDevice(LogHandler const& log);
+
+    /** Does what writes to the same terminal, with nothing of the work on it meanwhile. */
+    void writeBetween(std::function<void()> const& write);
 
 private:
+    /** A device that is being worked on. */
+    struct Device
+    {
+        LogHandler const* log;
+        QString label;
+        QString step;
+        QElapsedTimer time;
+        QString latest;
+    };
+
+    Device* find(LogHandler const* log);
+    QStringList workLines(int most) const;
     void redrawUntilEnd();
     void draw();
     void erase();
@@ -59,5 +83,6 @@ private:
     bool m_isDrawn = false;
     QElapsedTimer m_time;
     QString m_progress;
-    QString m_latest;
+    QString m_latest;              ///< message of none of the devices
+    std::vector<Device> m_devices; ///< in the order in which they began
 };

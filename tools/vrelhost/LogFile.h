@@ -1,0 +1,35 @@
+#pragma once
+
+#include "framework/LogSink.h"
+
+#include <QFile>
+#include <QString>
+
+#include <memory>
+
+/**
+ * A file that keeps all of a device's log lines, one JSON object a line, with the time. Each line is handed
+ * to the system at once, so that the end of this process loses none. Lines come from one thread at a time.
+ */
+class LogFile
+{
+public:
+    /** Makes the directory if it is missing. @return why new files cannot be made in it; empty when they can
+     */
+    static QString directoryFault(QString const& directory);
+
+    /**
+     * Makes a new file, named after the device and the time.
+     * @return null, with the cause in `error`, when it cannot be made
+     */
+    static std::unique_ptr<LogFile> create(QString const& directory, DeviceName const& device,
+                                           QString& error);
+
+    /** @return why this line could not be written, told for the first such line only; otherwise empty */
+    QString write(LogLine const& line);
+
+private:
+    QFile m_file;
+    bool m_isTorn = false; ///< a part of a line was written last
+    bool m_isFaultTold = false;
+};

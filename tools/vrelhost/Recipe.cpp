@@ -1,0 +1,163 @@
+#include "tools/vrelhost/Recipe.h"
+
+#include "external/LogHandler.h"
+#include "framework/JsonText.h"
+#include "tools/vrelhost/RequestRules.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+QString const kWait = QStringLiteral("wait");
+QString const kCommand = QStringLiteral("command");
+
+/** Far above any request; keeps a wrong path such as a device file from filling the memory. */
+constexpr qint64 kLargestRequest = qint64{1024} * 1024;
+
+bool open(QFile& file, QString const& argument)
+{
+    if (argument == QLatin1String("-"))
+        return file.open(stdin, QIODevice::ReadOnly);
+    file.setFileName(argument);
+    return file.open(QIODevice::ReadOnly);
+}
+
+/** All that a file or standard input holds; with the cause in `error` when it cannot be read. */
+QByteArray content(QString const& argument, QString& error)
+{
+    QFile file;
+    QByteArray text;
+    if (open(file, argument))
+        text = file.read(kLargestRequest + 1);
+    if (file.error() != QFileDevice::NoError)
+        error = file.errorString();
+    else if (text.size() > kLargestRequest)
+        error = QStringLiteral("it is larger than %1 bytes").arg(kLargestRequest);
+    return text;
+}
+
+bool isJson(QString const& argument)
+{
+    return argument.startsWith(QLatin1Char('{')) || argument.startsWith(QLatin1Char('['));
+}
+
+QString unreadable(QString const& argument, QString const& cause)
+{
+    return QStringLiteral("Cannot read the request '%1': %2").arg(argument, cause);
+}
+
+/** What `parse` makes of the text that an argument stands for. */
+template <typename Parsed>
+std::optional<Parsed> readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& error),
+                             QString const& argument, QString& error)
+{
+    QString cause;
+    QByteArray const text =
+        argument.isEmpty() || isJson(argument) ? argument.toUtf8() : content(argument, cause);
+    if (cause.isEmpty() && text.trimmed().isEmpty())
+        cause = QStringLiteral("it is empty");
+    auto parsed = cause.isEmpty() ? parse(text, cause) : std::nullopt;
+    if (!parsed)
+        error = unreadable(argument, cause);
+    return parsed;
+}
+
+/** What a wait says in seconds; 0 when that is no time to wait. */
+int waitTime(QJsonObject const& step)
+{
+    int const seconds = step.value(kWait).toInt(0); // 0 also for what is no whole number
+    return step.size() == 1 && seconds <= Recipe::kLongestWait ? std::max(seconds, 0) : 0;
+}
+
+/** Fills a step that can be taken; of any other its command, with the cause logged or in `cause`. */
+bool readStep(QJsonValue const& value, Recipe::Step& step, QString& cause, LogHandler& log)
+{
+    if (!value.isObject()) {
+        cause = QStringLiteral(": it is no JSON object");
+        return false;
+    }
+    QJsonObject const json = value.toObject();
+    if (json.contains(kWait) && !json.contains(kCommand)) {
+        step.command = kWait;
+        step.wait = waitTime(json);
+        if (step.wait == 0)
+            cause = QStringLiteral(": \"wait\" stands alone, with a whole number of seconds from 1 to %1")
+                        .arg(Recipe::kLongestWait);
+        return step.wait > 0;
+    }
+    step.command = json.value(kCommand).toString();
+    JsonObject const request = toJsonObject(json);
+    if (!RequestRules::accept(request, log))
+        return false;
+    step.request.emplace(request);
+    return true;
+}
+
+} // namespace
+
+std::optional<Recipe> Recipe::read(QString const& argument, LogHandler& log, QString& error)
+{
+    auto const json = readAs(parseJson, argument, error);
+    if (!json)
+        return std::nullopt;
+    Recipe recipe;
+    recipe.isArray = json->isArray();
+    for (QJsonValue const value : recipe.isArray ? json->array() : QJsonArray{json->object()}) {
+        Step& step = recipe.steps.emplace_back();
+        QString cause;
+        if (readStep(value, step, cause, log))
+            continue;
+        if (recipe.isArray)
+            log.logMessage(kErrorLevel, recipe.rejection(static_cast<int>(recipe.steps.size()), cause));
+        return std::nullopt;
+    }
+    if (!recipe.steps.empty())
+        return recipe;
+    error = unreadable(argument, QStringLiteral("it is a recipe without steps"));
+    return std::nullopt;
+}
+
+bool Recipe::needsPath() const
+{
+    return std::any_of(steps.begin(), steps.end(),
+                       [](Step const& step) { return step.request && step.request->needsPath(); });
+}
+
+bool Recipe::has(char const* command) const
+{
+    return std::any_of(steps.begin(), steps.end(),
+                       [command](Step const& step) { return step.command == QLatin1String(command); });
+}
+
+int Recipe::sharedFileStep() const
+{
+    auto const isShared = [](Step const& step) {
+        QString error;
+        if (!step.request)
+            return false;
+        QString const name = RequestRules::writtenFile(step.request->request());
+        auto const one = step.request->forDevice({QStringLiteral("A"), QStringLiteral("1-1")}, error);
+        auto const other = step.request->forDevice({QStringLiteral("B"), QStringLiteral("1-2")}, error);
+        return !name.isEmpty() && RequestRules::writtenFile(*one) == RequestRules::writtenFile(*other);
+    };
+    auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
+    return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;
+}
+
+QString Recipe::rejection(int number, QString const& cause) const
+{
+    QString const& command = steps.at(static_cast<std::size_t>(number) - 1).command;
+    return QStringLiteral("Step %1%2 of the recipe is rejected%3; nothing was run")
+        .arg(QString::number(number), command.isEmpty() ? command : QStringLiteral(" (%1)").arg(command),
+             cause);
+}
+
+std::optional<JsonObject> readRequest(QString const& argument, QString& error)
+{
+    return readAs(parseJsonObject, argument, error);
+}

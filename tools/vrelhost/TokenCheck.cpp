@@ -1,0 +1,130 @@
+#include "tools/vrelhost/TokenCheck.h"
+
+#include "external/LogHandler.h"
+#include "framework/LogSink.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <optional>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/** The first byte that differs, which may be behind the end of one; nothing when there is none. */
+std::optional<qint64> firstDifference(QFile& one, QFile& other)
+{
+    constexpr qint64 kPiece = 65536;
+    for (qint64 offset = 0;; offset += kPiece) {
+        QByteArray const left = one.read(kPiece);
+        QByteArray const right = other.read(kPiece);
+        auto const place = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+        if (place.first != left.end() || place.second != right.end())
+            return offset + (place.first - left.begin());
+        if (left.isEmpty())
+            return std::nullopt;
+    }
+}
+
+/** Starts what removes a directory once nobody has the other end of `input` any more; 0 when it cannot be
+ * started. */
+pid_t startRemover(QByteArray directory, int input)
+{
+    char shell[] = "sh";
+    char option[] = "-c";
+    char script[] = "read -r _; exec rm -rf -- \"$0\"";
+    char* const arguments[] = {shell, option, script, directory.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawnattr_init(&attributes);
+    ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    for (int const stream : {STDOUT_FILENO, STDERR_FILENO}) // whoever reads them does not wait for it
+        ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID); // signals of a terminal are not for it
+    pid_t process = 0;
+    bool const isStarted = ::posix_spawn(&process, "/bin/sh", &actions, &attributes, arguments, environ) == 0;
+    ::posix_spawnattr_destroy(&attributes);
+    ::posix_spawn_file_actions_destroy(&actions);
+    return isStarted ? process : 0;
+}
+
+} // namespace
+
+TokenCheck::TokenCheck()
+{
+    int ends[2] = {};
+    if (!m_directory.isValid() || ::pipe2(ends, O_CLOEXEC) != 0)
+        return;
+    m_life = ends[1];
+    m_remover = startRemover(m_directory.path().toUtf8(), ends[0]);
+    ::close(ends[0]);
+}
+
+TokenCheck::~TokenCheck()
+{
+    m_directory.remove();
+    if (m_life >= 0)
+        ::close(m_life);
+    if (m_remover > 0)
+        ::waitpid(m_remover, nullptr, 0);
+}
+
+QString TokenCheck::fault() const
+{
+    if (m_remover > 0)
+        return QString();
+    QString const cause = m_directory.isValid() ? qt_error_string() : m_directory.errorString();
+    return QStringLiteral("Cannot keep tokens that are read back: %1; TMPDIR names the directory").arg(cause);
+}
+
+QString TokenCheck::fault(JsonObject const& written)
+{
+    QString token;
+    written.getString(QStringLiteral("token"), token);
+    QFileInfo const file(token);
+    if (!file.exists() || file.isFile())
+        return QString();
+    return QStringLiteral("--verify cannot compare with '%1', which is no regular file: it is read twice")
+        .arg(token);
+}
+
+bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObject const&)> const& readBack,
+                         LogHandler& log) const
+{
+    unsigned char slot = 0;
+    QString name;
+    QString module;
+    written.getUInt8(QStringLiteral("slot"), slot);
+    written.getString(QStringLiteral("token"), name);
+    written.getString(QStringLiteral("fw_rux"), module);
+    QTemporaryFile target(m_directory.filePath(QStringLiteral("token-XXXXXX")));
+    auto const fail = [&log, slot](QString const& cause) {
+        log.logMessage(kErrorLevel, QStringLiteral("Token slot %1: ").arg(slot) + cause);
+        return false;
+    };
+    if (!target.open())
+        return fail(QStringLiteral("no file for what is read back: ") + target.errorString());
+
+    JsonObject request;
+    request.setValue(QStringLiteral("command"), QStringLiteral("readtoken"));
+    request.setValue(QStringLiteral("fw_rux"), module);
+    request.setValue(QStringLiteral("path"), target.fileName());
+    request.setValue(QStringLiteral("slot"), slot);
+    if (!readBack(request))
+        return false;
+    QFile token(name);
+    QFile copy(target.fileName()); // opened anew: what is read back may have taken the file's place
+    for (QFile* const file : {&token, &copy}) {
+        if (!file->open(QIODevice::ReadOnly))
+            return fail(QStringLiteral("cannot compare '%1': %2").arg(file->fileName(), file->errorString()));
+    }
+    auto const difference = firstDifference(token, copy);
+    return !difference ||
+           fail(QStringLiteral("what was read back differs from '%1' at byte %2").arg(name).arg(*difference));
+}
