@@ -42,7 +42,7 @@ expect()
         fail "'$*' is not completed to '$expected'"
 }
 
-expect 'parameters|rig|run|scan|types|usages|version' vrelhost ''
+expect 'parameters|rig|run|scan|station|types|usages|version' vrelhost ''
 expect 'check|create|plug|unplug' vrelhost rig ''
 expect '--dev|--exe|--help|--json|--log-format|--log-level|--serial-from|--sysfs|--version' vrelhost scan --
 expect 'json|text' vrelhost --log-format ''
@@ -62,6 +62,8 @@ expect '{"command": "readbootmedia|{"command": "readtoken' vrelhost run "'{\"com
 expect '{"slot": 1, "command": |{"slot": 1, "command":' vrelhost run "'{\"slot\": 1, \"c"
 expect '{"command":"clearrpmb", "device": "emmc", |{"command":"clearrpmb", "device": "emmc"}' \
     vrelhost --log-level 5 run --sn X "'{\"command\":\"clearrpmb\", \"device\": \"e"
+expect '[{"command": "getcardinfo"}, {"command": "startover", "flags": |[{"command": "getcardinfo"}, {"command": "startover", "flags":' \
+    vrelhost station "'[{\"command\": \"getcardinfo\"}, {\"command\": \"startover\", \"f"
 expect '' vrelhost types readtoken ''
 expect '' vrelhost nonsense ''
 
@@ -88,7 +90,7 @@ unset -f vrelhost
 [[ $(complete -p vrelhost) == *'-F _vrelhost vrelhost' ]] || fail 'bash is not told how to complete vrelhost'
 
 # Man pages are made of what the programs tell.
-for text in '.SH "OPTIONS"' '.SS "run REQUEST"' '.B \-\-serial\-from <api|exe>' '.B DIR' '$ vrelhost scan \-\-json' $'\twritetoken'; do
+for text in '.SH "OPTIONS"' '.SS "run REQUEST|RECIPE"' '.B \-\-serial\-from <api|exe>' '.B DIR' '$ vrelhost scan \-\-json' $'\twritetoken'; do
     grep -qxF -e "$text" <("$man_pages/make-page" "$man_pages/vrelhost.1.in" "${1%/*}") ||
         fail "vrelhost's man page lacks '$text'"
 done

@@ -18,10 +18,13 @@ import subprocess
 import sys
 import tempfile
 
+HERE = os.path.dirname(os.path.abspath(__file__))
 TIMES = [
     (r"\b\d+\.\d{3}\b", "0.000"),  # seconds
+    (r"\b\d+\.\d s\b", "0.0 s"),
     (r'("duration": ?)\d+', r"\g<1>0"),
     (r"\b\d+ ms\b", "0 ms"),
+    (r"\d{8}T\d{6}\.\d{3}Z", "19700101T000000.000Z"),
     (r"\d{4}-\d\d-\d\dT[\d:.]+Z", "1970-01-01T00:00:00.000Z"),
 ]
 DEVICE_LINE = re.compile(r"(\d+-[\d.]+ \w+): ")
@@ -110,7 +113,7 @@ def main():
     unshown = {"warning: Process ended with exit code 1"} if through_downloader else {}
     failures = 0
     with tempfile.TemporaryDirectory() as directory:
-        environment = dict(os.environ, PATH=f"{tools}:{os.environ['PATH']}", VREL_RIG=f"{directory}/rig")
+        environment = dict(os.environ, PATH=f"{tools}:{HERE}:{os.environ['PATH']}", VREL_RIG=f"{directory}/rig")
         with subprocess.Popen(["bash"], cwd=directory, env=environment, text=True, encoding="utf-8", stdin=subprocess.PIPE,
                               stdout=subprocess.PIPE) as shell:
             if through_downloader:

@@ -168,12 +168,12 @@ int HostTool::showParameters()
 int HostTool::runRequest()
 {
     QString error;
-    auto const recipe = Recipe::read(m_arguments.constFirst(), m_log, error);
+    auto recipe = Recipe::read(m_arguments.constFirst(), error);
     auto const options = recipe ? RunOptions::readRun(m_parser, recipe->isArray, error) : std::nullopt;
     if (!options)
-        return error.isEmpty() ? ExitRejected : reject(error);
-    for (QString const& line : options->idle)
-        m_log.logMessage(kWarningLevel, line);
+        return reject(error);
+    if (!accept(*recipe, *options))
+        return ExitRejected;
     showWork(true);
     RunCommand command(*options, *recipe, m_log, m_terminal.get());
     RunCommand::Result const result = command.run();
@@ -183,15 +183,22 @@ int HostTool::runRequest()
     return result.exitCode;
 }
 
+bool HostTool::accept(Recipe& recipe, RunOptions const& options)
+{
+    for (QString const& line : options.idle)
+        m_log.logMessage(kWarningLevel, line);
+    return recipe.accept(m_log);
+}
+
 int HostTool::serveStation()
 {
     QString error;
-    auto const recipe = Recipe::read(m_arguments.constFirst(), m_log, error);
+    auto recipe = Recipe::read(m_arguments.constFirst(), error);
     auto const options = recipe ? RunOptions::readStation(m_parser, error) : std::nullopt;
     if (!options)
-        return error.isEmpty() ? ExitRejected : reject(error);
-    for (QString const& line : options->idle)
-        m_log.logMessage(kWarningLevel, line);
+        return reject(error);
+    if (!accept(*recipe, *options))
+        return ExitRejected;
     auto const output = [this](QByteArray const& line, QString const& what) { print(line, what); };
     showWork(true);
     int const exitCode = StationCommand(*options, *recipe, m_log, m_terminal.get(), output).run();

@@ -11,6 +11,8 @@
 
 class TerminalLog;
 enum class LogFormat;
+struct Recipe;
+struct RunOptions;
 
 /** The command-line host: parses its arguments and carries out one subcommand. */
 class HostTool
@@ -50,6 +52,7 @@ private:
     int unplugDevice();
     int checkRig();
 
+    bool accept(Recipe& recipe, RunOptions const& options);
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);
     /** Writes a result; yields the exit code. @param what it is, for people */

@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
+
 namespace {
 
 /** What a device's name gives to a file's: short enough for any file system, without what could lead
@@ -55,14 +57,16 @@ std::unique_ptr<LogFile> LogFile::create(QString const& directory, DeviceName co
 
 QString LogFile::write(LogLine const& line)
 {
-    QByteArray const bytes = (m_isTorn ? "\n" : "") +
-                             toJson(line, QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)) + '\n';
-    qint64 const written = m_file.write(bytes);
-    if (written == bytes.size()) {
+    QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
+    QByteArray rest = (m_isTorn ? "\n" : "") + toJson(line, time) + '\n';
+    for (qint64 written = 1; written > 0 && !rest.isEmpty(); rest.remove(0, static_cast<int>(written))) {
+        written = std::max<qint64>(m_file.write(rest), 0);
+        m_isTorn = m_isTorn || written > 0;
+    }
+    if (rest.isEmpty()) {
         m_isTorn = false;
         return QString();
     }
-    m_isTorn = m_isTorn || written > 0;
     if (m_isFaultTold)
         return QString();
     m_isFaultTold = true;

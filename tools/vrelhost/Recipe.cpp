@@ -74,14 +74,15 @@ int waitTime(QJsonObject const& step)
     return step.size() == 1 && seconds <= Recipe::kLongestWait ? std::max(seconds, 0) : 0;
 }
 
-/** Fills a step that can be taken; of any other its command, with the cause logged or in `cause`. */
-bool readStep(QJsonValue const& value, Recipe::Step& step, QString& cause, LogHandler& log)
+/** Fills in what a step says; of one that cannot be taken its command, with the cause logged or in `cause`.
+ */
+bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
 {
-    if (!value.isObject()) {
+    if (!step.json.isObject()) {
         cause = QStringLiteral(": it is no JSON object");
         return false;
     }
-    QJsonObject const json = value.toObject();
+    QJsonObject const json = step.json.toObject();
     if (json.contains(kWait) && !json.contains(kCommand)) {
         step.command = kWait;
         step.wait = waitTime(json);
@@ -100,26 +101,32 @@ bool readStep(QJsonValue const& value, Recipe::Step& step, QString& cause, LogHa
 
 } // namespace
 
-std::optional<Recipe> Recipe::read(QString const& argument, LogHandler& log, QString& error)
+std::optional<Recipe> Recipe::read(QString const& argument, QString& error)
 {
     auto const json = readAs(parseJson, argument, error);
     if (!json)
         return std::nullopt;
     Recipe recipe;
     recipe.isArray = json->isArray();
-    for (QJsonValue const value : recipe.isArray ? json->array() : QJsonArray{json->object()}) {
-        Step& step = recipe.steps.emplace_back();
-        QString cause;
-        if (readStep(value, step, cause, log))
-            continue;
-        if (recipe.isArray)
-            log.logMessage(kErrorLevel, recipe.rejection(static_cast<int>(recipe.steps.size()), cause));
-        return std::nullopt;
-    }
+    for (QJsonValue const value : recipe.isArray ? json->array() : QJsonArray{json->object()})
+        recipe.steps.push_back({value, {}, 0, {}});
     if (!recipe.steps.empty())
         return recipe;
     error = unreadable(argument, QStringLiteral("it is a recipe without steps"));
     return std::nullopt;
+}
+
+bool Recipe::accept(LogHandler& log)
+{
+    for (Step& step : steps) {
+        QString cause;
+        if (acceptStep(step, cause, log))
+            continue;
+        if (isArray)
+            log.logMessage(kErrorLevel, rejection(static_cast<int>(&step - steps.data()) + 1, cause));
+        return false;
+    }
+    return true;
 }
 
 bool Recipe::needsPath() const

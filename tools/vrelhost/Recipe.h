@@ -2,6 +2,7 @@
 
 #include "tools/vrelhost/RequestTemplate.h"
 
+#include <QJsonValue>
 #include <QString>
 
 #include <optional>
@@ -17,22 +18,27 @@ struct Recipe
 {
     struct Step
     {
-        std::optional<RequestTemplate> request; ///< nothing for a wait
+        QJsonValue json;
         QString command;                        ///< "wait" for a wait
-        int wait = 0;                           ///< seconds
+        int wait;                               ///< seconds
+        std::optional<RequestTemplate> request; ///< nothing for a wait
     };
 
     static constexpr int kLongestWait = 86400; ///< seconds: a day
 
-    std::vector<Step> steps;
-    bool isArray = false; ///< results are told by step
+    std::vector<Step> steps; ///< before accept, only their JSON
+    bool isArray = false;    ///< results are told by step
 
     /**
      * Reads it from where an argument says: the JSON text itself (it begins with "{" or "["), "-" for
-     * standard input, or the path of a file. Steps that the library or the tool does not take are rejected.
-     * @return nothing, with the cause logged at level 1, or in `error` when there is no JSON to be judged
+     * standard input, or the path of a file.
+     * @return nothing, with the cause in `error`, when there are no steps to be had
      */
-    static std::optional<Recipe> read(QString const& argument, LogHandler& log, QString& error);
+    static std::optional<Recipe> read(QString const& argument, QString& error);
+
+    /** Whether library and tool take all steps, for any device. The first that is not is logged at level 1.
+     */
+    bool accept(LogHandler& log);
 
     bool needsPath() const;
     bool has(char const* command) const;

@@ -157,7 +157,7 @@ bool StationCommand::isDue(VendorApi::DeviceList::value_type const& device, Vend
     if (fault.isEmpty())
         return m_states.count(device.second) == 0;
     if (m_refused.insert(device.first).second)
-        m_log.logMessage(kErrorLevel, fault + QStringLiteral(": it is not served"));
+        m_log.logMessage(kErrorLevel, fault + QStringLiteral(": not served"));
     return false;
 }
 

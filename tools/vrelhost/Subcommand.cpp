@@ -76,7 +76,7 @@ HostTool::Subcommand const HostTool::kSubcommands[] = {
     {"station", "REQUEST|RECIPE", RunOptions::stationDefinitions, &HostTool::serveStation,
      "Carries a request or a recipe out on each device that is there or appears, until it is interrupted.",
      "no device failed", "a device failed, or the station could not begin",
-     R"(vrelhost station recipe.json --log-dir logs)"},
+     R"(vrelhost station '{"command": "startover", "flags": 1}' --stop-after 2)"},
     {"scan", "", ScanOptions::definitions, &HostTool::scanDevices,
      "Lists the USB devices, those that the library serves with serial numbers.",
      "success, also without devices or serial numbers",

@@ -106,18 +106,19 @@ TerminalLog::~TerminalLog()
 
 void TerminalLog::write(LogLine const& line)
 {
-    if (line.level > m_maxLevel)
-        return;
     int const last = static_cast<int>(std::size(kColours)) - 1;
     QByteArray const colour = m_hasColours ? kColours[std::clamp(line.level, 0, last)] : "";
-    QByteArray const text = printableLines(toReadableText(line)).toUtf8();
 
     std::lock_guard const lock(m_mutex);
+    Device* const device = find(line.origin);
+    if (line.level <= std::max(m_maxLevel, kProgressLevel))
+        (device == nullptr ? m_latest : device->latest) = toText(line);
+    if (line.level > m_maxLevel)
+        return;
     bool const wasDrawn = m_isDrawn;
     erase();
-    put(colour + text + (colour.isEmpty() ? "" : kDefaultColour) + '\n');
-    Device* const device = find(line.origin);
-    (device == nullptr ? m_latest : device->latest) = toText(line);
+    put(colour + printableLines(toReadableText(line)).toUtf8() + (colour.isEmpty() ? "" : kDefaultColour) +
+        '\n');
     if (wasDrawn)
         draw();
 }
@@ -150,8 +151,10 @@ void TerminalLog::showProgress(QString const& progress)
 void TerminalLog::beginDevice(LogHandler const& log, QString const& label)
 {
     std::lock_guard const lock(m_mutex);
-    m_devices.push_back({&log, label, QString(), {}, QString()});
-    m_devices.back().time.start();
+    auto const place =
+        std::upper_bound(m_devices.begin(), m_devices.end(), label,
+                         [](QString const& text, Device const& device) { return text < device.label; });
+    m_devices.insert(place, {&log, label, QString(), {}, QString()})->time.start();
 }
 
 void TerminalLog::showStep(LogHandler const& log, QString const& step)

@@ -84,5 +84,5 @@ private:
     QElapsedTimer m_time;
     QString m_progress;
     QString m_latest;              ///< message of none of the devices
-    std::vector<Device> m_devices; ///< in the order in which they began
+    std::vector<Device> m_devices; ///< in the order of their labels
 };
