@@ -19,6 +19,9 @@ constexpr char const* kTemporary = ".tmp";
 
 // In a device's directory.
 constexpr char const* kDescription = "device.json";
+constexpr char const* kUsb = "usb"; // with what it shows of itself and of its interface
+constexpr char const* kUsbDevice = "device";
+constexpr char const* kUsbInterface = "interface";
 
 /** Where a USB device is plugged in: "1-4.2" is bus 1, port 4 of the root hub, port 2 of the hub there. */
 struct UsbPath

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
+#include <set>
 #include <sys/mman.h>
 #include <system_error>
 
@@ -24,9 +25,9 @@ constexpr int kOpenFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK; // a pipe without 
 FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
 {
     constexpr int kWait = 5000; // milliseconds, for each piece
-    constexpr std::uint64_t kMost = 64U * 1024 * 1024;
+    constexpr std::uint64_t kMost = 64 * kMebibyte;
 
-    if (file.get() < 0 || !S_ISFIFO(statusOf(file).st_mode))
+    if (file.get() < 0 || !S_ISFIFO(file.status().st_mode))
         return file;
     FileDescriptor memory(::memfd_create("pipe", MFD_CLOEXEC));
     std::array<char, 64 * 1024> piece;
@@ -41,7 +42,7 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
             failTo("read", path, "nothing comes through the pipe");
         if (count < 0)
             continue;
-        writeAll(memory, {piece.data(), static_cast<std::size_t>(count)}, path);
+        memory.write({piece.data(), static_cast<std::size_t>(count)}, path);
         size += static_cast<std::size_t>(count);
     }
     failTo("read", path, "more comes through the pipe than is accepted");
@@ -63,10 +64,10 @@ FileDescriptor::FileDescriptor(int descriptor)
 {
 }
 
-void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path)
+void FileDescriptor::write(std::string_view bytes, std::string const& path) const
 {
     while (!bytes.empty()) {
-        auto const count = ::write(file.get(), bytes.data(), bytes.size());
+        auto const count = ::write(get(), bytes.data(), bytes.size());
         if (count < 0 && errno != EINTR)
             failAt("write", path);
         if (count > 0)
@@ -74,27 +75,30 @@ void writeAll(FileDescriptor const& file, std::string_view bytes, std::string co
     }
 }
 
-struct stat statusOf(FileDescriptor const& file)
+struct stat FileDescriptor::status() const
 {
     struct stat status = {};
-    ::fstat(file.get(), &status);
+    ::fstat(get(), &status);
     return status;
 }
 
-InputFile::InputFile(std::string const& path)
-    : InputFile(spooled(FileDescriptor(::open(path.c_str(), O_RDONLY | kOpenFlags)), path), path)
+InputFile::InputFile(std::string const& path, std::uint64_t maximum)
+    : InputFile(spooled(FileDescriptor(::open(path.c_str(), O_RDONLY | kOpenFlags)), path), path, maximum)
 {
 }
 
-InputFile::InputFile(FileDescriptor file, std::string path)
+InputFile::InputFile(FileDescriptor file, std::string path, std::uint64_t maximum)
     : m_path(std::move(path))
     , m_file(std::move(file))
 {
     if (m_file.get() < 0)
         failAt("open", m_path);
-    m_status = statusOf(m_file);
+    m_status = m_file.status();
     if (!S_ISREG(m_status.st_mode))
         failTo("read", m_path, "it is no regular file");
+    if (size() > maximum)
+        throw RigError(inQuotes(m_path) + " holds " + std::to_string(size()) + " bytes, at most " +
+                       std::to_string(maximum) + " are accepted");
 }
 
 void InputFile::read(std::uint64_t offset, std::uint64_t length,
@@ -111,23 +115,15 @@ void InputFile::read(std::uint64_t offset, std::uint64_t length,
         take({piece.data(), static_cast<std::size_t>(count)});
         offset += static_cast<std::size_t>(count);
     }
-    auto const now = statusOf(m_file);
+    auto const now = m_file.status();
     bool const isSame = now.st_size == m_status.st_size && now.st_mtim.tv_sec == m_status.st_mtim.tv_sec &&
                         now.st_mtim.tv_nsec == m_status.st_mtim.tv_nsec;
     if (offset < end || !isSame)
         throw RigError(inQuotes(m_path) + " changed while it was read");
 }
 
-void InputFile::requireAtMost(std::uint64_t maximum) const
+std::string InputFile::content() const
 {
-    if (size() > maximum)
-        throw RigError(inQuotes(m_path) + " holds " + std::to_string(size()) + " bytes, at most " +
-                       std::to_string(maximum) + " are accepted");
-}
-
-std::string InputFile::content(std::uint64_t maximum) const
-{
-    requireAtMost(maximum);
     std::string content;
     read(0, size(), [&](std::string_view piece) { content += piece; });
     return content;
@@ -153,22 +149,17 @@ std::string Directory::path(std::string const& name) const
 
 std::vector<std::string> Directory::names() const
 {
-    auto const isEntry = [](dirent const* entry) {
-        std::string_view const name = entry->d_name;
-        return name == "." || name == ".." ? 0 : 1;
-    };
     dirent** entries = nullptr;
-    int const count = ::scandirat(m_file.get(), ".", &entries, isEntry, nullptr);
+    int const count = ::scandirat(m_file.get(), ".", &entries, nullptr, nullptr);
     if (count < 0)
         failAt("read directory", m_path);
-    std::vector<std::string> names;
-    for (int i = 0; i < count; ++i) {
-        names.emplace_back(entries[i]->d_name);
-        std::free(entries[i]);
-    }
+    std::set<std::string> names;
+    for (int i = 0; i < count; std::free(entries[i++]))
+        names.insert(entries[i]->d_name);
     std::free(entries);
-    std::sort(names.begin(), names.end());
-    return names;
+    names.erase(".");
+    names.erase("..");
+    return {names.begin(), names.end()};
 }
 
 bool Directory::holds(std::string const& name, Directory const& other) const
@@ -194,10 +185,9 @@ void Directory::requireWritable() const
 Directory Directory::open(std::string const& name) const
 {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
-    Directory found;
+    Directory found = *this;
     found.m_path = path(name);
     found.m_file = FileDescriptor(::openat(m_file.get(), name.c_str(), kFlags));
-    found.m_workshop = m_workshop;
     if (found.m_file.get() < 0)
         fail("open directory", name);
     return found;
@@ -215,14 +205,14 @@ FileDescriptor Directory::openFile(std::string const& name, int flags) const
     FileDescriptor file(::openat(m_file.get(), name.c_str(), flags | kOpenFlags | O_NOFOLLOW, modeOf(0666)));
     if (file.get() < 0)
         fail("open", name);
-    if (!S_ISREG(statusOf(file).st_mode))
+    if (!S_ISREG(file.status().st_mode))
         failTo("open", path(name), "it is no regular file");
     return file;
 }
 
 void Directory::create(std::string const& name, std::string_view content) const
 {
-    writeAll(openFile(name, O_WRONLY | O_CREAT | O_EXCL), content, path(name));
+    openFile(name, O_WRONLY | O_CREAT | O_EXCL).write(content, path(name));
 }
 
 void Directory::store(std::string const& name, std::string_view content) const
@@ -264,14 +254,15 @@ void Directory::removeTree(std::string const& name) const
 struct stat Directory::status(std::string const& name) const
 {
     struct stat status = {};
-    ::fstatat(m_file.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+    if (::fstatat(m_file.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
+        failAt("look at", path(name));
     return status;
 }
 
 /** Within a rig nothing is open to more users than the directory it lies in. */
 mode_t Directory::modeOf(mode_t wanted) const
 {
-    return m_workshop ? wanted & (statusOf(m_file).st_mode | S_IRWXU) : wanted;
+    return m_workshop ? wanted & (m_file.status().st_mode | S_IRWXU) : wanted;
 }
 
 void Directory::sync() const
@@ -297,30 +288,29 @@ OutputFile OutputFile::outside(std::string const& path)
     if (!path.empty() && path.back() == '/')
         failTo("write", path, "it names a directory");
     bool const exists = ::stat(path.c_str(), &status) == 0;
-    if (exists && !S_ISREG(status.st_mode))
-        return OutputFile(path);
-    std::error_code error;
-    fs::path const target = exists ? fs::canonical(path, error) : fs::path(path);
-    if (error)
-        failTo("write", path, error.message());
+    if (exists && !S_ISREG(status.st_mode)) {
+        FileDescriptor const file(::open(path.c_str(), O_WRONLY | kOpenFlags));
+        if (file.get() < 0 || ::fcntl(file.get(), F_SETFL, O_WRONLY) != 0)
+            failAt("write", path);
+        return {path, file};
+    }
+    fs::path const target = exists ? fs::canonical(path) : fs::path(path);
     auto const parent = target.parent_path().string();
     return {Directory(parent.empty() ? "." : parent), target.filename().string()};
 }
 
-OutputFile::OutputFile(std::string path)
+OutputFile::OutputFile(std::string path, FileDescriptor file)
     : m_path(std::move(path))
-    , m_file(::open(m_path.c_str(), O_WRONLY | kOpenFlags))
+    , m_file(std::move(file))
 {
-    if (m_file.get() < 0 || ::fcntl(m_file.get(), F_SETFL, O_WRONLY) != 0)
-        failAt("write", m_path);
 }
 
 OutputFile::OutputFile(Directory directory, std::string name)
-    : m_path(directory.path(name))
-    , m_directory(std::move(directory))
-    , m_name(std::move(name))
-    , m_place(m_directory.m_workshop ? m_directory.m_workshop->place : m_directory)
+    : OutputFile(directory.path(name), FileDescriptor()) // so that a failure below removes the temporary
 {
+    m_directory = std::move(directory);
+    m_name = std::move(name);
+    m_place = m_directory.m_workshop ? m_directory.m_workshop->place : m_directory;
     auto const old = m_directory.status(m_name);
     bool const isThere = old.st_mode != 0;
     if (isThere && !S_ISREG(old.st_mode))
@@ -341,7 +331,7 @@ OutputFile::~OutputFile()
 
 void OutputFile::write(std::string_view bytes)
 {
-    writeAll(m_file, bytes, m_path);
+    m_file.write(bytes, m_path);
 }
 
 void OutputFile::commit()
@@ -363,7 +353,7 @@ void OutputFile::openTemporary(mode_t mode)
     do {
         m_temporary = prefix + std::to_string(s_counter++);
         m_file = FileDescriptor(::openat(m_place.m_file.get(), m_temporary.c_str(),
-                                         O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kOpenFlags, mode));
+                                         O_WRONLY | O_CREAT | O_EXCL | kOpenFlags, mode));
     } while (m_file.get() < 0 && errno == EEXIST);
     if (m_file.get() < 0) {
         m_temporary.clear();

@@ -20,6 +20,9 @@
  */
 namespace VrelRig {
 
+constexpr std::uint64_t kMebibyte = 1024 * 1024;
+constexpr std::uint64_t kUnlimited = ~std::uint64_t(0);
+
 /** @throws RigError "Cannot ACTION 'PATH': REASON" for the present errno */
 [[noreturn]] void failAt(std::string const& action, std::string const& path);
 
@@ -29,15 +32,14 @@ class FileDescriptor
 public:
     explicit FileDescriptor(int descriptor = -1);
     int get() const { return *m_descriptor; }
+    struct stat status() const;
+
+    /** @throws RigError with the path */
+    void write(std::string_view bytes, std::string const& path) const;
 
 private:
     std::shared_ptr<int const> m_descriptor;
 };
-
-struct stat statusOf(FileDescriptor const& file);
-
-/** @throws RigError with the path */
-void writeAll(FileDescriptor const& file, std::string_view bytes, std::string const& path);
 
 /** A regular file opened for reading. */
 class InputFile
@@ -47,10 +49,10 @@ public:
      * Opens a file that the caller named, at the end of a symbolic link if need be. What comes through a pipe
      * is taken whole; each piece is waited for, for 5 s.
      */
-    explicit InputFile(std::string const& path);
+    explicit InputFile(std::string const& path, std::uint64_t maximum = kUnlimited);
 
-    /** Takes over an open file. @throws RigError when it is not a regular one */
-    InputFile(FileDescriptor file, std::string path);
+    /** Takes over an open file. @throws RigError when it is no regular one, or holds more bytes */
+    InputFile(FileDescriptor file, std::string path, std::uint64_t maximum = kUnlimited);
 
     std::string const& path() const { return m_path; }
     std::uint64_t size() const { return static_cast<std::uint64_t>(m_status.st_size); }
@@ -62,10 +64,8 @@ public:
     void read(std::uint64_t offset, std::uint64_t length,
               std::function<void(std::string_view)> const& take) const;
 
-    void requireAtMost(std::uint64_t maximum) const;
-
-    /** @return the whole file. @throws RigError also when it holds more than `maximum` bytes */
-    std::string content(std::uint64_t maximum) const;
+    /** @return the whole file */
+    std::string content() const;
 
 private:
     std::string m_path;
@@ -115,7 +115,10 @@ public:
     /** Opens a regular file; `flags` are those of open(2), with O_CREAT it is made. */
     FileDescriptor openFile(std::string const& name, int flags) const;
 
-    InputFile read(std::string const& name) const { return {openFile(name, O_RDONLY), path(name)}; }
+    InputFile read(std::string const& name, std::uint64_t maximum = kUnlimited) const
+    {
+        return {openFile(name, O_RDONLY), path(name), maximum};
+    }
 
     /** Writes a new file of a tree that is not in its place yet, and so needs no care for half-written ones.
      */
@@ -181,7 +184,7 @@ public:
     void commit();
 
 private:
-    explicit OutputFile(std::string path);
+    OutputFile(std::string path, FileDescriptor file);
     void openTemporary(mode_t mode);
     void takeOver(struct stat const& old);
 

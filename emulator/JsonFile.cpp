@@ -4,6 +4,7 @@
 
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <limits>
 
 namespace VrelRig {
@@ -11,9 +12,8 @@ namespace VrelRig {
 JsonFile::JsonFile(Directory const& directory, std::string const& name)
     : m_path(directory.path(name))
 {
-    constexpr std::uint64_t kMaximumJsonSize = 1024 * 1024;
     QJsonParseError error;
-    auto const text = directory.read(name).content(kMaximumJsonSize);
+    auto const text = directory.read(name, kMebibyte).content();
     auto const document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
     if (error.error != QJsonParseError::NoError)
         throw RigError(inQuotes(m_path) + ": JSON error at offset " + std::to_string(error.offset) + ": " +
@@ -34,20 +34,26 @@ std::string JsonFile::text(char const* key) const
 std::uint32_t JsonFile::number(char const* key) const
 {
     auto const value = m_object.value(QLatin1String(key));
-    auto const written = value.isDouble() ? QByteArray::number(value.toDouble(), 'f', 3).replace(".000", "")
-                                          : value.toString().toUtf8();
+    auto const written = value.isDouble()
+                             ? QString::number(value.toDouble(), 'f', QLocale::FloatingPointShortest)
+                             : value.toString();
     auto const number = parseNumber(written.toStdString());
     if (!number || *number > std::numeric_limits<std::uint32_t>::max())
         refuse(key, "a number from 0 to 0xFFFFFFFF");
     return static_cast<std::uint32_t>(*number);
 }
 
-std::string JsonFile::bytes(char const* key, std::size_t length) const
+void JsonFile::tell(char const* key, std::uint32_t* place) const
+{
+    required(place, key) = number(key);
+}
+
+void JsonFile::tellBytes(char const* key, std::uint8_t* place, std::size_t length) const
 {
     auto const bytes = parseHex(text(key));
     if (!bytes || bytes->size() != length)
         refuse(key, std::to_string(length) + " bytes in hexadecimal");
-    return *bytes;
+    std::copy(bytes->begin(), bytes->end(), place);
 }
 
 void JsonFile::refuse(char const* key, std::string const& expected) const
@@ -56,9 +62,11 @@ void JsonFile::refuse(char const* key, std::string const& expected) const
     throw RigError(inQuotes(m_path) + ": " + inQuotes(key) + found + expected);
 }
 
-QJsonValue jsonValue(std::string const& text)
+void storeCounted(Directory const& directory, std::string const& name, QJsonObject record)
 {
-    return QString::fromStdString(text);
+    auto const count = directory.has(name) ? JsonFile(directory, name).number("count") : 0;
+    record.insert("count", static_cast<qint64>(count) + 1);
+    directory.store(name, QJsonDocument(record).toJson().toStdString());
 }
 
 } // namespace VrelRig

@@ -24,16 +24,25 @@ public:
 
     std::string text(char const* key) const;
     std::uint32_t number(char const* key) const;
-    std::string bytes(char const* key, std::size_t length) const;
+
+    /** Writes what it holds to a place of the caller's. @throws RigError also for no place */
+    void tell(char const* key, std::uint32_t* place) const;
+
+    template <std::size_t N>
+    void tell(char const* key, std::uint8_t (&place)[N]) const
+    {
+        tellBytes(key, place, N);
+    }
 
 private:
+    void tellBytes(char const* key, std::uint8_t* place, std::size_t length) const;
     [[noreturn]] void refuse(char const* key, std::string const& expected) const;
 
     std::string m_path;
     QJsonObject m_object;
 };
 
-/** @return a JSON text value of UTF-8 bytes */
-QJsonValue jsonValue(std::string const& text);
+/** Writes a record of what has been done, with how often it has ("count"). */
+void storeCounted(Directory const& directory, std::string const& name, QJsonObject record);
 
 } // namespace VrelRig

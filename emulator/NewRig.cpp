@@ -1,12 +1,10 @@
 #include "emulator/NewRig.h"
 
 #include "emulator/Devices.h"
-#include "emulator/Storage.h"
 #include "emulator/Text.h"
-#include "emulator/UsbTree.h"
 
 #include <QCryptographicHash>
-#include <QFile>
+#include <QDir>
 
 #include <map>
 #include <set>
@@ -21,41 +19,34 @@ namespace VrelRig {
 
 namespace {
 
-/** An image of a new storage device. */
-struct Image
+/** @return a template, with %1, %2, ... replaced by the texts */
+std::string filledIn(QString const& name, QStringList const& texts = {})
 {
-    std::string_view kind;
-    char const* name;
-    std::size_t kibibytes;
-};
+    useNewRigFiles();
+    QFile file(QStringLiteral(":/newrig/") + name);
+    file.open(QIODevice::ReadOnly);
+    auto content = QString::fromUtf8(file.readAll());
+    for (auto const& text : texts)
+        content = content.arg(text);
+    return content.toStdString();
+}
 
-constexpr Image kImages[] = {
-    {"emmc", "partition-0", 512},                                                     // user area
-    {"emmc", "partition-1", 128},                                                     // boot areas
-    {"emmc", "partition-2", 128}, {"emmc", "rpmb", 128}, {"ufs", "partition-0", 512}, // logical unit for data
-    {"ufs", "partition-1", 128}, // logical units for booting
-    {"ufs", "partition-2", 128},  {"ufs", "rpmb", 128},  {"spi", "partition-0", 256},
-};
-
-/** Bytes that look random but are the same for every device of this serial number. */
-std::string derivedBytes(std::string const& serial, std::string const& purpose, std::size_t length)
+/** Bytes that look random but are the same for every device of this serial number, in hexadecimal. */
+QString derivedHex(std::string const& serial, std::string const& purpose, std::size_t length)
 {
     auto const seed = QByteArray::fromStdString(purpose + ' ' + serial);
-    return QCryptographicHash::hash(seed, QCryptographicHash::Sha256).toStdString().substr(0, length);
+    auto const hash = QCryptographicHash::hash(seed, QCryptographicHash::Sha256);
+    return formatHex(hash.toStdString().substr(0, length));
 }
 
 std::string description(DeviceDescription const& device)
 {
     auto const derived = [&](char const* purpose, std::size_t length) {
-        return formatHex(derivedBytes(device.serial, purpose, length));
+        return derivedHex(device.serial, purpose, length);
     };
-    auto const derivedNumber = [&](char const* purpose) {
-        auto const bytes = derivedBytes(device.serial, purpose, sizeof(std::uint32_t));
-        return QByteArray::fromStdString(bytes).toHex().toUpper().toStdString();
-    };
-    return newRigFile("device.json",
-                      {derivedNumber("device ID"), derivedNumber("nonce"), derived("part ID", 12),
-                       device.path, hexNumber(device.product, 4), derived("unique ID", 16)});
+    return filledIn("device.json", {derived("device ID", 4).remove(' '), derived("nonce", 4).remove(' '),
+                                    derived("part ID", 12), QString::fromStdString(device.path),
+                                    hexNumber(device.product, 4), derived("unique ID", 16)});
 }
 
 /** Blocks of 512 bytes, each of which begins with a line of text that says which one it is. */
@@ -83,55 +74,30 @@ char crc7(std::string_view bytes)
     return static_cast<char>((crc & 0xFFU) | 1U);
 }
 
-/** The CID of a storage device of its own, by the number in it. */
-std::string cidText(RegisterFile const& file, std::string const& cardSerial)
+/** @return the CID with its serial number and checksum */
+std::string cid(QString const& name, QString const& number)
 {
-    auto bytes = parseHex(newRigFile(file.name)).value();
-    bytes.replace(file.numberOffset, file.numberSize, cardSerial);
-    bytes.back() = crc7({bytes.data(), bytes.size() - 1});
-    return formatHex(bytes) + '\n';
+    auto const bytes = parseHex(filledIn(name, {number, {}})).value();
+    return filledIn(name, {number, formatHex({crc7(bytes)})});
 }
 
+/** Makes the files that there are templates of; those of images hold the size in KiB. */
 void makeStorage(Directory const& directory, std::string const& serial, std::string const& name)
 {
-    auto const kind = name.substr(0, name.find('-'));
-    for (auto const& file : kRegisterFiles) {
-        bool const isCid = std::string_view(file.name) == "cid.hex";
-        if (file.kind == kind)
-            directory.create(file.name, isCid ? cidText(file, derivedBytes(serial, name, file.numberSize))
-                                              : newRigFile(file.name));
+    auto const kind = QString::fromStdString(name).section('-', 0, 0) + '/';
+    for (auto const& file : QDir(":/newrig/" + kind).entryInfoList()) {
+        auto const templateName = kind + file.fileName();
+        auto content = filledIn(templateName);
+        if (file.suffix() == "img")
+            content = recognisableImage(serial + ' ' + name + ' ' + file.baseName().toStdString(),
+                                        std::stoul(content));
+        else if (file.fileName() == "cid.hex")
+            content = cid(templateName, derivedHex(serial, name, 4));
+        directory.create(file.fileName().toStdString(), content);
     }
-    for (auto const& image : kImages) {
-        auto label = serial;
-        label.append(" ").append(name).append(" ").append(image.name);
-        if (image.kind == kind)
-            directory.create(std::string(image.name) + ".img", recognisableImage(label, image.kibibytes));
-    }
-}
-
-void makeDevice(Directory const& directory, DeviceDescription const& device)
-{
-    for (auto const* const name : {"tokens", "firmware", "provisioning"})
-        directory.make(name);
-    directory.create(kDescription, description(device));
-    directory.create("lifecycle.json", newRigFile("lifecycle.json"));
-    auto const storages = directory.make("storage");
-    for (auto const& storage : device.storages)
-        makeStorage(storages.make(storage), device.serial, storage);
 }
 
 } // namespace
-
-std::string newRigFile(char const* name, std::vector<std::string> const& texts)
-{
-    useNewRigFiles();
-    QFile file(QStringLiteral(":/newrig/") + QLatin1String(name));
-    file.open(QIODevice::ReadOnly);
-    auto content = QString::fromUtf8(file.readAll());
-    for (auto const& text : texts)
-        content = content.arg(QString::fromStdString(text));
-    return content.toStdString();
-}
 
 std::vector<DeviceDescription> standardDevices()
 {
@@ -141,7 +107,7 @@ std::vector<DeviceDescription> standardDevices()
 void makeDevices(Directory const& directory, std::vector<DeviceDescription> const& devices)
 {
     std::set<std::string> paths;
-    std::map<std::uint8_t, unsigned> lastNumbers; // of each bus; the root hub has 1
+    std::map<std::uint8_t, int> lastNumbers; // of each bus; the root hub has 1
     for (auto const& device : devices) {
         auto const path = UsbPath::parse(device.path);
         if (!path || !paths.insert(device.path).second)
@@ -149,10 +115,28 @@ void makeDevices(Directory const& directory, std::vector<DeviceDescription> cons
         if (!isSerial(device.serial) || directory.has(device.serial))
             throw RigError("Malformed or repeated serial number " + inQuotes(device.serial));
         auto const made = directory.make(device.serial);
-        auto const product = QByteArray::number(device.product, 16).rightJustified(4, '0').toStdString();
-        makeDevice(made, device);
-        UsbTree::describe(made, *path, product, ++lastNumbers.emplace(path->bus, 1).first->second);
+        for (auto const* const name : {"tokens", "firmware", "provisioning"})
+            made.make(name);
+        made.create(kDescription, description(device));
+        made.create("lifecycle.json", filledIn("lifecycle.json"));
+        auto const usb = made.make(kUsb);
+        auto const number = ++lastNumbers.emplace(path->bus, 1).first->second;
+        makeUsbEntry(usb.make(kUsbDevice), "usb-device.txt",
+                     {QString::number(path->bus), QString::number(number),
+                      QString::fromStdString(path->portText()),
+                      QString::number(device.product, 16).rightJustified(4, '0')});
+        makeUsbEntry(usb.make(kUsbInterface), "usb-interface.txt");
+        auto const storages = made.make("storage");
+        for (auto const& storage : device.storages)
+            makeStorage(storages.make(storage), device.serial, storage);
     }
+}
+
+void makeUsbEntry(Directory const& entry, char const* list, QStringList const& texts)
+{
+    auto const lines = QString::fromStdString(filledIn(list, texts)).split('\n', Qt::SkipEmptyParts);
+    for (auto const& line : lines)
+        entry.create(line.section(' ', 0, 0).toStdString(), line.section(' ', 1).toStdString() + '\n');
 }
 
 } // namespace VrelRig

@@ -2,11 +2,14 @@
 
 #include "emulator/Files.h"
 
+#include <QStringList>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-/** What new rigs hold. The same descriptions always give the same devices. */
+/** What new rigs hold, made of the templates in the folder `newrig`. The same descriptions always give the
+ * same devices. */
 namespace VrelRig {
 
 /** A device to be made. */
@@ -18,9 +21,6 @@ struct DeviceDescription
     std::vector<std::string> storages; ///< names of their directories, "emmc-0"
 };
 
-/** @return a file of the folder `newrig`, with %1, %2, ... replaced by the texts */
-std::string newRigFile(char const* name, std::vector<std::string> const& texts = {});
-
 /** @return the two devices of a rig that is made when there is none */
 std::vector<DeviceDescription> standardDevices();
 
@@ -29,5 +29,8 @@ std::vector<DeviceDescription> standardDevices();
  * @throws RigError also for serials or paths that are malformed or occur twice
  */
 void makeDevices(Directory const& directory, std::vector<DeviceDescription> const& devices);
+
+/** Makes a USB entry's files as a template lists them, with %1, %2, ... replaced by the texts. */
+void makeUsbEntry(Directory const& entry, char const* list, QStringList const& texts = {});
 
 } // namespace VrelRig

@@ -15,20 +15,24 @@ namespace {
 /** A failure that the environment asks for. */
 struct Fault
 {
-    std::string operation;
-    int code = 0;
+    int code;
     std::optional<std::string> text; ///< nothing: the error buffer stays as it is
 };
 
 constexpr char const* kFaultVariable = "VREL_RIG_FAULT";
 constexpr char const* kDelayVariable = "VREL_RIG_DELAY_MS";
 
-/** The operations that can fail, each between blanks. */
-constexpr std::string_view kOperations = " listDevices idDevice startOver fwRecovery downloadFwOs eraseToken "
-                                         "configPartitions getTokenPid getCardInfo"
-                                         " clearRpmb idDeviceIfpFile writeToken readToken "
-                                         "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile"
-                                         " readBootMedia downloadOemKeyManifest setCapabilities ";
+/** The operations that can fail. */
+constexpr std::string_view kOperations[] = {"listDevices",      "idDevice",
+                                            "startOver",        "fwRecovery",
+                                            "downloadFwOs",     "eraseToken",
+                                            "configPartitions", "getTokenPid",
+                                            "getCardInfo",      "clearRpmb",
+                                            "idDeviceIfpFile",  "writeToken",
+                                            "readToken",        "setDeviceLifecycleStage",
+                                            "oemIfpProvision",  "getCardInfoToFile",
+                                            "readBootMedia",    "downloadOemKeyManifest",
+                                            "setCapabilities"};
 
 [[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
 {
@@ -36,45 +40,38 @@ constexpr std::string_view kOperations = " listDevices idDevice startOver fwReco
 }
 
 /** Codes above INT_MAX, as in 0x80000001, stand for the negative number of the same 32 bits. */
-std::optional<int> parseCode(std::string_view text)
+std::optional<int> parseCode(std::string const& text)
 {
-    bool const negative = !text.empty() && text.front() == '-';
-    if (negative)
-        text.remove_prefix(1);
-    auto const number = parseNumber(text);
     constexpr std::uint64_t kMostNegative = std::uint64_t(1) << 31U;
-    if (!number || *number > (negative ? kMostNegative : std::numeric_limits<std::uint32_t>::max()))
+    bool const isNegative = text.rfind('-', 0) == 0;
+    auto const number = parseNumber(text.substr(isNegative ? 1 : 0));
+    if (!number || *number > (isNegative ? kMostNegative : std::numeric_limits<std::uint32_t>::max()))
         return std::nullopt;
-    auto const bits = static_cast<std::uint32_t>(*number);
-    return static_cast<int>(negative ? 0U - bits : bits);
+    return static_cast<int>(static_cast<std::uint32_t>(isNegative ? 0 - *number : *number));
 }
 
-/** @return the fault described as OPERATION:CODE[:TEXT] */
-Fault parseFault(std::string const& description)
+/** @return the failure that the environment asks for, as OPERATION:CODE[:TEXT], if it is this operation's */
+std::optional<Fault> wantedFault(char const* operation)
 {
-    auto const end = description.find(':');
-    auto const codeEnd = end == std::string::npos ? end : description.find(':', end + 1);
+    auto const value = qgetenv(kFaultVariable).toStdString();
+    if (value.empty())
+        return std::nullopt;
+    auto const end = value.find(':');
+    auto const name = value.substr(0, end);
     if (end == std::string::npos)
-        refuse(kFaultVariable, description, "OPERATION:CODE[:TEXT] is expected");
-    Fault fault = {description.substr(0, end), 0, std::nullopt};
-    auto const codeText = description.substr(end + 1, codeEnd - end - 1);
-    auto const code = parseCode(codeText);
-    bool const isOperation = kOperations.find(' ' + fault.operation + ' ') != std::string_view::npos;
-    if (!isOperation || !code || *code == 0)
-        refuse(kFaultVariable, description,
-               isOperation ? inQuotes(codeText) + " is no 32-bit number other than 0, which means success"
-                           : inQuotes(fault.operation) + " is no operation that can fail");
-    fault.code = *code;
-    if (codeEnd != std::string::npos)
-        fault.text = description.substr(codeEnd + 1);
-    return fault;
-}
-
-std::optional<Fault> faultOf(std::string const& operation)
-{
-    auto const description = qgetenv(kFaultVariable).toStdString();
-    auto const fault = description.empty() ? std::nullopt : std::make_optional(parseFault(description));
-    return fault && fault->operation == operation ? fault : std::nullopt;
+        refuse(kFaultVariable, value, "OPERATION:CODE[:TEXT] is expected");
+    if (std::find(std::begin(kOperations), std::end(kOperations), name) == std::end(kOperations))
+        refuse(kFaultVariable, value, inQuotes(name) + " is no operation that can fail");
+    auto const codeEnd = value.find(':', end + 1);
+    auto const codeText = value.substr(end + 1, codeEnd - end - 1);
+    auto const code = parseCode(codeText).value_or(0);
+    if (code == 0)
+        refuse(kFaultVariable, value,
+               inQuotes(codeText) + " is no 32-bit number other than 0, which means success");
+    if (name != operation)
+        return std::nullopt;
+    return Fault{code,
+                 codeEnd == std::string::npos ? std::nullopt : std::make_optional(value.substr(codeEnd + 1))};
 }
 
 std::chrono::milliseconds wantedDelay()
@@ -106,7 +103,7 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
 
 void throwWantedFault(OperationCall const& call, std::chrono::milliseconds delay = {})
 {
-    if (auto const fault = faultOf(call.name)) {
+    if (auto const fault = wantedFault(call.name)) {
         std::this_thread::sleep_for(delay);
         throw Fault(*fault);
     }
@@ -137,9 +134,13 @@ int runOnDevice(OperationCall const& call, std::function<void(Operation const&)>
         auto const serial = rig->select(&required(call.serial, "serial number"));
         auto const claim = rig->claim(serial);
         std::this_thread::sleep_for(delay);
-        Operation const operation = {call, rig->devices().open(serial)};
+        Operation operation = {call, rig->devices().open(serial)};
         operation.trace("Reading first packet from device");
         operation.trace(std::string("TX ") + call.name);
+        if (call.modulePath) {
+            operation.module = openCallerFile(*call.modulePath, "recovery module");
+            operation.trace("TX recovery module of " + std::to_string(operation.module->size()) + " bytes");
+        }
         work(operation);
         if (!rig->devices().holds(serial, operation.device))
             throw RigError("Device " + inQuotes(serial) + " was unplugged during the operation");
@@ -159,10 +160,9 @@ InputFile openCallerFile(char const* path, char const* what, std::uint64_t maxim
 {
     auto const name = requiredText(path, what);
     try {
-        InputFile file(name);
+        InputFile file(name, maximum);
         if (file.size() == 0)
             throw RigError(inQuotes(name) + " is empty");
-        file.requireAtMost(maximum);
         return file;
     } catch (RigError const& error) {
         throw RigError(std::string("Bad ") + what + ": " + error.what());
@@ -179,14 +179,11 @@ void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t l
 
 void copyErrorText(std::string_view text, char* buffer)
 {
-    auto const isContinuation = [&](std::size_t index) {
-        return (static_cast<unsigned char>(text[index]) & 0xC0U) == 0x80U;
-    };
     if (buffer == nullptr)
         return;
     auto length = std::min(text.size(), kVrelErrorTextSize - 1);
-    while (length > 0 && length < text.size() && isContinuation(length))
-        --length;
+    while (length > 0 && length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U)
+        --length; // to where a character begins
     text.copy(buffer, length);
     buffer[length] = '\0';
 }

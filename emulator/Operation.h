@@ -7,7 +7,7 @@
 #include "external/IVrelAPI.h"
 
 #include <functional>
-#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,7 +22,7 @@ struct OperationCall
     char* errorText;
     VrelApiLogCallback log = nullptr;
     void* context = nullptr;
-    char const* modulePath = nullptr; ///< of the recovery module, where the operation is behind one
+    std::optional<char const*> modulePath = std::nullopt; ///< of the recovery module, where one is needed
 };
 
 /** An operation under way on a device. Its messages go to the caller; without a callback they are dropped. */
@@ -30,6 +30,7 @@ struct Operation
 {
     OperationCall const& call;
     Directory device;
+    std::optional<InputFile> module = std::nullopt; ///< the recovery module
 
     void trace(std::string const& text) const { send(1, text); }
     void info(std::string const& text) const { send(2, text); }
@@ -42,25 +43,15 @@ int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& w
 
 /**
  * Works on the one device that the call names, which is the operation's own meanwhile; fails when the device
- * has been unplugged before the end.
+ * has been unplugged before the end. A recovery module has to be one that could be sent to the device.
  */
 int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
-
-/** @return what the caller handed in, named `what` in the error text. @throws RigError for a null pointer */
-template <typename T>
-T& required(T* argument, char const* what)
-{
-    if (argument == nullptr)
-        throw RigError(std::string("No ") + what + " given (null pointer)");
-    return *argument;
-}
 
 /** @return a text that is neither null nor empty */
 std::string requiredText(char const* text, char const* what);
 
 /** Opens a regular, readable, non-empty file that the caller named, of at most `maximum` bytes. */
-InputFile openCallerFile(char const* path, char const* what,
-                         std::uint64_t maximum = std::numeric_limits<std::uint64_t>::max());
+InputFile openCallerFile(char const* path, char const* what, std::uint64_t maximum = kUnlimited);
 
 /** Writes a part of a file of the rig to a file that the caller named. */
 void copyToTarget(InputFile const& source, std::uint64_t offset, std::uint64_t length,

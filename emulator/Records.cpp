@@ -4,7 +4,6 @@
 #include "emulator/JsonFile.h"
 
 #include <QCryptographicHash>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <array>
@@ -17,9 +16,9 @@ namespace {
 constexpr std::array<char const*, 4> kStages = {"development", "manufacturing", "production",
                                                 "decommissioned"};
 
-QJsonValue fileNameOf(std::string const& path)
+QString fileNameOf(std::string const& path)
 {
-    return jsonValue(std::filesystem::path(path).filename().string());
+    return QString::fromStdString(std::filesystem::path(path).filename().string());
 }
 
 /** Reports the packets of a file going to the device, in quarters. */
@@ -46,13 +45,6 @@ QJsonObject download(Operation const& operation, char const* what, InputFile con
             {"sha256", QString::fromLatin1(hash.result().toHex())}};
 }
 
-void storeCounted(Directory const& directory, std::string const& name, QJsonObject record)
-{
-    auto const count = directory.has(name) ? JsonFile(directory, name).number("count") : 0;
-    record.insert("count", static_cast<qint64>(count) + 1);
-    directory.store(name, QJsonDocument(record).toJson().toStdString());
-}
-
 std::size_t rankOf(std::string const& stage, std::string const& source)
 {
     auto const* const found = std::find(kStages.begin(), kStages.end(), stage);
@@ -71,11 +63,9 @@ std::string titleOf(std::uint8_t slot)
 
 std::string fileOf(std::uint8_t slot)
 {
-    constexpr unsigned kSlotCount = 16;
-    if (slot < kSlotCount)
-        return "slot-" + std::to_string(slot) + ".bin";
-    throw RigError("There is no token slot " + std::to_string(slot) + ": slots are 0 to " +
-                   std::to_string(kSlotCount - 1));
+    if (slot > 15)
+        throw RigError("There is no token slot " + std::to_string(slot) + ": slots are 0 to 15");
+    return "slot-" + std::to_string(slot) + ".bin";
 }
 
 /** @return the slot's file, nothing for an empty slot */
@@ -85,36 +75,23 @@ std::optional<InputFile> tokenIn(Directory const& slots, std::string const& file
     return token && token->size() > 0 ? token : std::nullopt;
 }
 
-template <std::size_t N>
-void copyBytes(JsonFile const& description, char const* key, std::uint8_t (&target)[N])
-{
-    auto const bytes = description.bytes(key, N);
-    std::copy_n(bytes.begin(), N, target);
-}
-
 } // namespace
 
-void downloadRecovery(Operation const& operation, InputFile const& module, VrelIfpRecord const& ifp)
+void downloadRecovery(Operation const& operation, VrelIfpRecord const& ifp)
 {
-    auto const* const bytes = reinterpret_cast<char const*>(ifp.bytes);
+    std::string const bytes(std::begin(ifp.bytes), std::end(ifp.bytes));
     storeCounted(operation.device.make("firmware"), "recovery.json",
-                 {{"module", download(operation, "recovery module", module)},
-                  {"ifpRecord", jsonValue(formatHex({bytes, sizeof(ifp.bytes)}))}});
+                 {{"module", download(operation, "recovery module", *operation.module)},
+                  {"ifpRecord", formatHex(bytes)}});
 }
 
-void downloadFwOs(Operation const& operation, InputFile const& module, char const* const (&files)[3],
-                  std::uint32_t flags)
+void downloadFwOs(Operation const& operation, char const* const (&files)[3], std::uint32_t flags)
 {
-    struct Part
-    {
-        char const* title;
-        char const* key;
-    };
-    constexpr Part kParts[] = {
+    constexpr std::pair<char const*, char const*> kParts[] = {
         {"firmware image", "fwImage"}, {"OS recovery module", "osModule"}, {"OS image", "osImage"}};
-    openCallerFile(files[0], kParts[0].title); // the only one that is not optional
-    QJsonObject record = {{"flags", jsonValue(hexNumber(flags))},
-                          {"fwModule", download(operation, "recovery module", module)}};
+    requiredText(files[0], "firmware image"); // the others are optional
+    QJsonObject record = {{"flags", hexNumber(flags)},
+                          {"fwModule", download(operation, "recovery module", *operation.module)}};
     for (std::size_t i = 0; i < std::size(kParts); ++i) {
         auto const& [title, key] = kParts[i];
         if (files[i] != nullptr && *files[i] != '\0')
@@ -123,17 +100,11 @@ void downloadFwOs(Operation const& operation, InputFile const& module, char cons
     storeCounted(operation.device.make("firmware"), "fw-os.json", record);
 }
 
-void countStartOver(Operation const& operation, std::uint32_t flags)
-{
-    storeCounted(operation.device, "start-over.json", {{"flags", jsonValue(hexNumber(flags))}});
-}
-
 void provision(Operation const& operation, std::string const& kind, char const* title, char const* path)
 {
-    constexpr std::uint64_t kMaximumSize = 16 * 1024 * 1024;
     auto const directory = operation.device.make("provisioning");
     auto const record = kind + ".json";
-    auto const content = openCallerFile(path, title, kMaximumSize).content(kMaximumSize);
+    auto const content = openCallerFile(path, title, 16 * kMebibyte).content();
     std::string const names[] = {kind + "-0.bin", kind + "-1.bin"};
     auto const last = directory.has(record) ? JsonFile(directory, record).text("content") : std::string();
     auto const& next = last == names[0] ? names[1] : names[0];
@@ -141,7 +112,7 @@ void provision(Operation const& operation, std::string const& kind, char const* 
     directory.store(next, content);
     // The record comes last: until it names the new content, the old one counts.
     storeCounted(directory, record,
-                 {{"content", jsonValue(next)},
+                 {{"content", QString::fromStdString(next)},
                   {"file", fileNameOf(path)},
                   {"size", static_cast<qint64>(content.size())}});
     if ((last == names[0] || last == names[1]) && directory.has(last))
@@ -150,26 +121,23 @@ void provision(Operation const& operation, std::string const& kind, char const* 
 
 void advanceLifecycle(Operation const& operation, char const* tokenPath)
 {
-    constexpr std::uint64_t kMaximumSize = 4096;
-    auto const token = QByteArray::fromStdString(
-        openCallerFile(tokenPath, "lifecycle token", kMaximumSize).content(kMaximumSize));
-    auto const wanted = token.trimmed().toStdString();
     constexpr char const* kLifecycle = "lifecycle.json";
+    auto const token = openCallerFile(tokenPath, "lifecycle token", 4096).content();
+    auto const wanted = QByteArray::fromStdString(token).trimmed().toStdString();
     JsonFile const lifecycle(operation.device, kLifecycle);
     auto const stage = lifecycle.text("stage");
     if (rankOf(wanted, tokenPath) <= rankOf(stage, lifecycle.path()))
         throw RigError("The lifecycle stage moves forward only: it is " + inQuotes(stage) +
                        ", asked for is " + inQuotes(wanted));
-    storeCounted(operation.device, kLifecycle, {{"stage", jsonValue(wanted)}});
+    storeCounted(operation.device, kLifecycle, {{"stage", QString::fromStdString(wanted)}});
     operation.info("Lifecycle stage: " + stage + " -> " + wanted);
 }
 
 void writeToken(Operation const& operation, std::uint8_t slot, char const* tokenPath)
 {
-    constexpr std::uint64_t kMaximumSize = 1024 * 1024;
     auto const file = fileOf(slot);
     auto const slots = operation.device.make("tokens");
-    auto const token = openCallerFile(tokenPath, "token file", kMaximumSize).content(kMaximumSize);
+    auto const token = openCallerFile(tokenPath, "token file", kMebibyte).content();
     if (tokenIn(slots, file))
         operation.warning(titleOf(slot) + " is overwritten");
     slots.store(file, token);
@@ -201,30 +169,12 @@ void identify(Operation const& operation, std::uint32_t flags, std::uint32_t* oe
 {
     operation.info("Identifying the device, flags " + std::to_string(flags));
     JsonFile const description(operation.device, kDescription);
-    required(oemId, "place for the OEM ID") = description.number("oemId");
-    required(responseFlags, "place for the response flags") = description.number("responseFlags");
-    copyBytes(description, "uniqueId", required(uniqueId, "place for the unique platform ID").bytes);
-    required(response, "place for the response record") = {};
-    copyBytes(description, "responseHeader", response->header);
-    copyBytes(description, "imageErrors", response->imageErrors);
-}
-
-void tokenPid(Operation const& operation, VrelTokenPartId* partId, std::uint32_t* nonce,
-              std::uint32_t* trustedTime, std::uint32_t* deviceId, std::uint32_t* oemId)
-{
-    JsonFile const description(operation.device, kDescription);
-    copyBytes(description, "partId", required(partId, "place for the part ID").bytes);
-    required(nonce, "place for the nonce") = description.number("nonce");
-    required(trustedTime, "place for the trusted time") = description.number("trustedTime");
-    required(deviceId, "place for the device ID") = description.number("deviceId");
-    required(oemId, "place for the OEM ID") = description.number("oemId");
-}
-
-void currentOperation(Operation const& operation, std::uint32_t* current, std::uint32_t* context)
-{
-    JsonFile const description(operation.device, kDescription);
-    required(current, "place for the operation") = description.number("operation");
-    required(context, "place for the operation's context") = description.number("operationContext");
+    description.tell("oemId", oemId);
+    description.tell("responseFlags", responseFlags);
+    description.tell("uniqueId", required(uniqueId, "uniqueId").bytes);
+    required(response, "response") = {};
+    description.tell("responseHeader", response->header);
+    description.tell("imageErrors", response->imageErrors);
 }
 
 } // namespace VrelRig::Records

@@ -8,15 +8,11 @@
 namespace VrelRig::Records {
 
 /** Records a recovery download: not the module itself, but its name, size and digest. */
-void downloadRecovery(Operation const& operation, InputFile const& module, VrelIfpRecord const& ifp);
+void downloadRecovery(Operation const& operation, VrelIfpRecord const& ifp);
 
 /** Records a firmware and OS download: firmware image, OS recovery module and OS image, null or empty without
  * OS */
-void downloadFwOs(Operation const& operation, InputFile const& module, char const* const (&files)[3],
-                  std::uint32_t flags);
-
-/** Counts a start-over and records its flags. */
-void countStartOver(Operation const& operation, std::uint32_t flags);
+void downloadFwOs(Operation const& operation, char const* const (&files)[3], std::uint32_t flags);
 
 /**
  * Stores a file that the device is provisioned with, 1 byte to 16 MiB, in place of the last one of its kind,
@@ -38,16 +34,8 @@ void readToken(Operation const& operation, std::uint8_t slot, char const* target
 
 void eraseToken(Operation const& operation, std::uint8_t slot);
 
-/** Tells what the device answers to an identification. Null places for answers give a RigError here and
- * below. */
+/** Tells what the device answers to an identification. Null places for answers give a RigError. */
 void identify(Operation const& operation, std::uint32_t flags, std::uint32_t* oemId, VrelPlatformId* uniqueId,
               std::uint32_t* responseFlags, VrelIdResponse* response);
-
-/** Tells what a token is made for. */
-void tokenPid(Operation const& operation, VrelTokenPartId* partId, std::uint32_t* nonce,
-              std::uint32_t* trustedTime, std::uint32_t* deviceId, std::uint32_t* oemId);
-
-/** Tells the operation under way and its context. */
-void currentOperation(Operation const& operation, std::uint32_t* current, std::uint32_t* context);
 
 } // namespace VrelRig::Records

@@ -34,7 +34,7 @@ FileDescriptor takeMarker(Directory const& root)
     for (;; std::this_thread::sleep_for(kInterval)) {
         auto const marker = RigMarker::open(root, O_CREAT);
         bool const isFree = RigMarker::lock(marker);
-        if (isFree && statusOf(marker).st_nlink > 0) // and was not removed by a maker that failed
+        if (isFree && marker.status().st_nlink > 0) // and was not removed by a maker that failed
             return marker;
         // Until there are devices, the other one may be making the rig.
         if (!isFree && (root.has(kDevices) || std::chrono::steady_clock::now() >= end))

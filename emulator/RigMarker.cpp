@@ -37,10 +37,9 @@ FileDescriptor open(Directory const& root, int flags)
 
 bool isBegun(Directory const& root, FileDescriptor const& marker)
 {
-    constexpr std::uint64_t kMaximumSize = 1024;
     if (marker.get() < 0)
         return false;
-    auto const content = InputFile(marker, root.path(kName)).content(kMaximumSize);
+    auto const content = InputFile(marker, root.path(kName), kMebibyte).content();
     if (content.empty() && isAlone(root))
         return false;
     if (content == kContent)
@@ -50,12 +49,12 @@ bool isBegun(Directory const& root, FileDescriptor const& marker)
 
 void begin(Directory const& root, FileDescriptor const& marker)
 {
-    writeAll(marker, kContent, root.path(kName));
+    marker.write(kContent, root.path(kName));
 }
 
 std::string prefix(FileDescriptor const& marker)
 {
-    auto const status = statusOf(marker);
+    auto const status = marker.status();
     return std::to_string(status.st_ino) + '-' + std::to_string(status.st_mtim.tv_sec) + '-' +
            std::to_string(status.st_mtim.tv_nsec) + '-';
 }

@@ -79,9 +79,8 @@ unsigned checkPartitionConfig(std::string const& xml, std::string const& path)
 
 std::string readRegister(Directory const& directory, RegisterFile const& source)
 {
-    constexpr std::uint64_t kMaximumHexSize = 64 * 1024;
-    auto const file = directory.read(source.name);
-    auto bytes = parseHex(file.content(kMaximumHexSize));
+    auto const file = directory.read(source.name, kMebibyte);
+    auto bytes = parseHex(file.content());
     if (!bytes || bytes->size() != source.size)
         throw RigError(inQuotes(file.path()) + ": expected " + std::to_string(source.size) +
                        " bytes in hexadecimal, found " +
@@ -124,22 +123,17 @@ void StorageDevice::clearRpmb() const
 {
     if (!m_kind.hasRpmb)
         throw RigError(std::string(m_kind.title) + " has no RPMB");
-    auto const rpmb = m_directory.read("rpmb.img");
-    OutputFile cleared(m_directory, "rpmb.img");
-    rpmb.read(0, rpmb.size(),
-              [&](std::string_view piece) { cleared.write(std::string(piece.size(), '\0')); });
-    cleared.commit();
+    auto const rpmb = m_directory.read("rpmb.img", 64 * kMebibyte);
+    m_directory.store("rpmb.img", std::string(rpmb.size(), '\0'));
     m_operation.info("Cleared " + std::to_string(rpmb.size()) + " bytes of RPMB on " + m_title);
 }
 
 void StorageDevice::configurePartitions(char const* configPath) const
 {
-    constexpr std::uint64_t kMaximumSize = 1024 * 1024;
     constexpr char const* kStored = "partitions.xml";
     if (!m_kind.isPartitionable)
         throw RigError(std::string(m_kind.title) + " takes no partition configuration");
-    auto const config =
-        openCallerFile(configPath, "partition configuration", kMaximumSize).content(kMaximumSize);
+    auto const config = openCallerFile(configPath, "partition configuration", kMebibyte).content();
     auto const count = checkPartitionConfig(config, configPath);
     bool const isConfigured = m_directory.has(kStored);
     if (isConfigured && !m_kind.isReconfigurable)

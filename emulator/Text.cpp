@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
 
 #include <charconv>
 
@@ -20,22 +19,25 @@ void failTo(std::string const& action, std::string const& path, std::string cons
 
 std::optional<std::string> parseHex(std::string const& text)
 {
-    QByteArray digits;
-    for (auto const& line : QByteArray::fromStdString(text).split('\n'))
-        digits += line.split('#').constFirst() + '\n';
-    std::string bytes;
-    for (auto const& word : digits.simplified().split(' ')) {
-        auto const part = QByteArray::fromHex(word);
-        if (part.toHex() != word.toLower()) // fromHex skips what is no digit
-            return std::nullopt;
-        bytes += part.toStdString();
+    QByteArray bytes;
+    for (auto const& line : QByteArray::fromStdString(text).split('\n')) {
+        for (auto const& word : line.split('#').constFirst().simplified().split(' ')) {
+            bytes += QByteArray::fromHex(word);
+            if (QByteArray::fromHex(word).toHex() != word.toLower()) // fromHex skips what is no digit
+                return std::nullopt;
+        }
     }
-    return bytes;
+    return bytes.toStdString();
 }
 
-std::string formatHex(std::string_view bytes)
+QString formatHex(std::string const& bytes)
 {
-    return QByteArray(bytes.data(), static_cast<int>(bytes.size())).toHex(' ').toUpper().toStdString();
+    return QString::fromLatin1(QByteArray::fromStdString(bytes).toHex(' ').toUpper());
+}
+
+QString hexNumber(std::uint32_t number, int digits)
+{
+    return "0x" + QString::number(number, 16).rightJustified(digits, '0').toUpper();
 }
 
 std::optional<std::uint64_t> parseNumber(std::string_view text)
@@ -49,11 +51,6 @@ std::optional<std::uint64_t> parseNumber(std::string_view text)
     if (parsed.ec != std::errc() || parsed.ptr != end)
         return std::nullopt;
     return number;
-}
-
-std::string hexNumber(std::uint32_t number, int digits)
-{
-    return "0x" + QStringLiteral("%1").arg(number, digits, 16, QLatin1Char('0')).toUpper().toStdString();
 }
 
 } // namespace VrelRig

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -21,6 +23,15 @@ std::string inQuotes(std::string const& text);
 /** @throws RigError "Cannot ACTION 'PATH': REASON" */
 [[noreturn]] void failTo(std::string const& action, std::string const& path, std::string const& reason);
 
+/** @return what the caller handed in, named `what` in the error text. @throws RigError for a null pointer */
+template <typename T>
+T& required(T* argument, char const* what)
+{
+    if (argument == nullptr)
+        throw RigError(std::string("No ") + what + " given (null pointer)");
+    return *argument;
+}
+
 /**
  * @return the bytes written as pairs of hexadecimal digits; nothing for other texts. White space may stand
  * between bytes; '#' begins a comment that lasts to the end of its line.
@@ -28,12 +39,12 @@ std::string inQuotes(std::string const& text);
 std::optional<std::string> parseHex(std::string const& text);
 
 /** @return the bytes as pairs of upper-case digits separated by blanks */
-std::string formatHex(std::string_view bytes);
+QString formatHex(std::string const& bytes);
+
+/** @return the number as "0x" and at least `digits` upper-case hexadecimal digits */
+QString hexNumber(std::uint32_t number, int digits = 8);
 
 /** @return the unsigned number written in decimal or, after "0x", in hexadecimal; nothing for other texts */
 std::optional<std::uint64_t> parseNumber(std::string_view text);
-
-/** @return the number as "0x" and at least `digits` upper-case hexadecimal digits */
-std::string hexNumber(std::uint32_t number, int digits = 8);
 
 } // namespace VrelRig

@@ -11,10 +11,6 @@
  */
 namespace VrelRig::UsbTree {
 
-/** Makes what a device shows in its directory: itself, as device number `number` of its bus, and an
- * interface. */
-void describe(Directory const& device, UsbPath const& path, std::string const& product, unsigned number);
-
 /** Makes the tree of all devices whose path can be read, with the root hubs of their buses. */
 void make(Directory const& tree, Directory const& devices);
 

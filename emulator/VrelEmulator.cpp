@@ -1,4 +1,5 @@
 #include "emulator/Devices.h"
+#include "emulator/JsonFile.h"
 #include "emulator/Operation.h"
 #include "emulator/Records.h"
 #include "emulator/RigHold.h"
@@ -9,21 +10,6 @@
 namespace VrelRig {
 
 namespace {
-
-/** Every operation behind the recovery module needs one that could be sent to the device. */
-InputFile recoveryModule(char const* path)
-{
-    return openCallerFile(path, "recovery module");
-}
-
-int withModule(OperationCall const& call, std::function<void(Operation const&)> const& work)
-{
-    return runOnDevice(call, [&](Operation const& operation) {
-        auto const module = recoveryModule(call.modulePath);
-        operation.trace("TX recovery module of " + std::to_string(module.size()) + " bytes");
-        work(operation);
-    });
-}
 
 /** The vendor API on emulated devices. Without state of its own; all operations work on the held rig. */
 class VrelEmulator final : public IVrelAPI
@@ -61,9 +47,11 @@ public:
                   char const* serial, char* errorText, VrelApiLogCallback log, void* context) override
     {
         return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
-            auto const given = required(flags, "flags");
-            Records::currentOperation(on, operation, operationContext);
-            Records::countStartOver(on, given);
+            QJsonObject const record = {{"flags", hexNumber(required(flags, "flags"))}};
+            JsonFile const description(on.device, kDescription);
+            description.tell("operation", operation);
+            description.tell("operationContext", operationContext);
+            storeCounted(on.device, "start-over.json", record);
             on.info("The device starts over");
         });
     }
@@ -71,9 +59,8 @@ public:
     int fwRecovery(char const* modulePath, char const* serial, VrelIfpRecord* ifp, char* errorText,
                    VrelApiLogCallback log, void* context) override
     {
-        return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
-            auto const module = recoveryModule(modulePath);
-            Records::downloadRecovery(on, module, required(ifp, "IFP record"));
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+            Records::downloadRecovery(on, required(ifp, "IFP record"));
         });
     }
 
@@ -81,10 +68,8 @@ public:
                      char const* osModulePath, char const* osImagePath, char const* serial, char* errorText,
                      VrelApiLogCallback log, void* context) override
     {
-        return runOnDevice({__func__, serial, errorText, log, context}, [&](Operation const& on) {
-            auto const module = recoveryModule(modulePath);
-            Records::downloadFwOs(on, module, {fwImagePath, osModulePath, osImagePath},
-                                  required(flags, "flags"));
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+            Records::downloadFwOs(on, {fwImagePath, osModulePath, osImagePath}, required(flags, "flags"));
         });
     }
 
@@ -93,8 +78,8 @@ public:
     int eraseToken(char const* modulePath, std::uint8_t slot, char const* serial, char* errorText,
                    VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { Records::eraseToken(on, slot); });
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath},
+                           [&](Operation const& on) { Records::eraseToken(on, slot); });
     }
 
     void reserved11() override {}
@@ -103,7 +88,7 @@ public:
                          std::uint8_t deviceIndex, char const* serial, char* errorText,
                          VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice(on, deviceType, deviceIndex).configurePartitions(configPath);
         });
     }
@@ -113,9 +98,14 @@ public:
                     std::uint32_t* oemId, char const* serial, char* errorText, VrelApiLogCallback log,
                     void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             on.info("Reading what a token is made for, flags " + std::to_string(flags));
-            Records::tokenPid(on, partId, nonce, trustedTime, deviceId, oemId);
+            JsonFile const description(on.device, kDescription);
+            description.tell("partId", required(partId, "partId").bytes);
+            description.tell("nonce", nonce);
+            description.tell("trustedTime", trustedTime);
+            description.tell("deviceId", deviceId);
+            description.tell("oemId", oemId);
         });
     }
 
@@ -123,7 +113,7 @@ public:
                     VrelCardInfo* info, std::uint32_t* size, char const* serial, char* errorText,
                     VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice(on, required(deviceType, "storage device type"), deviceIndex)
                 .copyCardInfo(required(info, "card information buffer"), required(size, "buffer size"));
         });
@@ -133,7 +123,7 @@ public:
     int clearRpmb(char const* modulePath, std::uint8_t deviceType, std::uint8_t deviceIndex,
                   char const* serial, char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice(on, deviceType, deviceIndex).clearRpmb();
         });
     }
@@ -151,28 +141,28 @@ public:
     int writeToken(char const* modulePath, char const* tokenPath, std::uint8_t slot, char const* serial,
                    char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { Records::writeToken(on, slot, tokenPath); });
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath},
+                           [&](Operation const& on) { Records::writeToken(on, slot, tokenPath); });
     }
 
     int readToken(char const* modulePath, char const* targetPath, std::uint8_t slot, char const* serial,
                   char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { Records::readToken(on, slot, targetPath); });
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath},
+                           [&](Operation const& on) { Records::readToken(on, slot, targetPath); });
     }
 
     int setDeviceLifecycleStage(char const* modulePath, char const* tokenPath, char const* serial,
                                 char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath},
-                          [&](Operation const& on) { Records::advanceLifecycle(on, tokenPath); });
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath},
+                           [&](Operation const& on) { Records::advanceLifecycle(on, tokenPath); });
     }
 
     int oemIfpProvision(char const* modulePath, char const* ifpBlockPath, char const* serial, char* errorText,
                         VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             Records::provision(on, "oem-ifp", "OEM IFP block", ifpBlockPath);
         });
     }
@@ -181,7 +171,7 @@ public:
                           char const* outputPath, char const* serial, char* errorText, VrelApiLogCallback log,
                           void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice const storage(on, required(deviceType, "storage device type"), deviceIndex);
             auto output = OutputFile::outside(requiredText(outputPath, "output file"));
             output.write(storage.cardInfo());
@@ -193,7 +183,7 @@ public:
                       VrelReadRegion* region, char const* targetPath, char const* serial, char* errorText,
                       VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             StorageDevice(on, deviceType, deviceIndex).readPartition(required(region, "region"), targetPath);
         });
     }
@@ -201,7 +191,7 @@ public:
     int downloadOemKeyManifest(char const* modulePath, char const* manifestPath, char const* serial,
                                char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             Records::provision(on, "oem-key-manifest", "OEM key manifest", manifestPath);
         });
     }
@@ -209,7 +199,7 @@ public:
     int setCapabilities(char const* modulePath, char const* capabilitiesPath, char const* serial,
                         char* errorText, VrelApiLogCallback log, void* context) override
     {
-        return withModule({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
+        return runOnDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
             Records::provision(on, "capabilities", "capabilities file", capabilitiesPath);
         });
     }
