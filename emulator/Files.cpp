@@ -29,21 +29,22 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
 
     if (file.get() < 0 || !S_ISFIFO(file.status().st_mode))
         return file;
-    FileDescriptor memory(::memfd_create("pipe", MFD_CLOEXEC));
+    FileDescriptor const memory(::memfd_create("pipe", MFD_CLOEXEC));
+    if (memory.get() < 0)
+        failAt("read", path);
     std::array<char, 64 * 1024> piece;
     for (std::uint64_t size = 0; size <= kMost;) {
+        pollfd state = {file.get(), POLLIN, 0};
+        if (::poll(&state, 1, kWait) == 0)
+            failTo("read", path, "nothing comes through the pipe");
         ssize_t const count = ::read(file.get(), piece.data(), piece.size());
         if (count == 0)
             return memory;
         if (count < 0 && errno != EAGAIN && errno != EINTR)
             failAt("read", path);
-        pollfd state = {file.get(), POLLIN, 0};
-        if (count < 0 && ::poll(&state, 1, kWait) == 0)
-            failTo("read", path, "nothing comes through the pipe");
-        if (count < 0)
-            continue;
-        memory.write({piece.data(), static_cast<std::size_t>(count)}, path);
-        size += static_cast<std::size_t>(count);
+        auto const length = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        memory.write({piece.data(), length}, path);
+        size += length;
     }
     failTo("read", path, "more comes through the pipe than is accepted");
 }
@@ -137,11 +138,6 @@ Directory::Directory(std::string path)
         failAt("open directory", m_path);
 }
 
-void Directory::useWorkshop(Directory const& place, std::string prefix)
-{
-    m_workshop = std::make_shared<Workshop>(Workshop{place, std::move(prefix)});
-}
-
 std::string Directory::path(std::string const& name) const
 {
     return name.empty() ? m_path : m_path + (m_path.back() == '/' ? "" : "/") + name;
@@ -187,24 +183,22 @@ Directory Directory::open(std::string const& name) const
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
     Directory found = *this;
     found.m_path = path(name);
-    found.m_file = FileDescriptor(::openat(m_file.get(), name.c_str(), kFlags));
-    if (found.m_file.get() < 0)
-        fail("open directory", name);
+    found.m_file =
+        FileDescriptor(checked(::openat(m_file.get(), name.c_str(), kFlags), "open directory", name));
     return found;
 }
 
 Directory Directory::make(std::string const& name) const
 {
     if (::mkdirat(m_file.get(), name.c_str(), modeOf(0777)) != 0 && errno != EEXIST)
-        fail("make directory", name);
+        failAt("make directory", path(name));
     return open(name);
 }
 
 FileDescriptor Directory::openFile(std::string const& name, int flags) const
 {
-    FileDescriptor file(::openat(m_file.get(), name.c_str(), flags | kOpenFlags | O_NOFOLLOW, modeOf(0666)));
-    if (file.get() < 0)
-        fail("open", name);
+    int const mode = flags | kOpenFlags | O_NOFOLLOW;
+    FileDescriptor file(checked(::openat(m_file.get(), name.c_str(), mode, modeOf(0666)), "open", name));
     if (!S_ISREG(file.status().st_mode))
         failTo("open", path(name), "it is no regular file");
     return file;
@@ -224,8 +218,7 @@ void Directory::store(std::string const& name, std::string_view content) const
 
 void Directory::makeLink(std::string const& name, std::string const& text) const
 {
-    if (::symlinkat(text.c_str(), m_file.get(), name.c_str()) != 0)
-        failAt("make link", path(name));
+    checked(::symlinkat(text.c_str(), m_file.get(), name.c_str()), "make link", name);
 }
 
 void Directory::rename(std::string const& name, Directory const& target, std::string const& newName) const
@@ -236,8 +229,7 @@ void Directory::rename(std::string const& name, Directory const& target, std::st
 
 void Directory::remove(std::string const& name) const
 {
-    if (::unlinkat(m_file.get(), name.c_str(), 0) != 0)
-        fail("remove", name);
+    checked(::unlinkat(m_file.get(), name.c_str(), 0), "remove", name);
     sync();
 }
 
@@ -247,8 +239,7 @@ void Directory::removeTree(std::string const& name) const
     auto const inside = isDirectory ? open(name).names() : std::vector<std::string>();
     for (auto const& entry : inside)
         open(name).removeTree(entry);
-    if (::unlinkat(m_file.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0) != 0)
-        fail("remove", name);
+    checked(::unlinkat(m_file.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0), "remove", name);
 }
 
 struct stat Directory::status(std::string const& name) const
@@ -262,7 +253,7 @@ struct stat Directory::status(std::string const& name) const
 /** Within a rig nothing is open to more users than the directory it lies in. */
 mode_t Directory::modeOf(mode_t wanted) const
 {
-    return m_workshop ? wanted & (m_file.status().st_mode | S_IRWXU) : wanted;
+    return wanted & (m_file.status().st_mode | S_IRWXU);
 }
 
 void Directory::sync() const
@@ -272,13 +263,15 @@ void Directory::sync() const
         failAt("sync directory", m_path);
 }
 
-void Directory::fail(char const* action, std::string const& name) const
+int Directory::checked(int result, char const* action, std::string const& name) const
 {
     int const reason = errno;
-    if (S_ISLNK(status(name).st_mode))
+    if (result < 0 && S_ISLNK(status(name).st_mode))
         failTo(action, path(name), "it is a symbolic link, and those of a rig are not followed");
     errno = reason;
-    failAt(action, path(name));
+    if (result < 0)
+        failAt(action, path(name));
+    return result;
 }
 
 OutputFile OutputFile::outside(std::string const& path)
@@ -310,7 +303,7 @@ OutputFile::OutputFile(Directory directory, std::string name)
 {
     m_directory = std::move(directory);
     m_name = std::move(name);
-    m_place = m_directory.m_workshop ? m_directory.m_workshop->place : m_directory;
+    m_place = m_directory.m_workplace ? *m_directory.m_workplace : m_directory;
     auto const old = m_directory.status(m_name);
     bool const isThere = old.st_mode != 0;
     if (isThere && !S_ISREG(old.st_mode))
@@ -318,7 +311,7 @@ OutputFile::OutputFile(Directory directory, std::string name)
     // A rename would replace what this process may not write.
     if (isThere && ::faccessat(m_directory.m_file.get(), m_name.c_str(), W_OK, AT_EACCESS) != 0)
         failAt("write", m_path);
-    openTemporary(isThere ? S_IRUSR | S_IWUSR : m_directory.modeOf(0666));
+    openTemporary(isThere ? S_IRUSR | S_IWUSR : m_directory.m_workplace ? m_directory.modeOf(0666) : 0666);
     if (isThere)
         takeOver(old);
 }
@@ -348,10 +341,8 @@ void OutputFile::commit()
 void OutputFile::openTemporary(mode_t mode)
 {
     static std::atomic<unsigned> s_counter = 0;
-    auto const prefix =
-        m_directory.m_workshop ? m_directory.m_workshop->prefix : ".vrel-" + std::to_string(::getpid()) + '-';
     do {
-        m_temporary = prefix + std::to_string(s_counter++);
+        m_temporary = ".vrel-" + std::to_string(::getpid()) + '-' + std::to_string(s_counter++);
         m_file = FileDescriptor(::openat(m_place.m_file.get(), m_temporary.c_str(),
                                          O_WRONLY | O_CREAT | O_EXCL | kOpenFlags, mode));
     } while (m_file.get() < 0 && errno == EEXIST);

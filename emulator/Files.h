@@ -82,9 +82,8 @@ public:
     /** Opens a directory that the caller named, through symbolic links if need be. */
     explicit Directory(std::string path);
 
-    /** Has the files of this directory and of those opened from it made in `place`, named PREFIX and a
-     * number. */
-    void useWorkshop(Directory const& place, std::string prefix);
+    /** Has the files of this directory and of those opened from it written in `place`. */
+    void useWorkplace(Directory const& place) { m_workplace = std::make_shared<Directory const>(place); }
 
     /** @return the directory's path, or that of an entry, for messages */
     std::string path(std::string const& name = {}) const;
@@ -141,22 +140,16 @@ public:
 
 private:
     friend class OutputFile;
-    struct Workshop;
 
     struct stat status(std::string const& name) const;
     mode_t modeOf(mode_t wanted) const;
     void sync() const;
-    [[noreturn]] void fail(char const* action, std::string const& name) const;
+    /** @return what a call about an entry gave. @throws RigError for -1 */
+    int checked(int result, char const* action, std::string const& name) const;
 
     std::string m_path;
     FileDescriptor m_file;
-    std::shared_ptr<Workshop const> m_workshop;
-};
-
-struct Directory::Workshop
-{
-    Directory place;
-    std::string prefix;
+    std::shared_ptr<Directory const> m_workplace;
 };
 
 /**

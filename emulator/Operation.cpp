@@ -3,9 +3,9 @@
 #include "emulator/RigHold.h"
 
 #include <QByteArray>
+#include <QList>
 
 #include <chrono>
-#include <optional>
 #include <thread>
 
 namespace VrelRig {
@@ -16,23 +16,17 @@ namespace {
 struct Fault
 {
     int code;
-    std::optional<std::string> text; ///< nothing: the error buffer stays as it is
+    QByteArray text; ///< null: the error buffer stays as it is
 };
 
 constexpr char const* kFaultVariable = "VREL_RIG_FAULT";
 constexpr char const* kDelayVariable = "VREL_RIG_DELAY_MS";
 
-/** The operations that can fail. */
-constexpr std::string_view kOperations[] = {"listDevices",      "idDevice",
-                                            "startOver",        "fwRecovery",
-                                            "downloadFwOs",     "eraseToken",
-                                            "configPartitions", "getTokenPid",
-                                            "getCardInfo",      "clearRpmb",
-                                            "idDeviceIfpFile",  "writeToken",
-                                            "readToken",        "setDeviceLifecycleStage",
-                                            "oemIfpProvision",  "getCardInfoToFile",
-                                            "readBootMedia",    "downloadOemKeyManifest",
-                                            "setCapabilities"};
+constexpr char const* kOperationsThatCanFail = "listDevices idDevice startOver fwRecovery downloadFwOs "
+                                               "eraseToken configPartitions getTokenPid getCardInfo "
+                                               "clearRpmb idDeviceIfpFile writeToken readToken "
+                                               "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile "
+                                               "readBootMedia downloadOemKeyManifest setCapabilities";
 
 [[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
 {
@@ -50,28 +44,29 @@ std::optional<int> parseCode(std::string const& text)
     return static_cast<int>(static_cast<std::uint32_t>(isNegative ? 0 - *number : *number));
 }
 
-/** @return the failure that the environment asks for, as OPERATION:CODE[:TEXT], if it is this operation's */
-std::optional<Fault> wantedFault(char const* operation)
+/** @throws Fault the failure that the environment asks for, as OPERATION:CODE[:TEXT], if it is this
+ * operation's */
+void failAsAsked(char const* operation, std::chrono::milliseconds delay = {})
 {
-    auto const value = qgetenv(kFaultVariable).toStdString();
-    if (value.empty())
-        return std::nullopt;
-    auto const end = value.find(':');
-    auto const name = value.substr(0, end);
-    if (end == std::string::npos)
-        refuse(kFaultVariable, value, "OPERATION:CODE[:TEXT] is expected");
-    if (std::find(std::begin(kOperations), std::end(kOperations), name) == std::end(kOperations))
-        refuse(kFaultVariable, value, inQuotes(name) + " is no operation that can fail");
-    auto const codeEnd = value.find(':', end + 1);
-    auto const codeText = value.substr(end + 1, codeEnd - end - 1);
-    auto const code = parseCode(codeText).value_or(0);
+    auto const value = qgetenv(kFaultVariable);
+    auto const parts = value.split(':');
+    auto const refuseFor = [&](std::string const& reason) {
+        refuse(kFaultVariable, value.toStdString(), reason);
+    };
+    if (value.isEmpty())
+        return;
+    if (parts.size() == 1)
+        refuseFor("OPERATION:CODE[:TEXT] is expected");
+    if (!QByteArray(kOperationsThatCanFail).split(' ').contains(parts[0]))
+        refuseFor(inQuotes(parts[0].toStdString()) + " is no operation that can fail");
+    auto const code = parseCode(parts[1].toStdString()).value_or(0);
     if (code == 0)
-        refuse(kFaultVariable, value,
-               inQuotes(codeText) + " is no 32-bit number other than 0, which means success");
-    if (name != operation)
-        return std::nullopt;
-    return Fault{code,
-                 codeEnd == std::string::npos ? std::nullopt : std::make_optional(value.substr(codeEnd + 1))};
+        refuseFor(inQuotes(parts[1].toStdString()) +
+                  " is no 32-bit number other than 0, which means success");
+    if (parts[0] != operation)
+        return;
+    std::this_thread::sleep_for(delay);
+    throw Fault{code, value.mid(parts[0].size() + parts[1].size() + 2)};
 }
 
 std::chrono::milliseconds wantedDelay()
@@ -90,8 +85,8 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
         work();
         return 0;
     } catch (Fault const& fault) {
-        if (fault.text)
-            copyErrorText(*fault.text, call.errorText);
+        if (!fault.text.isNull())
+            copyErrorText(fault.text.constData(), call.errorText);
         return fault.code;
     } catch (std::exception const& error) {
         copyErrorText(error.what(), call.errorText);
@@ -99,14 +94,6 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
         copyErrorText("Unknown error", call.errorText);
     }
     return 1;
-}
-
-void throwWantedFault(OperationCall const& call, std::chrono::milliseconds delay = {})
-{
-    if (auto const fault = wantedFault(call.name)) {
-        std::this_thread::sleep_for(delay);
-        throw Fault(*fault);
-    }
 }
 
 } // namespace
@@ -120,7 +107,7 @@ void Operation::send(unsigned long level, std::string const& text) const
 int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
 {
     return guarded(call, [&] {
-        throwWantedFault(call);
+        failAsAsked(call.name);
         work(*RigHold::current());
     });
 }
@@ -129,7 +116,7 @@ int runOnDevice(OperationCall const& call, std::function<void(Operation const&)>
 {
     return guarded(call, [&] {
         auto const delay = wantedDelay();
-        throwWantedFault(call, delay);
+        failAsAsked(call.name, delay);
         auto const rig = RigHold::current();
         auto const serial = rig->select(&required(call.serial, "serial number"));
         auto const claim = rig->claim(serial);

@@ -9,6 +9,10 @@
 #include <string>
 #include <vector>
 
+/**
+ * A directory is a rig by its marker, a file whose lock is the hold on the rig. The lock belongs to the open
+ * file: threads share it, a child made by fork neither has it nor ends it.
+ */
 namespace VrelRig {
 
 /** A rig of emulated devices, locked for this process. Operations on different devices may use it at once. */
@@ -48,16 +52,26 @@ private:
 
     Directory m_root;
     FileDescriptor m_marker;
-    std::string m_prefix; ///< of the names in m_workplace that are the rig's own
-    Directory m_workplace;
+    Directory m_workplaces; ///< of this rig and of whatever others there are
+    std::string m_workplace;
     bool m_isNew = false;
     pid_t m_owner;
     std::mutex m_mutex;
     std::set<std::string> m_busy;
 };
 
-/** @return the directory of a rig or an empty one. What is made there is open to nobody who may not enter it.
- */
-Directory openRigRoot(std::string const& path);
+// What a person does with a rig from outside. What cannot be done gives a RigError that tells why.
+
+/** Makes a rig with these devices in a directory that is new or empty. */
+void createRig(std::string const& path, std::vector<DeviceDescription> const& devices);
+
+/** Changes nothing. @return a sentence that tells that the rig could be taken or made */
+std::string checkRig(std::string const& path);
+
+/** Moves a device's directory back to the plugged ones, in one step; also while a process holds the rig. */
+void plugDevice(std::string const& path, std::string const& serial);
+
+/** Moves it aside. */
+void unplugDevice(std::string const& path, std::string const& serial);
 
 } // namespace VrelRig

@@ -10,28 +10,21 @@ namespace {
 
 struct State
 {
-    std::mutex mutex;
     unsigned count = 0;
     std::shared_ptr<Rig> rig;
     std::weak_ptr<Rig> inUse; ///< outlives the hold while an operation is still running
     pid_t owner = 0;
 };
 
-State& state()
-{
-    static State s_state;
-    return s_state;
-}
+std::mutex s_mutex;
+State s_state;
 
 /** A forked child copies its parent's state but not its hold. */
-void dropInheritedHold(State& state)
+State& ownState()
 {
-    if (state.owner == ::getpid())
-        return;
-    state.count = 0;
-    state.rig.reset();
-    state.inUse.reset();
-    state.owner = ::getpid();
+    if (s_state.owner != ::getpid())
+        s_state = {0, nullptr, {}, ::getpid()};
+    return s_state;
 }
 
 } // namespace
@@ -52,9 +45,8 @@ std::string configuredRoot()
 
 void take()
 {
-    auto& hold = state();
-    std::lock_guard const lock(hold.mutex);
-    dropInheritedHold(hold);
+    std::lock_guard const lock(s_mutex);
+    auto& hold = ownState();
     if (!hold.rig) {
         auto rig = hold.inUse.lock();
         hold.rig = rig ? rig : std::make_shared<Rig>(configuredRoot(), standardDevices());
@@ -65,18 +57,16 @@ void take()
 
 void giveBack()
 {
-    auto& hold = state();
-    std::lock_guard const lock(hold.mutex);
-    dropInheritedHold(hold);
+    std::lock_guard const lock(s_mutex);
+    auto& hold = ownState();
     if (hold.count > 0 && --hold.count == 0)
         hold.rig.reset();
 }
 
 std::shared_ptr<Rig> current()
 {
-    auto& hold = state();
-    std::lock_guard const lock(hold.mutex);
-    dropInheritedHold(hold);
+    std::lock_guard const lock(s_mutex);
+    auto& hold = ownState();
     if (!hold.rig)
         throw RigError("The rig is not held: acquire the API first");
     return hold.rig;

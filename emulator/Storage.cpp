@@ -13,10 +13,29 @@ namespace {
 
 /** The host performance booster is a feature of a UFS, not a storage device of its own. */
 constexpr StorageKind kKinds[] = {
-    {"spi", "SPI flash", 1, false, false, false},
-    {"emmc", "eMMC", 2, true, true, false},
-    {"ufs", "UFS", 3, true, true, true},
-    {"ufs", "UFS", 16, true, true, true},
+    {"spi", "SPI flash", 1, false, false},
+    {"emmc", "eMMC", 2, true, false},
+    {"ufs", "UFS", 3, true, true},
+    {"ufs", "UFS", 16, true, true},
+};
+
+/** A register or descriptor of a storage device, kept as a file of hexadecimal text. */
+struct RegisterFile
+{
+    std::string_view kind;
+    char const* name;
+    std::size_t size; ///< in bytes
+    int numberOffset =
+        -1; ///< of a big-endian number of 4 bytes, which the card information holds little-endian
+    bool isOptional = false;
+};
+
+/** In the order of the card information. */
+constexpr RegisterFile kRegisterFiles[] = {
+    {"emmc", "ocr.hex", 4, 0},         {"emmc", "cid.hex", 16, 10}, // its serial number
+    {"emmc", "csd.hex", 16},           {"emmc", "ext_csd.hex", 512},
+    {"ufs", "configuration.hex", 144}, {"ufs", "attributes.hex", 60, -1, true},
+    {"ufs", "geometry.hex", 68},
 };
 
 StorageKind const& kindOf(std::uint8_t deviceType)
@@ -29,52 +48,36 @@ StorageKind const& kindOf(std::uint8_t deviceType)
                    ": 1 is SPI flash, 2 eMMC, 3 UFS, 16 UFS with host performance booster");
 }
 
-Directory openStorage(Directory const& device, StorageKind const& kind, std::uint8_t index)
-{
-    auto const number = std::to_string(index);
-    auto const storages = device.open("storage");
-    auto const name = std::string(kind.name) + '-' + number;
-    if (!storages.has(name))
-        throw RigError(std::string("The device has no ") + kind.title + " at index " + number);
-    return storages.open(name);
-}
-
-void readPartition(QXmlStreamReader& reader, std::set<QString>& names)
-{
-    if (reader.name() != QLatin1String("partition")) {
-        reader.raiseError("element 'partition' is expected");
-        return;
-    }
-    auto const name = reader.attributes().value("name").toString();
-    auto const size = parseNumber(reader.attributes().value("size").toString().toStdString());
-    if (name.isEmpty() || !names.insert(name).second)
-        reader.raiseError("a partition needs a 'name' of its own");
-    else if (!size || *size == 0)
-        reader.raiseError("a partition needs a 'size' in bytes");
-    else
-        reader.skipCurrentElement();
-}
-
 /**
  * Checks a partition configuration: an element `partitions` that holds elements `partition`, each with a
  * `name` of its own and a `size` in bytes. @return the number of partitions
  * @throws RigError naming `path`, line and column of what is wrong
  */
-unsigned checkPartitionConfig(std::string const& xml, std::string const& path)
+std::size_t checkPartitionConfig(std::string const& xml, std::string const& path)
 {
     QXmlStreamReader reader(QByteArray::fromStdString(xml));
     std::set<QString> names;
     if (reader.readNextStartElement() && reader.name() != QLatin1String("partitions"))
         reader.raiseError("the root element 'partitions' is expected");
-    while (reader.readNextStartElement())
-        readPartition(reader, names);
+    while (reader.readNextStartElement()) {
+        auto const name = reader.attributes().value("name").toString();
+        auto const size = parseNumber(reader.attributes().value("size").toString().toStdString());
+        if (reader.name() != QLatin1String("partition"))
+            reader.raiseError("element 'partition' is expected");
+        else if (name.isEmpty() || !names.insert(name).second)
+            reader.raiseError("a partition needs a 'name' of its own");
+        else if (size.value_or(0) == 0)
+            reader.raiseError("a partition needs a 'size' in bytes");
+        else
+            reader.skipCurrentElement();
+    }
     while (!reader.atEnd())
         reader.readNext();
     if (reader.hasError())
         throw RigError("Bad partition configuration " + inQuotes(path) + ": line " +
                        std::to_string(reader.lineNumber()) + ", column " +
                        std::to_string(reader.columnNumber()) + ": " + reader.errorString().toStdString());
-    return static_cast<unsigned>(names.size());
+    return names.size();
 }
 
 std::string readRegister(Directory const& directory, RegisterFile const& source)
@@ -85,8 +88,8 @@ std::string readRegister(Directory const& directory, RegisterFile const& source)
         throw RigError(inQuotes(file.path()) + ": expected " + std::to_string(source.size) +
                        " bytes in hexadecimal, found " +
                        (bytes ? std::to_string(bytes->size()) : "other text"));
-    auto const number = bytes->begin() + static_cast<std::ptrdiff_t>(source.numberOffset);
-    std::reverse(number, number + static_cast<std::ptrdiff_t>(source.numberSize));
+    if (source.numberOffset >= 0)
+        std::reverse(bytes->begin() + source.numberOffset, bytes->begin() + source.numberOffset + 4);
     return *bytes;
 }
 
@@ -96,8 +99,13 @@ StorageDevice::StorageDevice(Operation const& operation, std::uint8_t deviceType
     : m_operation(operation)
     , m_kind(kindOf(deviceType))
     , m_title(std::string(m_kind.title) + ' ' + std::to_string(index))
-    , m_directory(openStorage(operation.device, m_kind, index))
 {
+    auto const storages = operation.device.open("storage");
+    auto const name = m_kind.name + ('-' + std::to_string(index));
+    if (!storages.has(name))
+        throw RigError(std::string("The device has no ") + m_kind.title + " at index " +
+                       std::to_string(index));
+    m_directory = storages.open(name);
 }
 
 void StorageDevice::readPartition(VrelReadRegion const& region, char const* targetPath) const
@@ -121,7 +129,7 @@ void StorageDevice::readPartition(VrelReadRegion const& region, char const* targ
 
 void StorageDevice::clearRpmb() const
 {
-    if (!m_kind.hasRpmb)
+    if (!m_kind.isManaged)
         throw RigError(std::string(m_kind.title) + " has no RPMB");
     auto const rpmb = m_directory.read("rpmb.img", 64 * kMebibyte);
     m_directory.store("rpmb.img", std::string(rpmb.size(), '\0'));
@@ -131,7 +139,7 @@ void StorageDevice::clearRpmb() const
 void StorageDevice::configurePartitions(char const* configPath) const
 {
     constexpr char const* kStored = "partitions.xml";
-    if (!m_kind.isPartitionable)
+    if (!m_kind.isManaged)
         throw RigError(std::string(m_kind.title) + " takes no partition configuration");
     auto const config = openCallerFile(configPath, "partition configuration", kMebibyte).content();
     auto const count = checkPartitionConfig(config, configPath);

@@ -4,28 +4,8 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace VrelRig {
-
-/** A register or descriptor of a storage device, kept as a file of hexadecimal text. */
-struct RegisterFile
-{
-    std::string_view kind;
-    char const* name;
-    std::size_t size;             ///< in bytes
-    std::size_t numberOffset = 0; ///< of a big-endian number, which the card information holds little-endian
-    std::size_t numberSize = 0;
-    bool isOptional = false;
-};
-
-/** In the order of the card information. */
-constexpr RegisterFile kRegisterFiles[] = {
-    {"emmc", "ocr.hex", 4, 0, 4},      {"emmc", "cid.hex", 16, 10, 4}, // its serial number
-    {"emmc", "csd.hex", 16},           {"emmc", "ext_csd.hex", 512},
-    {"ufs", "configuration.hex", 144}, {"ufs", "attributes.hex", 60, 0, 0, true},
-    {"ufs", "geometry.hex", 68},
-};
 
 /** What the emulator knows about one kind of storage device. */
 struct StorageKind
@@ -33,9 +13,8 @@ struct StorageKind
     char const* name;        ///< prefix of the storage device's directory
     char const* title;       ///< as it appears in messages
     std::uint8_t deviceType; ///< as the API has it
-    bool hasRpmb;
-    bool isPartitionable;  ///< takes a partition configuration
-    bool isReconfigurable; ///< takes it more than once
+    bool isManaged;          ///< has an RPMB and takes a partition configuration
+    bool isReconfigurable;   ///< takes it more than once
 };
 
 /** One storage device of an emulated device: its partitions, RPMB and partition configuration. */

@@ -1,6 +1,5 @@
 #include "tests/emulator/EmulatorFixture.h"
 
-#include "emulator/RigActions.h"
 #include "emulator/RigHold.h"
 #include "emulator/Text.h"
 

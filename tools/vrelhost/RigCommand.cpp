@@ -1,7 +1,7 @@
 #include "tools/vrelhost/RigCommand.h"
 
 #include "devices/VrelClaimRule.h"
-#include "emulator/RigActions.h"
+#include "emulator/Rig.h"
 #include "emulator/RigHold.h"
 #include "emulator/Text.h"
 #include "external/LogHandler.h"
