@@ -15,18 +15,16 @@ std::optional<UsbPath> UsbPath::parse(std::string const& text)
 {
     static QRegularExpression const s_form(
         QStringLiteral("\\A[1-9][0-9]*-[1-9][0-9]*(\\.[1-9][0-9]*){0,6}\\z"));
-    auto const given = QString::fromStdString(text);
-    UsbPath path = {text, 0, {}};
-    for (auto const& number : given.split(QRegularExpression(QStringLiteral("[-.]")))) {
-        auto const value = number.toUInt();
-        if (value < 1 || value > 255)
-            return std::nullopt;
-        path.ports.push_back(static_cast<std::uint8_t>(value));
-    }
+    auto given = QString::fromStdString(text);
     if (!s_form.match(given).hasMatch())
         return std::nullopt;
-    path.bus = path.ports.front();
-    path.ports.erase(path.ports.begin());
+    UsbPath path = {text, {}};
+    for (auto const& number : given.replace('-', '.').split('.')) {
+        auto const value = number.toUInt(); // 0 for a number that is too large for it
+        if (value < 1 || value > 255)
+            return std::nullopt;
+        path.numbers.push_back(static_cast<std::uint8_t>(value));
+    }
     return path;
 }
 
@@ -76,9 +74,9 @@ void listDevices(Directory const& devices, VrelDeviceList& list)
         if (!path)
             continue;
         auto& location = list.locations[list.count];
-        location.bus = path->bus;
-        location.portCount = static_cast<std::int32_t>(path->ports.size());
-        std::copy(path->ports.begin(), path->ports.end(), location.ports);
+        location.bus = path->numbers.front();
+        location.portCount = static_cast<std::int32_t>(path->numbers.size()) - 1;
+        std::copy(path->numbers.begin() + 1, path->numbers.end(), location.ports);
         serial.copy(list.names[list.count++], serial.size());
     }
 }
@@ -110,7 +108,7 @@ void make(Directory const& tree, Directory const& devices)
         if (!path || tree.has(path->text))
             continue;
         add(tree, serial, *path);
-        auto const bus = std::to_string(path->bus);
+        auto const bus = std::to_string(path->numbers.front());
         if (tree.has("usb" + bus))
             continue;
         makeUsbEntry(tree.make("usb" + bus), "root-hub.txt", {QString::fromStdString(bus)});

@@ -27,8 +27,7 @@ constexpr char const* kUsbInterface = "interface";
 struct UsbPath
 {
     std::string text;
-    std::uint8_t bus = 0;
-    std::vector<std::uint8_t> ports; ///< 1 to 7 ports, the root hub's first
+    std::vector<std::uint8_t> numbers; ///< of the bus and of 1 to 7 ports, the root hub's first
 
     /** @return the path; nothing for a text that is not BUS-PORT[.PORT...] with numbers from 1 to 255 */
     static std::optional<UsbPath> parse(std::string const& text);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
@@ -107,19 +108,16 @@ void InputFile::read(std::uint64_t offset, std::uint64_t length,
 {
     std::array<char, 64 * 1024> piece;
     auto const end = offset + length;
-    ssize_t count = 1;
-    while (offset < end && count > 0) {
+    for (ssize_t count = 1; offset < end && count > 0; offset += static_cast<std::size_t>(count)) {
         auto const wanted = std::min<std::size_t>(end - offset, piece.size());
         count = ::pread(m_file.get(), piece.data(), wanted, static_cast<off_t>(offset));
         if (count < 0)
             failAt("read", m_path);
         take({piece.data(), static_cast<std::size_t>(count)});
-        offset += static_cast<std::size_t>(count);
     }
     auto const now = m_file.status();
-    bool const isSame = now.st_size == m_status.st_size && now.st_mtim.tv_sec == m_status.st_mtim.tv_sec &&
-                        now.st_mtim.tv_nsec == m_status.st_mtim.tv_nsec;
-    if (offset < end || !isSame)
+    if (offset < end || now.st_size != m_status.st_size ||
+        std::memcmp(&now.st_mtim, &m_status.st_mtim, sizeof(now.st_mtim)) != 0)
         throw RigError(inQuotes(m_path) + " changed while it was read");
 }
 
@@ -236,8 +234,7 @@ void Directory::remove(std::string const& name) const
 void Directory::removeTree(std::string const& name) const
 {
     bool const isDirectory = hasDirectory(name);
-    auto const inside = isDirectory ? open(name).names() : std::vector<std::string>();
-    for (auto const& entry : inside)
+    for (auto const& entry : isDirectory ? open(name).names() : std::vector<std::string>())
         open(name).removeTree(entry);
     checked(::unlinkat(m_file.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0), "remove", name);
 }
@@ -320,11 +317,6 @@ OutputFile::~OutputFile()
 {
     if (!m_temporary.empty())
         ::unlinkat(m_place.m_file.get(), m_temporary.c_str(), 0);
-}
-
-void OutputFile::write(std::string_view bytes)
-{
-    m_file.write(bytes, m_path);
 }
 
 void OutputFile::commit()

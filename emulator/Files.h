@@ -173,7 +173,7 @@ public:
     OutputFile& operator=(OutputFile const&) = delete;
     ~OutputFile();
 
-    void write(std::string_view bytes);
+    void write(std::string_view bytes) { m_file.write(bytes, m_path); }
     void commit();
 
 private:

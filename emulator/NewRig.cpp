@@ -120,9 +120,9 @@ void makeDevices(Directory const& directory, std::vector<DeviceDescription> cons
         made.create(kDescription, description(device));
         made.create("lifecycle.json", filledIn("lifecycle.json"));
         auto const usb = made.make(kUsb);
-        auto const number = ++lastNumbers.emplace(path->bus, 1).first->second;
+        auto const number = ++lastNumbers.emplace(path->numbers.front(), 1).first->second;
         makeUsbEntry(usb.make(kUsbDevice), "usb-device.txt",
-                     {QString::number(path->bus), QString::number(number),
+                     {QString::number(path->numbers.front()), QString::number(number),
                       QString::fromStdString(path->portText()),
                       QString::number(device.product, 16).rightJustified(4, '0')});
         makeUsbEntry(usb.make(kUsbInterface), "usb-interface.txt");

@@ -1,7 +1,5 @@
 #include "emulator/Operation.h"
 
-#include "emulator/RigHold.h"
-
 #include <QByteArray>
 #include <QList>
 
@@ -28,9 +26,9 @@ constexpr char const* kOperationsThatCanFail = "listDevices idDevice startOver f
                                                "setDeviceLifecycleStage oemIfpProvision getCardInfoToFile "
                                                "readBootMedia downloadOemKeyManifest setCapabilities";
 
-[[noreturn]] void refuse(std::string const& variable, std::string const& value, std::string const& reason)
+[[noreturn]] void refuse(std::string const& variable, QByteArray const& value, std::string const& reason)
 {
-    throw RigError(variable + ' ' + inQuotes(value) + " is malformed: " + reason);
+    throw RigError(variable + ' ' + inQuotes(value.toStdString()) + " is malformed: " + reason);
 }
 
 /** Codes above INT_MAX, as in 0x80000001, stand for the negative number of the same 32 bits. */
@@ -50,19 +48,16 @@ void failAsAsked(char const* operation, std::chrono::milliseconds delay = {})
 {
     auto const value = qgetenv(kFaultVariable);
     auto const parts = value.split(':');
-    auto const refuseFor = [&](std::string const& reason) {
-        refuse(kFaultVariable, value.toStdString(), reason);
-    };
     if (value.isEmpty())
         return;
     if (parts.size() == 1)
-        refuseFor("OPERATION:CODE[:TEXT] is expected");
+        refuse(kFaultVariable, value, "OPERATION:CODE[:TEXT] is expected");
     if (!QByteArray(kOperationsThatCanFail).split(' ').contains(parts[0]))
-        refuseFor(inQuotes(parts[0].toStdString()) + " is no operation that can fail");
+        refuse(kFaultVariable, value, inQuotes(parts[0].toStdString()) + " is no operation that can fail");
     auto const code = parseCode(parts[1].toStdString()).value_or(0);
     if (code == 0)
-        refuseFor(inQuotes(parts[1].toStdString()) +
-                  " is no 32-bit number other than 0, which means success");
+        refuse(kFaultVariable, value,
+               inQuotes(parts[1].toStdString()) + " is no 32-bit number other than 0, which means success");
     if (parts[0] != operation)
         return;
     std::this_thread::sleep_for(delay);
@@ -71,8 +66,8 @@ void failAsAsked(char const* operation, std::chrono::milliseconds delay = {})
 
 std::chrono::milliseconds wantedDelay()
 {
-    auto const text = qgetenv(kDelayVariable).toStdString();
-    auto const number = parseNumber(text.empty() ? "0" : text);
+    auto const text = qgetenv(kDelayVariable);
+    auto const number = parseNumber(text.isEmpty() ? "0" : text.toStdString());
     if (!number || *number > std::numeric_limits<std::uint32_t>::max())
         refuse(kDelayVariable, text, "a number of milliseconds is expected");
     return std::chrono::milliseconds(*number);
@@ -98,13 +93,7 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
 
 } // namespace
 
-void Operation::send(unsigned long level, std::string const& text) const
-{
-    if (call.log != nullptr)
-        call.log(level, text.c_str(), call.context);
-}
-
-int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
+int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
 {
     return guarded(call, [&] {
         failAsAsked(call.name);
@@ -112,7 +101,7 @@ int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& w
     });
 }
 
-int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
+int onDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
 {
     return guarded(call, [&] {
         auto const delay = wantedDelay();

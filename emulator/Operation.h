@@ -35,17 +35,21 @@ struct Operation
     void trace(std::string const& text) const { send(1, text); }
     void info(std::string const& text) const { send(2, text); }
     void warning(std::string const& text) const { send(3, text); }
-    void send(unsigned long level, std::string const& text) const;
+    void send(unsigned long level, std::string const& text) const
+    {
+        if (call.log != nullptr)
+            call.log(level, text.c_str(), call.context);
+    }
 };
 
 /** Works on the rig. @return 0, else a code with the reason in the error buffer; lets no exception out */
-int runOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
+int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
 
 /**
  * Works on the one device that the call names, which is the operation's own meanwhile; fails when the device
  * has been unplugged before the end. A recovery module has to be one that could be sent to the device.
  */
-int runOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
+int onDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
 
 /** @return a text that is neither null nor empty */
 std::string requiredText(char const* text, char const* what);

@@ -3,6 +3,8 @@
 #include "emulator/Devices.h"
 #include "emulator/Text.h"
 
+#include <QByteArray>
+
 #include <algorithm>
 #include <chrono>
 #include <fcntl.h>
@@ -79,14 +81,6 @@ FileDescriptor takeMarker(Directory const& root)
     }
 }
 
-/** @return a name in the directory for files being written that is this rig's, and nobody else's */
-std::string workplaceOf(FileDescriptor const& marker)
-{
-    auto const status = marker.status();
-    return std::to_string(status.st_ino) + '-' + std::to_string(status.st_mtim.tv_sec) + '-' +
-           std::to_string(status.st_mtim.tv_nsec);
-}
-
 /** @return whether the directory was not there */
 bool makeDirectory(std::string const& path)
 {
@@ -131,7 +125,7 @@ Rig::Rig(std::string const& path, std::vector<DeviceDescription> const& newDevic
         if (!wasBegun)
             m_marker.write(kMarkerContent, m_root.path(kMarker));
         m_workplaces = m_root.make(kTemporary);
-        m_workplace = workplaceOf(m_marker);
+        m_workplace = "rig-" + std::to_string(m_marker.status().st_ino); // this rig's, and nobody else's
         removeLeftovers();
         m_root.useWorkplace(m_workplaces.make(m_workplace));
         complete(newDevices);
@@ -164,15 +158,15 @@ Directory Rig::devices() const
 
 std::string Rig::select(std::string const& serial) const
 {
+    if (isSerial(serial) && devices().hasDirectory(serial))
+        return serial;
+    if (!serial.empty())
+        throw RigError("No device with serial number " + inQuotes(serial));
     auto const known = serialsIn(devices());
-    if (serial.empty() && known.size() == 1)
-        return known.front();
-    if (serial.empty())
+    if (known.size() != 1)
         throw RigError(known.empty() ? "The rig holds no device"
                                      : "The rig holds several devices: give a serial number to name one");
-    if (!std::binary_search(known.begin(), known.end(), serial))
-        throw RigError("No device with serial number " + inQuotes(serial));
-    return serial;
+    return known.front();
 }
 
 std::shared_ptr<void> Rig::claim(std::string const& serial)
@@ -271,5 +265,72 @@ void unplugDevice(std::string const& path, std::string const& serial)
     if (tree)
         UsbTree::remove(*tree, serial);
 }
+
+namespace RigHold {
+
+namespace {
+
+struct State
+{
+    std::vector<std::shared_ptr<Rig>> holds;
+    std::weak_ptr<Rig> rig; ///< outlives the holds while an operation is still running
+    pid_t owner = 0;
+};
+
+std::mutex s_mutex;
+State s_state;
+
+/** A forked child copies its parent's state but not its hold. */
+State& ownState()
+{
+    if (s_state.owner != ::getpid())
+        s_state = {{}, {}, ::getpid()};
+    return s_state;
+}
+
+} // namespace
+
+std::string configuredRoot()
+{
+    auto const rig = qgetenv("VREL_RIG").toStdString();
+    auto const stateHome = qgetenv("XDG_STATE_HOME").toStdString();
+    auto const home = qgetenv("HOME").toStdString();
+    if (!rig.empty())
+        return rig;
+    if (stateHome.rfind('/', 0) == 0)
+        return stateHome + "/vrel/rig";
+    if (home.empty())
+        throw RigError("There is no place for the rig: neither VREL_RIG nor HOME is set");
+    return home + "/.local/state/vrel/rig";
+}
+
+void take()
+{
+    std::lock_guard const lock(s_mutex);
+    auto& state = ownState();
+    auto rig = state.rig.lock();
+    if (!rig)
+        state.rig = rig = std::make_shared<Rig>(configuredRoot(), standardDevices());
+    state.holds.push_back(std::move(rig));
+}
+
+void giveBack()
+{
+    std::lock_guard const lock(s_mutex);
+    auto& holds = ownState().holds;
+    if (!holds.empty())
+        holds.pop_back();
+}
+
+std::shared_ptr<Rig> current()
+{
+    std::lock_guard const lock(s_mutex);
+    auto const& holds = ownState().holds;
+    if (holds.empty())
+        throw RigError("The rig is not held: acquire the API first");
+    return holds.back();
+}
+
+} // namespace RigHold
 
 } // namespace VrelRig

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "emulator/Operation.h"
+#include "emulator/Files.h"
 
 #include <cstdint>
 #include <string>
@@ -17,12 +17,11 @@ struct StorageKind
     bool isReconfigurable;   ///< takes it more than once
 };
 
-/** One storage device of an emulated device: its partitions, RPMB and partition configuration. */
-class StorageDevice
+/** One storage device of an emulated device: its partitions, RPMB, registers and partition configuration. */
+struct StorageDevice
 {
-public:
     /** @throws RigError when the device has no such storage */
-    StorageDevice(Operation const& operation, std::uint8_t deviceType, std::uint8_t index);
+    StorageDevice(Directory const& device, std::uint8_t deviceType, std::uint8_t index);
 
     /**
      * @return the bytes of the card-information buffer: 548 for an eMMC, 272 for a UFS with attributes, 212
@@ -31,25 +30,16 @@ public:
      */
     std::string cardInfo() const;
 
-    /** Fills a buffer of `size` bytes and sets `size` to the bytes filled. @throws RigError when it is too
-     * small */
-    void copyCardInfo(VrelCardInfo& buffer, std::uint32_t& size) const;
-
-    /** Writes the region, in blocks of 512 bytes, to a file; it has to lie within its partition. */
-    void readPartition(VrelReadRegion const& region, char const* targetPath) const;
-
-    /** Fills the RPMB with zeros, keeping its size. */
-    void clearRpmb() const;
-
-    /** Stores a partition configuration. @throws RigError for a malformed one, and when it cannot be changed
-     */
-    void configurePartitions(char const* configPath) const;
-
-private:
-    Operation const& m_operation;
-    StorageKind const& m_kind;
-    std::string m_title; ///< as it appears in messages
-    Directory m_directory;
+    StorageKind const& kind;
+    std::string title; ///< as it appears in messages
+    Directory directory;
 };
+
+/**
+ * Checks a partition configuration: an element `partitions` that holds elements `partition`, each with a
+ * `name` of its own and a `size` in bytes. @return the number of partitions
+ * @throws RigError naming `path`, line and column of what is wrong
+ */
+std::size_t checkPartitionConfig(std::string const& xml, std::string const& path);
 
 } // namespace VrelRig

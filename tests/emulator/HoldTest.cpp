@@ -1,6 +1,6 @@
 #include "tests/emulator/EmulatorFixture.h"
 
-#include "emulator/RigHold.h"
+#include "emulator/Rig.h"
 #include "emulator/Text.h"
 
 #include <csignal>

@@ -29,11 +29,29 @@ TEST(Text, isParsedStrictly)
 {
     auto const path = VrelRig::UsbPath::parse("3-1.255.7");
     ASSERT_TRUE(path);
-    EXPECT_THAT(path->ports, testing::ElementsAre(1, 255, 7));
-    EXPECT_EQ(std::to_string(path->bus) + ' ' + path->portText(), "3 1.255.7");
-    for (char const* const text :
-         {"", "1", "1-", "-1", "1-0", "0-1", "256-1", "1-256", "1-1.", "1.1", "1-1:1.0", "1-1-1",
-          "1-1.2.3.4.5.6.7.8", "usb1", "1-1 ", "1-1\n", "+1-1", "1-+1"})
+    EXPECT_THAT(path->numbers, testing::ElementsAre(3, 1, 255, 7));
+    EXPECT_EQ(path->portText(), "1.255.7");
+    for (char const* const text : {"",
+                                   "1",
+                                   "1-",
+                                   "-1",
+                                   "1-0",
+                                   "0-1",
+                                   "256-1",
+                                   "1-256",
+                                   "4294967297-1",
+                                   "01-1",
+                                   "1-01",
+                                   "1-1.",
+                                   "1.1",
+                                   "1-1:1.0",
+                                   "1-1-1",
+                                   "1-1.2.3.4.5.6.7.8",
+                                   "usb1",
+                                   "1-1 ",
+                                   "1-1\n",
+                                   "+1-1",
+                                   "1-+1"})
         EXPECT_FALSE(VrelRig::UsbPath::parse(text)) << text;
     EXPECT_EQ(VrelRig::parseNumber("0x3d4F"), 0x3D4FU);
     EXPECT_EQ(VrelRig::parseNumber("18446744073709551615"), ~std::uint64_t(0));

@@ -2,7 +2,6 @@
 
 #include "devices/VrelClaimRule.h"
 #include "emulator/Rig.h"
-#include "emulator/RigHold.h"
 #include "emulator/Text.h"
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
