@@ -7,9 +7,27 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <iterator>
+#include <cerrno>
 
 namespace VrelRig {
+
+namespace {
+
+std::string linkTo(std::string const& serial, char const* entry)
+{
+    return std::string("../") + kDevices + '/' + serial + '/' + kUsb + '/' + entry;
+}
+
+void addLink(Directory const& tree, std::string const& name, std::string const& text)
+{
+    if (tree.linkText(name) == text)
+        return;
+    if (tree.has(name))
+        throw RigError(inQuotes(tree.path(name)) + " is there already: another device is at this path");
+    tree.makeLink(name, text);
+}
+
+} // namespace
 
 std::optional<UsbPath> UsbPath::parse(std::string const& text)
 {
@@ -37,12 +55,12 @@ bool isSerial(std::string const& text)
 
 std::vector<std::string> serialsIn(Directory const& devices)
 {
-    auto names = devices.names();
-    auto const isNoDevice = [&](std::string const& name) {
-        return !isSerial(name) || !devices.hasDirectory(name);
-    };
-    names.erase(std::remove_if(names.begin(), names.end(), isNoDevice), names.end());
-    return names;
+    std::vector<std::string> serials;
+    for (auto const& name : devices.names()) {
+        if (isSerial(name) && devices.hasDirectory(name))
+            serials.push_back(name);
+    }
+    return serials;
 }
 
 UsbPath locationOf(Directory const& device)
@@ -59,55 +77,20 @@ std::optional<UsbPath> readableLocation(Directory const& devices, std::string co
 {
     try {
         return locationOf(devices.open(serial));
-    } catch (RigError const&) {
+    } catch (RigError const& error) {
+        if (error.code == EMFILE || error.code == ENFILE || error.code == ENOMEM)
+            throw;           // tells nothing of the device
         return std::nullopt; // an operation on the device tells what is wrong with it
     }
 }
 
-void listDevices(Directory const& devices, VrelDeviceList& list)
-{
-    list = {};
-    for (auto const& serial : serialsIn(devices)) {
-        if (list.count == std::size(list.locations))
-            return;
-        auto const path = readableLocation(devices, serial);
-        if (!path)
-            continue;
-        auto& location = list.locations[list.count];
-        location.bus = path->numbers.front();
-        location.portCount = static_cast<std::int32_t>(path->numbers.size()) - 1;
-        std::copy(path->numbers.begin() + 1, path->numbers.end(), location.ports);
-        serial.copy(list.names[list.count++], serial.size());
-    }
-}
-
-namespace UsbTree {
-
-namespace {
-
-std::string linkTo(std::string const& serial, char const* entry)
-{
-    return std::string("../") + kDevices + '/' + serial + '/' + kUsb + '/' + entry;
-}
-
-void addLink(Directory const& tree, std::string const& name, std::string const& text)
-{
-    if (tree.linkText(name) == text)
-        return;
-    if (tree.has(name))
-        throw RigError(inQuotes(tree.path(name)) + " is there already: another device is at this path");
-    tree.makeLink(name, text);
-}
-
-} // namespace
-
-void make(Directory const& tree, Directory const& devices)
+void makeUsbTree(Directory const& tree, Directory const& devices)
 {
     for (auto const& serial : serialsIn(devices)) {
         auto const path = readableLocation(devices, serial);
         if (!path || tree.has(path->text))
             continue;
-        add(tree, serial, *path);
+        addToUsbTree(tree, serial, *path);
         auto const bus = std::to_string(path->numbers.front());
         if (tree.has("usb" + bus))
             continue;
@@ -116,13 +99,13 @@ void make(Directory const& tree, Directory const& devices)
     }
 }
 
-void add(Directory const& tree, std::string const& serial, UsbPath const& path)
+void addToUsbTree(Directory const& tree, std::string const& serial, UsbPath const& path)
 {
     addLink(tree, path.text, linkTo(serial, kUsbDevice));
     addLink(tree, path.text + ":1.0", linkTo(serial, kUsbInterface));
 }
 
-void remove(Directory const& tree, std::string const& serial)
+void removeFromUsbTree(Directory const& tree, std::string const& serial)
 {
     for (auto const& name : tree.names()) {
         auto const text = tree.linkText(name);
@@ -130,7 +113,5 @@ void remove(Directory const& tree, std::string const& serial)
             tree.remove(name);
     }
 }
-
-} // namespace UsbTree
 
 } // namespace VrelRig

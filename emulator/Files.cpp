@@ -54,7 +54,8 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
 
 void failAt(std::string const& action, std::string const& path)
 {
-    failTo(action, path, std::generic_category().message(errno));
+    int const code = errno;
+    failTo(action, path, std::generic_category().message(code), code);
 }
 
 FileDescriptor::FileDescriptor(int descriptor)

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>

@@ -97,7 +97,7 @@ int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work
 {
     return guarded(call, [&] {
         failAsAsked(call.name);
-        work(*RigHold::current());
+        work(*heldRig());
     });
 }
 
@@ -106,7 +106,7 @@ int onDevice(OperationCall const& call, std::function<void(Operation const&)> co
     return guarded(call, [&] {
         auto const delay = wantedDelay();
         failAsAsked(call.name, delay);
-        auto const rig = RigHold::current();
+        auto const rig = heldRig();
         auto const serial = rig->select(&required(call.serial, "serial number"));
         auto const claim = rig->claim(serial);
         std::this_thread::sleep_for(delay);

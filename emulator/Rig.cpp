@@ -81,16 +81,6 @@ FileDescriptor takeMarker(Directory const& root)
     }
 }
 
-/** @return whether the directory was not there */
-bool makeDirectory(std::string const& path)
-{
-    std::error_code error;
-    bool const isNew = std::filesystem::create_directories(path, error);
-    if (error)
-        failTo("make directory", path, error.message());
-    return isNew;
-}
-
 /** @return the root of a rig that has been made */
 Directory existingRig(std::string const& path)
 {
@@ -111,12 +101,34 @@ Directory deviceToMove(Directory const& from, Directory const& to, std::string c
     return from.open(serial);
 }
 
+/** The process's hold on the rig, shared and counted. */
+struct Hold
+{
+    std::vector<std::shared_ptr<Rig>> holds;
+    std::weak_ptr<Rig> rig; ///< outlives the holds while an operation is still running
+    pid_t owner = 0;
+};
+
+std::mutex s_mutex;
+Hold s_hold;
+
+/** A forked child copies its parent's state but not its hold. */
+Hold& ownHold()
+{
+    if (s_hold.owner != ::getpid())
+        s_hold = {{}, {}, ::getpid()};
+    return s_hold;
+}
+
 } // namespace
 
 Rig::Rig(std::string const& path, std::vector<DeviceDescription> const& newDevices)
     : m_owner(::getpid())
 {
-    bool const isNewDirectory = makeDirectory(path);
+    std::error_code error;
+    bool const isNewDirectory = std::filesystem::create_directories(path, error);
+    if (error)
+        failTo("make directory", path, error.message());
     bool wasBegun = true;
     try {
         m_root = Directory(path);
@@ -198,8 +210,8 @@ void Rig::complete(std::vector<DeviceDescription> const& newDevices)
     if (m_isNew)
         makeDevices(parts.make(kDevices), newDevices);
     if (m_isNew || isTreeNew)
-        UsbTree::make(isTreeNew ? parts.make(kUsbTree) : m_root.open(kUsbTree),
-                      m_isNew ? parts.open(kDevices) : devices());
+        makeUsbTree(isTreeNew ? parts.make(kUsbTree) : m_root.open(kUsbTree),
+                    m_isNew ? parts.open(kDevices) : devices());
     if (isTreeNew)
         parts.rename(kUsbTree, m_root, kUsbTree);
     if (m_isNew)
@@ -230,7 +242,8 @@ std::string checkRig(std::string const& path)
     if (isHeld(marker))
         throw RigError("Another process holds the rig " + inQuotes(path));
     bool const isMade = isBegun(root, marker) && root.has(kDevices);
-    for (auto const* const part : {kTemporary, kDevices, kUsbTree}) {
+    (root.has(kTemporary) ? root.open(kTemporary) : root).requireWritable();
+    for (auto const* const part : {kDevices, kUsbTree}) {
         if (root.has(part))
             root.open(part);
         else
@@ -249,7 +262,7 @@ void plugDevice(std::string const& path, std::string const& serial)
     auto const device = deviceToMove(unplugged, devices, serial, "plugged in");
     // The tree's links come first and go last: as long as the device is not there, they lead nowhere.
     if (root.has(kUsbTree))
-        UsbTree::add(root.open(kUsbTree), serial, locationOf(device));
+        addToUsbTree(root.open(kUsbTree), serial, locationOf(device));
     unplugged.rename(serial, devices, serial);
 }
 
@@ -263,32 +276,8 @@ void unplugDevice(std::string const& path, std::string const& serial)
     auto const tree = root.has(kUsbTree) ? std::make_optional(root.open(kUsbTree)) : std::nullopt;
     devices.rename(serial, unplugged, serial);
     if (tree)
-        UsbTree::remove(*tree, serial);
+        removeFromUsbTree(*tree, serial);
 }
-
-namespace RigHold {
-
-namespace {
-
-struct State
-{
-    std::vector<std::shared_ptr<Rig>> holds;
-    std::weak_ptr<Rig> rig; ///< outlives the holds while an operation is still running
-    pid_t owner = 0;
-};
-
-std::mutex s_mutex;
-State s_state;
-
-/** A forked child copies its parent's state but not its hold. */
-State& ownState()
-{
-    if (s_state.owner != ::getpid())
-        s_state = {{}, {}, ::getpid()};
-    return s_state;
-}
-
-} // namespace
 
 std::string configuredRoot()
 {
@@ -304,33 +293,31 @@ std::string configuredRoot()
     return home + "/.local/state/vrel/rig";
 }
 
-void take()
+void takeRig()
 {
     std::lock_guard const lock(s_mutex);
-    auto& state = ownState();
-    auto rig = state.rig.lock();
+    auto& hold = ownHold();
+    auto rig = hold.rig.lock();
     if (!rig)
-        state.rig = rig = std::make_shared<Rig>(configuredRoot(), standardDevices());
-    state.holds.push_back(std::move(rig));
+        hold.rig = rig = std::make_shared<Rig>(configuredRoot(), standardDevices());
+    hold.holds.push_back(std::move(rig));
 }
 
-void giveBack()
+void giveRigBack()
 {
     std::lock_guard const lock(s_mutex);
-    auto& holds = ownState().holds;
+    auto& holds = ownHold().holds;
     if (!holds.empty())
         holds.pop_back();
 }
 
-std::shared_ptr<Rig> current()
+std::shared_ptr<Rig> heldRig()
 {
     std::lock_guard const lock(s_mutex);
-    auto const& holds = ownState().holds;
+    auto const& holds = ownHold().holds;
     if (holds.empty())
         throw RigError("The rig is not held: acquire the API first");
     return holds.back();
 }
-
-} // namespace RigHold
 
 } // namespace VrelRig

@@ -27,8 +27,6 @@ public:
     Rig(std::string const& path, std::vector<DeviceDescription> const& newDevices);
 
     ~Rig();
-    Rig(Rig const&) = delete;
-    Rig& operator=(Rig const&) = delete;
 
     /** @return whether the rig was made */
     bool isNew() const { return m_isNew; }
@@ -74,24 +72,21 @@ void plugDevice(std::string const& path, std::string const& serial);
 /** Moves it aside. */
 void unplugDevice(std::string const& path, std::string const& serial);
 
-/** The process's hold on the rig, shared and counted. Safe for any thread. */
-namespace RigHold {
+// The process's hold on the rig, shared and counted. Safe for any thread.
 
 /**
  * Takes one hold. The first one opens the rig, making it when there is none.
  * @throws RigError when another process has the rig, or it can be neither opened nor made
  */
-void take();
+void takeRig();
 
 /** Gives one hold back; the last one gives the rig back. Without a hold nothing happens. */
-void giveBack();
+void giveRigBack();
 
 /** @return the held rig, which stays locked as long as it is in use. @throws RigError without a hold */
-std::shared_ptr<Rig> current();
+std::shared_ptr<Rig> heldRig();
 
 /** @return the directory of the rig that the environment names, VREL_RIG or the user's state directory */
 std::string configuredRoot();
-
-} // namespace RigHold
 
 } // namespace VrelRig

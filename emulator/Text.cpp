@@ -12,9 +12,9 @@ std::string inQuotes(std::string const& text)
     return "'" + text + "'";
 }
 
-void failTo(std::string const& action, std::string const& path, std::string const& reason)
+void failTo(std::string const& action, std::string const& path, std::string const& reason, int code)
 {
-    throw RigError("Cannot " + action + ' ' + inQuotes(path) + ": " + reason);
+    throw RigError("Cannot " + action + ' ' + inQuotes(path) + ": " + reason, code);
 }
 
 std::optional<std::string> parseHex(std::string const& text)

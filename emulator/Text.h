@@ -11,17 +11,23 @@
 namespace VrelRig {
 
 /** Why something in or around the rig cannot be done; the text names the cause and is shown to the user. */
-class RigError : public std::runtime_error
+struct RigError : std::runtime_error
 {
-public:
-    using std::runtime_error::runtime_error;
+    explicit RigError(std::string const& text, int systemCode = 0)
+        : runtime_error(text)
+        , code(systemCode)
+    {
+    }
+
+    int code; ///< the system's, where that refused
 };
 
 /** @return the text in single quotes, as paths and names appear in error texts */
 std::string inQuotes(std::string const& text);
 
 /** @throws RigError "Cannot ACTION 'PATH': REASON" */
-[[noreturn]] void failTo(std::string const& action, std::string const& path, std::string const& reason);
+[[noreturn]] void failTo(std::string const& action, std::string const& path, std::string const& reason,
+                         int code = 0);
 
 /** @return what the caller handed in, named `what` in the error text. @throws RigError for a null pointer */
 template <typename T>

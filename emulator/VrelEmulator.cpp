@@ -7,17 +7,11 @@
 
 #include <QCryptographicHash>
 
-#include <filesystem>
 #include <tuple>
 
 namespace VrelRig {
 
 namespace {
-
-QString fileNameOf(std::string const& path)
-{
-    return QString::fromStdString(std::filesystem::path(path).filename().string());
-}
 
 /** Takes a file to the device, of which only name, size and digest are kept. @return these */
 QJsonObject download(Operation const& on, std::string const& what, InputFile const& file)
@@ -32,7 +26,7 @@ QJsonObject download(Operation const& on, std::string const& what, InputFile con
         on.trace("RX " + what + " acknowledged");
         on.info("Downloading " + what + ": " + std::to_string(quarter * 25) + " %");
     }
-    return {{"file", fileNameOf(file.path())},
+    return {{"file", QString::fromStdString(file.path()).section('/', -1)},
             {"size", static_cast<qint64>(file.size())},
             {"sha256", QString::fromLatin1(hash.result().toHex())}};
 }
@@ -84,7 +78,7 @@ void provision(Operation const& on, std::string const& kind, char const* title, 
     // The record comes last: until it names the new content, the old one counts.
     storeCounted(directory, record,
                  {{"content", QString::fromStdString(next)},
-                  {"file", fileNameOf(path)},
+                  {"file", QString::fromUtf8(path).section('/', -1)},
                   {"size", static_cast<qint64>(content.size())}});
     if ((last == names[0] || last == names[1]) && directory.has(last))
         directory.remove(last);
@@ -129,7 +123,21 @@ public:
     int listDevices(VrelDeviceList* devices, char* errorText) override
     {
         return onRig({__func__, nullptr, errorText}, [&](Rig const& rig) {
-            VrelRig::listDevices(rig.devices(), required(devices, "place for the device list"));
+            auto& list = required(devices, "place for the device list");
+            auto const plugged = rig.devices();
+            list = {};
+            for (auto const& serial : serialsIn(plugged)) {
+                auto const path = readableLocation(plugged, serial);
+                if (!path)
+                    continue;
+                auto& location = list.locations[list.count];
+                location.bus = path->numbers.front();
+                location.portCount = static_cast<std::int32_t>(path->numbers.size()) - 1;
+                std::copy(path->numbers.begin() + 1, path->numbers.end(), location.ports);
+                serial.copy(list.names[list.count], serial.size());
+                if (++list.count == std::size(list.locations))
+                    return;
+            }
         });
     }
 
@@ -395,7 +403,7 @@ extern "C" {
 {
     static VrelRig::VrelEmulator s_emulator;
     try {
-        VrelRig::RigHold::take();
+        VrelRig::takeRig();
         return &s_emulator;
     } catch (...) {
         return nullptr;
@@ -405,7 +413,7 @@ extern "C" {
 [[gnu::visibility("default")]] void api_release()
 {
     try {
-        VrelRig::RigHold::giveBack();
+        VrelRig::giveRigBack();
     } catch (...) {
         // The C boundary has no way to report; a mutex that cannot be locked leaves the hold as it was.
     }

@@ -94,10 +94,10 @@ TEST_F(HoldTest, findsTheRigWithoutVariable)
 {
     ::unsetenv("VREL_RIG");
     ::setenv("XDG_STATE_HOME", "/state", 1);
-    EXPECT_EQ(VrelRig::RigHold::configuredRoot(), "/state/vrel/rig");
+    EXPECT_EQ(VrelRig::configuredRoot(), "/state/vrel/rig");
     ::setenv("XDG_STATE_HOME", "not-absolute", 1);
     ::setenv("HOME", "/home/user", 1);
-    EXPECT_EQ(VrelRig::RigHold::configuredRoot(), "/home/user/.local/state/vrel/rig");
+    EXPECT_EQ(VrelRig::configuredRoot(), "/home/user/.local/state/vrel/rig");
 }
 
 TEST_F(HoldTest, isNotMadeOfMalformedDevices)

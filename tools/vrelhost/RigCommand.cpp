@@ -83,7 +83,7 @@ std::optional<QString> RigCommand::check(std::optional<QString> const& directory
     bool const isUsable = isDone(
         log, QStringLiteral("The rig cannot be taken"),
         directory ? QStringLiteral("name another one") : QStringLiteral("VREL_RIG names another one"), [&] {
-            found = VrelRig::checkRig(directory ? bytes(*directory) : VrelRig::RigHold::configuredRoot());
+            found = VrelRig::checkRig(directory ? bytes(*directory) : VrelRig::configuredRoot());
         });
     return isUsable ? std::make_optional(QString::fromUtf8(found.c_str())) : std::nullopt;
 }
