@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,7 +18,7 @@ EmulatorTest::EmulatorTest()
 
 std::string EmulatorTest::makeFile(std::string const& name, std::string const& content) const
 {
-    put((m_directory / name).string(), content);
+    std::ofstream((m_directory / name).string(), std::ios::binary) << content;
     return (m_directory / name).string();
 }
 
@@ -36,18 +35,6 @@ void HeldRigTest::expect(int result, std::string const& cause) const
     if (!cause.empty()) {
         EXPECT_THAT(m_error, testing::HasSubstr(cause));
     }
-}
-
-std::string contentOf(std::string const& path)
-{
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-void put(std::string const& path, std::string const& content)
-{
-    std::ofstream(path, std::ios::binary) << content;
 }
 
 int runInChild(std::function<int()> const& work)

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,6 @@ protected:
     /** @return a file in the test's directory with this content */
     std::string makeFile(std::string const& name, std::string const& content) const;
 
-    std::string rigFile(std::string const& name) const { return m_rig + '/' + name; }
-
     std::filesystem::path m_directory;
     std::string m_rig;
     std::string m_module;
@@ -31,7 +30,6 @@ constexpr char const* kSecond = "5E6F7A8B"; ///< has a UFS
 
 // Types and indices of storage devices.
 constexpr std::uint8_t kEmmc = 2;
-constexpr std::uint8_t kUfs = 3;
 constexpr std::uint8_t kZero = 0;
 
 /** The same, with the API acquired. */
@@ -51,8 +49,16 @@ protected:
     /** Expects the result of an operation: success without a cause, else a text that holds it. */
     void expect(int result, std::string const& cause) const;
 
+    /** Hands "LEVEL TEXT" on to m_log of the test that the context is. */
+    static void handOn(unsigned long level, char const* text, void* test)
+    {
+        static_cast<HeldRigTest*>(test)->m_log(std::to_string(level) + ' ' + text);
+    }
+
     IVrelAPI* m_api;
     char m_error[kVrelErrorTextSize] = "untouched";
+    std::unique_ptr<VrelDeviceList> m_list = std::make_unique<VrelDeviceList>();
+    std::function<void(std::string const&)> m_log;
 };
 
 /** An operation called with arguments that succeed on a new rig, but for those given. */
@@ -76,11 +82,6 @@ struct Operation
 
 /** @return all operations on a device, each after those whose work it needs */
 std::vector<Operation> const& deviceOperations();
-
-/** @return the content of a file, also of one that is not there */
-std::string contentOf(std::string const& path);
-
-void put(std::string const& path, std::string const& content);
 
 /** Runs the work in a child process, which ends without cleaning up. @return its process ID */
 int runInChild(std::function<int()> const& work);

@@ -3,9 +3,11 @@
 #include "emulator/Rig.h"
 #include "emulator/Text.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using testing::HasSubstr;
@@ -61,43 +63,22 @@ TEST_F(HoldTest, endsWithTheLastReleaseThoughAChildHasACopy)
 
 TEST_F(HoldTest, tellsThatPermissionIsMissing)
 {
-    ASSERT_EQ(::chmod(m_directory.c_str(), 0755) + ::mkdir(m_rig.c_str(), 0755), 0);
-    auto const deniedToOthers = [&] {
-        return waitForChild(runInChild([] {
+    auto const deniedToOthers = [](std::string const& rig) {
+        ::setenv("VREL_RIG", rig.c_str(), 1);
+        return waitForChild(runInChild([&] {
             if (::geteuid() == 0 && ::seteuid(65534) != 0)
                 return 1;
-            ::chmod(std::getenv("VREL_RIG"), 0555); // of a user who is not root
-            auto const cause = errorOf([] { VrelRig::checkRig(std::getenv("VREL_RIG")); });
+            auto const cause = errorOf([&] { VrelRig::checkRig(rig); });
             return cause.find("Permission denied") == std::string::npos || acquireAsExitCode() == 0 ? 2 : 0;
         }));
     };
-    EXPECT_EQ(deniedToOthers(), 0);
-    ::setenv("VREL_RIG", rigFile("new").c_str(), 1);
-    EXPECT_EQ(deniedToOthers(), 0);
-    ::chmod(m_rig.c_str(), 0755);
-}
-
-TEST_F(HoldTest, isMadeOnceByProcessesThatRace)
-{
-    std::vector<int> children(8);
-    for (auto& child : children)
-        child = runInChild([] {
-            return errorOf([] { VrelRig::createRig(std::getenv("VREL_RIG"), VrelRig::standardDevices()); })
-                .empty();
-        });
-    EXPECT_EQ(std::count_if(children.begin(), children.end(), waitForChild), 1);
-    EXPECT_EQ(acquireAsExitCode(), 0);
-    api_release();
-}
-
-TEST_F(HoldTest, findsTheRigWithoutVariable)
-{
-    ::unsetenv("VREL_RIG");
-    ::setenv("XDG_STATE_HOME", "/state", 1);
-    EXPECT_EQ(VrelRig::configuredRoot(), "/state/vrel/rig");
-    ::setenv("XDG_STATE_HOME", "not-absolute", 1);
-    ::setenv("HOME", "/home/user", 1);
-    EXPECT_EQ(VrelRig::configuredRoot(), "/home/user/.local/state/vrel/rig");
+    auto const taken = (m_directory / "taken").string();
+    VrelRig::createRig(taken, {});
+    ASSERT_EQ(::chmod(m_directory.c_str(), 0755) + ::chmod((taken + "/.vrel-rig").c_str(), 0666) +
+                  ::chmod((taken + "/.tmp").c_str(), 0555) + ::mkdir(m_rig.c_str(), 0555),
+              0);
+    for (auto const& rig : {m_rig, m_rig + "/new", taken})
+        EXPECT_EQ(deniedToOthers(rig), 0) << rig;
 }
 
 TEST_F(HoldTest, isNotMadeOfMalformedDevices)
@@ -112,6 +93,30 @@ TEST_F(HoldTest, isNotMadeOfMalformedDevices)
         EXPECT_THAT(errorOf([&] { VrelRig::createRig(m_rig, {good, device}); }), HasSubstr("Malformed"));
         EXPECT_FALSE(std::filesystem::exists(m_rig)) << device.serial << ' ' << device.path;
     }
+}
+
+TEST_F(HoldTest, leavesNoHalfRigWhenItsMakerIsKilled)
+{
+    constexpr int kRounds = 24;
+    auto const start = std::chrono::steady_clock::now();
+    ASSERT_EQ(waitForChild(runInChild(acquireAsExitCode)), 0);
+    auto const duration = std::chrono::steady_clock::now() - start;
+    int interrupted = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        std::filesystem::remove_all(m_rig);
+        auto const child = runInChild(acquireAsExitCode);
+        std::this_thread::sleep_for(duration * round / kRounds);
+        ::kill(child, SIGKILL);
+        waitForChild(child);
+        bool const isMade = std::filesystem::exists(m_rig + "/devices");
+        EXPECT_TRUE(!isMade || std::filesystem::exists(m_rig + "/sysfs/2-1/speed")) << round;
+        interrupted += isMade ? 0 : 1;
+        EXPECT_EQ(acquireAsExitCode(), 0) << round;
+        api_release();
+        EXPECT_THAT(VrelRig::checkRig(m_rig), HasSubstr("devices plugged in: 2"));
+        EXPECT_TRUE(std::filesystem::is_empty(m_rig + "/.tmp"));
+    }
+    EXPECT_GT(interrupted, 0);
 }
 
 } // namespace

@@ -3,8 +3,10 @@
 #include "emulator/Files.h"
 #include "emulator/Text.h"
 
-#include <future>
-#include <thread>
+#include <chrono>
+#include <cstdlib>
+#include <sys/resource.h>
+#include <tuple>
 #include <unistd.h>
 
 using testing::ElementsAre;
@@ -63,30 +65,17 @@ TEST_F(OperationTest, tellsVersionAndDevices)
     m_api->getApiVersion(nullptr);
     EXPECT_STREQ(version.versionText, "1.0.0-emulator");
     EXPECT_EQ(version.textLength, -1);
-    auto const list = std::make_unique<VrelDeviceList>();
-    expect(m_api->listDevices(list.get(), m_error), "");
-    ASSERT_EQ(list->count, 2U);
-    EXPECT_STREQ(list->names[1], kSecond);
-    EXPECT_EQ(list->locations[0].bus, 1);
-    EXPECT_THAT(
-        std::vector(list->locations[0].ports, list->locations[0].ports + list->locations[0].portCount),
-        ElementsAre(4, 2));
+    expect(m_api->listDevices(m_list.get(), m_error), "");
+    EXPECT_EQ(m_list->locations[0].portCount, 2);
     expect(m_api->listDevices(nullptr, m_error), "null pointer");
 }
 
 TEST_F(OperationTest, knowsStorageDevicesByTypeAndFillsNoBufferThatIsTooSmall)
 {
-    struct Case
-    {
-        std::uint8_t type;
-        std::uint32_t size;
-        char const* cause;
-    };
-    for (auto [type, size, cause] : {Case{1, 0, ""},
+    for (auto [type, size, cause] : {std::tuple(std::uint8_t(1), 0U, ""),
                                      {2, 548, ""},
                                      {2, 547, "the buffer holds 547"},
                                      {2, ~0U, ""},
-                                     {3, 548, "no UFS"},
                                      {9, 548, "Unknown storage device type 9"}}) {
         VrelCardInfo info = {};
         expect(run(&IVrelAPI::getCardInfo, &type, kZero, &info, &size, kFirst), cause);
@@ -106,56 +95,29 @@ TEST_F(OperationTest, movesLifecycleForwardOnly)
     }
 }
 
-TEST_F(OperationTest, refusesASecondOperationOnABusyDevice)
-{
-    struct Pause
-    {
-        std::promise<void> reached;
-        std::promise<void> ended;
-        bool isOver = false;
-    } pause;
-    auto const waitOnce = [](unsigned long, char const*, void* context) {
-        auto& inner = *static_cast<Pause*>(context);
-        if (!std::exchange(inner.isOver, true)) {
-            inner.reached.set_value();
-            inner.ended.get_future().wait();
-        }
-    };
-    char otherError[kVrelErrorTextSize] = "";
-    auto first = std::async(std::launch::async, [&] {
-        return m_api->clearRpmb(m_module.c_str(), 2, 0, kFirst, otherError, waitOnce, &pause);
-    });
-    pause.reached.get_future().wait();
-    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "busy");
-    expect(run(&IVrelAPI::clearRpmb, kUfs, kZero, kSecond), "");
-    pause.ended.set_value();
-    EXPECT_EQ(first.get(), 0) << otherError;
-    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "");
-}
-
-TEST_F(OperationTest, reportsTrafficAndProgressAndSurvivesAThrowingCallback)
+TEST_F(OperationTest, isTheOnlyOneOnItsDeviceAndReportsTrafficToACallbackThatMayThrow)
 {
     std::vector<std::string> lines;
-    auto const record = [](unsigned long level, char const* text, void* context) {
-        static_cast<std::vector<std::string>*>(context)->push_back(std::to_string(level) + ' ' + text);
+    m_log = [&](std::string const& line) {
+        lines.push_back(line);
+        expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "busy");
     };
-    ASSERT_EQ(m_api->clearRpmb(m_module.c_str(), 3, 0, kSecond, m_error, record, &lines), 0);
+    expect(m_api->clearRpmb(m_module.c_str(), kEmmc, kZero, kFirst, m_error, handOn, this), "");
     EXPECT_THAT(lines,
                 ElementsAre(StartsWith("1 Reading first packet"), StartsWith("1 TX "), StartsWith("1 TX "),
-                            "2 Cleared 131072 bytes of RPMB on UFS 0", StartsWith("1 RX ")));
-    auto const fail = [](unsigned long, char const*, void*) { throw 1; };
-    EXPECT_NE(m_api->clearRpmb(m_module.c_str(), 3, 0, kSecond, m_error, fail, nullptr), 0);
+                            "2 Cleared 131072 bytes of RPMB on eMMC 0", StartsWith("1 RX ")));
+    m_log = [](std::string const&) { throw 1; };
+    EXPECT_NE(m_api->clearRpmb(m_module.c_str(), kEmmc, kZero, kFirst, m_error, handOn, this), 0);
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "");
 }
 
 TEST_F(OperationTest, aDeviceThatVanishesFailsItsOperation)
 {
-    auto device = rigFile("devices/0A1B2C3D");
-    auto const vanish = [](unsigned long, char const* text, void* context) {
-        if (std::string(text) == "TX clearRpmb")
-            std::filesystem::rename(*static_cast<std::string*>(context), "elsewhere");
+    m_log = [&](std::string const& line) {
+        if (line == "1 TX clearRpmb")
+            std::filesystem::rename(m_rig + "/devices/0A1B2C3D", m_directory / "elsewhere");
     };
-    std::filesystem::current_path(m_directory);
-    expect(m_api->clearRpmb(m_module.c_str(), kEmmc, 0, kFirst, m_error, vanish, &device),
+    expect(m_api->clearRpmb(m_module.c_str(), kEmmc, 0, kFirst, m_error, handOn, this),
            "'0A1B2C3D' was unplugged");
 }
 
@@ -168,6 +130,74 @@ TEST_F(OperationTest, aFileThatChangesWhileItIsReadIsNoInput)
     VrelRig::InputFile const rewritten(path);
     auto const rewrite = [&](std::string_view) { std::filesystem::last_write_time(path, {}); };
     EXPECT_THROW(rewritten.read(0, 70000, rewrite), VrelRig::RigError);
+}
+
+TEST_F(OperationTest, withoutDescriptorsTellsNoLessDevices)
+{
+    rlimit usual = {};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    for (rlim_t most = 0; most < 20; ++most) {
+        rlimit const few = {most, usual.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        int const result = m_api->listDevices(m_list.get(), m_error);
+        ::setrlimit(RLIMIT_NOFILE, &usual);
+        expect(result, result == 0 ? "" : "Too many open files");
+        EXPECT_TRUE(result != 0 || m_list->count == 2) << most;
+    }
+    expect(m_api->listDevices(m_list.get(), m_error), "");
+}
+
+TEST_F(OperationTest, failsAsTheEnvironmentTells)
+{
+    auto const x = [](std::size_t count) { return std::string(count, 'x'); };
+    std::tuple<std::string, int, std::string> const cases[] = {
+        {":-3", -3, "untouched"},
+        {":0x1F:", 31, ""},
+        {":-2147483648:a: b", -2147483647 - 1, "a: b"},
+        {":0x80000001", -2147483647, "untouched"},
+        {":1:" + x(1023), 1, x(1023)},
+        {":1:" + x(1024), 1, x(1023)},
+        {":1:" + x(1022) + "ä", 1, x(1022)}, // no half character
+        {":1:" + x(1021) + "😀", 1, x(1021)},
+        {":1:" + x(1020) + "€x", 1, x(1020) + "€"},
+    };
+    for (auto const& operation : deviceOperations()) {
+        for (auto const& [fault, code, text] : cases) {
+            ::setenv("VREL_RIG_FAULT", (operation.name + fault).c_str(), 1);
+            std::string error = "untouched";
+            error.resize(kVrelErrorTextSize);
+            error += '#';
+            EXPECT_EQ(operation.call(*m_api, {nullptr, nullptr, nullptr, kFirst, error.data()}), code);
+            EXPECT_EQ(error.c_str() + error.substr(kVrelErrorTextSize), text + '#') << operation.name;
+        }
+    }
+    expect(m_api->listDevices(m_list.get(), m_error), "");
+}
+
+TEST_F(OperationTest, refusesMalformedSettings)
+{
+    for (char const* const fault :
+         {"readToken", "readToken:", "readToken:x", "readToken:0x", "readToken:0", "readToken:4294967296",
+          "readToken:--1", "noSuchThing:1", "getApiVersion:1", ":1", "readToken: 5", "readToken:0 1",
+          "readToken writeToken:1"}) {
+        ::setenv("VREL_RIG_FAULT", fault, 1);
+        expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "VREL_RIG_FAULT");
+        expect(m_api->listDevices(m_list.get(), m_error), fault);
+    }
+    ::unsetenv("VREL_RIG_FAULT");
+    ::setenv("VREL_RIG_DELAY_MS", "1s", 1);
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "VREL_RIG_DELAY_MS");
+}
+
+TEST_F(OperationTest, isDelayedOnADeviceOnly)
+{
+    auto const start = std::chrono::steady_clock::now();
+    auto const elapsed = [&] { return std::chrono::steady_clock::now() - start; };
+    ::setenv("VREL_RIG_DELAY_MS", "1000", 1);
+    expect(m_api->listDevices(m_list.get(), m_error), "");
+    EXPECT_LT(elapsed(), std::chrono::seconds(1));
+    expect(run(&IVrelAPI::clearRpmb, kEmmc, kZero, kFirst), "");
+    EXPECT_GE(elapsed(), std::chrono::seconds(1));
 }
 
 } // namespace
