@@ -1,0 +1,68 @@
+#include "tests/emulator/EmulatorFixture.h"
+#include "tests/fuzz/Require.h"
+
+#include <cstdlib>
+#include <fstream>
+
+/**
+ * @file
+ * A file of a device in a rig, chosen by the first byte, or a partition configuration: through an operation
+ * that reads it.
+ */
+namespace {
+
+constexpr std::pair<char const*, char const*> kReaders[] = {
+    {"device.json", "idDevice"},
+    {"device.json", "getTokenPid"},
+    {"device.json", "startOver"},
+    {"start-over.json", "startOver"},
+    {"lifecycle.json", "setDeviceLifecycleStage"},
+    {"firmware/recovery.json", "fwRecovery"},
+    {"provisioning/oem-ifp.json", "oemIfpProvision"},
+    {"storage/emmc-0/ocr.hex", "getCardInfo"},
+    {"storage/emmc-0/cid.hex", "getCardInfo"},
+    {"tokens/slot-0.bin", "configPartitions"},
+};
+
+std::string contentOf(std::string const& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string s_rig = "/dev/shm/vrel-fuzz-XXXXXX"; // where nothing waits for a disk
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    ::setenv("VREL_RIG", ::mkdtemp(s_rig.data()), 1);
+    return std::atexit([] { std::filesystem::remove_all(s_rig); });
+}
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+{
+    static IVrelAPI* const s_api = api_acquire();
+    if (size == 0)
+        return 0;
+    auto const& [file, name] = kReaders[static_cast<unsigned>(data[0] - '0') % std::size(kReaders)];
+    std::string const content(data + 1, data + size);
+    auto const device = s_rig + "/devices/" + kFirst + '/';
+    auto const path = device + file;
+    auto const usual = contentOf(path);
+    std::ofstream(path, std::ios::binary) << content;
+    for (auto const& operation : deviceOperations()) {
+        char error[kVrelErrorTextSize] = "";
+        if (operation.name != std::string(name))
+            continue;
+        int const result = operation.call(*s_api, {path.c_str(), path.c_str(), "", kFirst, error});
+        require((result == 0) == (error[0] == '\0'), "a failure alone has a text");
+        require(result == 0 || contentOf(path) == content, "what failed leaves its file");
+        require(s_api->listDevices(std::make_unique<VrelDeviceList>().get(), error) == 0, "all are listed");
+    }
+    std::filesystem::remove(device + "storage/emmc-0/partitions.xml");
+    std::filesystem::remove(path);
+    if (!usual.empty())
+        std::ofstream(path, std::ios::binary) << usual;
+    return 0;
+}
