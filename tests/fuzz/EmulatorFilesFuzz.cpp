@@ -13,14 +13,11 @@ namespace {
 
 constexpr std::pair<char const*, char const*> kReaders[] = {
     {"device.json", "idDevice"},
-    {"device.json", "getTokenPid"},
-    {"device.json", "startOver"},
     {"start-over.json", "startOver"},
     {"lifecycle.json", "setDeviceLifecycleStage"},
     {"firmware/recovery.json", "fwRecovery"},
     {"provisioning/oem-ifp.json", "oemIfpProvision"},
     {"storage/emmc-0/ocr.hex", "getCardInfo"},
-    {"storage/emmc-0/cid.hex", "getCardInfo"},
     {"tokens/slot-0.bin", "configPartitions"},
 };
 
@@ -34,15 +31,13 @@ std::string s_rig = "/dev/shm/vrel-fuzz-XXXXXX"; // where nothing waits for a di
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    ::setenv("VREL_RIG", ::mkdtemp(s_rig.data()), 1);
-    return std::atexit([] { std::filesystem::remove_all(s_rig); });
-}
-
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
 {
-    static IVrelAPI* const s_api = api_acquire();
+    static IVrelAPI* const s_api = [] {
+        ::setenv("VREL_RIG", ::mkdtemp(s_rig.data()), 1);
+        std::atexit([] { std::filesystem::remove_all(s_rig); });
+        return api_acquire();
+    }();
     if (size == 0)
         return 0;
     auto const& [file, name] = kReaders[static_cast<unsigned>(data[0] - '0') % std::size(kReaders)];
