@@ -13,8 +13,8 @@
 
 namespace {
 
-QString const kWait = QStringLiteral("wait");
-QString const kCommand = QStringLiteral("command");
+QString const kWaitKey = QStringLiteral("wait");
+QString const kCommandKey = QStringLiteral("command");
 
 /** Far above any request; keeps a wrong path such as a device file from filling the memory. */
 constexpr qint64 kLargestRequest = qint64{1024} * 1024;
@@ -70,7 +70,7 @@ std::optional<Parsed> readAs(std::optional<Parsed> (*parse)(QByteArray const& te
 /** What a wait says in seconds; 0 when that is no time to wait. */
 int waitTime(QJsonObject const& step)
 {
-    int const seconds = step.value(kWait).toInt(0); // 0 also for what is no whole number
+    int const seconds = step.value(kWaitKey).toInt(0); // 0 also for what is no whole number
     return step.size() == 1 && seconds <= Recipe::kLongestWait ? std::max(seconds, 0) : 0;
 }
 
@@ -83,15 +83,15 @@ bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
         return false;
     }
     QJsonObject const json = step.json.toObject();
-    if (json.contains(kWait) && !json.contains(kCommand)) {
-        step.command = kWait;
+    if (json.contains(kWaitKey) && !json.contains(kCommandKey)) {
+        step.command = kWaitKey;
         step.wait = waitTime(json);
         if (step.wait == 0)
             cause = QStringLiteral(": \"wait\" stands alone, with a whole number of seconds from 1 to %1")
                         .arg(Recipe::kLongestWait);
         return step.wait > 0;
     }
-    step.command = json.value(kCommand).toString();
+    step.command = json.value(kCommandKey).toString();
     JsonObject const request = toJsonObject(json);
     if (!RequestRules::accept(request, log))
         return false;
