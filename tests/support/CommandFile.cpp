@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QRegularExpression>
 
+#include <algorithm>
+
 namespace {
 
 CommandFile readCommandFile(QString const& path)
@@ -45,6 +47,17 @@ std::vector<CommandFile> const& commandFiles()
         return files;
     }();
     return s_files;
+}
+
+std::vector<CommandFile> commandFilesWith(char const* key)
+{
+    std::vector<CommandFile> files;
+    for (CommandFile const& file : commandFiles()) {
+        if (std::any_of(file.requests.begin(), file.requests.end(),
+                        [key](Rows const& rows) { return rows.count(key) != 0; }))
+            files.push_back(file);
+    }
+    return files;
 }
 
 Lines linesOf(Rows const& rows, char const* key)

@@ -35,6 +35,9 @@ struct CommandFile
 /** All of them, in the order of their names. */
 std::vector<CommandFile> const& commandFiles();
 
+/** Those that have a row below one of their requests. */
+std::vector<CommandFile> commandFilesWith(char const* key);
+
 /** The lines of a row, with "\n" and "\t" as what they stand for. */
 Lines linesOf(Rows const& rows, char const* key);
 

@@ -8,6 +8,13 @@
 
 using Lines = std::vector<std::string>;
 
+/** "LEVEL text", or "LEVEL label|value". */
+inline std::string shown(LogLine const& line)
+{
+    QString const text = line.isLabelled ? line.label + QLatin1Char('|') + line.value : line.text;
+    return std::to_string(line.level) + ' ' + text.toStdString();
+}
+
 /** Takes over the process's log for its lifetime and keeps every line, from any thread. */
 class LogRecorder
 {
@@ -23,14 +30,12 @@ public:
     LogRecorder(LogRecorder const&) = delete;
     LogRecorder& operator=(LogRecorder const&) = delete;
 
-    /** The lines so far as "LEVEL text", or "LEVEL label|value". */
+    /** The lines so far, shown. */
     Lines lines() const
     {
         Lines lines;
-        for (LogLine const& line : records()) {
-            QString const text = line.isLabelled ? line.label + QLatin1Char('|') + line.value : line.text;
-            lines.push_back(std::to_string(line.level) + ' ' + text.toStdString());
-        }
+        for (LogLine const& line : records())
+            lines.push_back(shown(line));
         return lines;
     }
 
