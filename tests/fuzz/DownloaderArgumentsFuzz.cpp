@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     VrelFlashUtils utils;
     if (!utils.parseArguments(parsed->request, log))
         return 0;
-    QStringList const sent = ArgumentCollector(utils, parsed->serial).arguments;
+    QStringList const sent = ArgumentCollector::of(utils, parsed->serial);
     auto const received = parseDownloaderArguments(sent, error);
     require(received.has_value(), "what the front end writes is read");
     require(received->unknownOptions.isEmpty(), "and known");

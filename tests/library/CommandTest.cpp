@@ -133,8 +133,8 @@ TEST_P(CommandTest, JudgesStoresAndCopiesRequests)
         }
         if (rows.count("arguments") != 0) {
             VrelFlashUtils utils(request);
-            ArgumentCollector const collector(utils, QString::fromUtf8(kSerial));
-            EXPECT_EQ(collector.arguments, wordsOf(rows.at("arguments")));
+            EXPECT_EQ(ArgumentCollector::of(utils, QString::fromUtf8(kSerial)),
+                      wordsOf(rows.at("arguments")));
         }
     }
 }

@@ -1,27 +1,35 @@
 #pragma once
 
 #include "commands/VrelFlashUtils.h"
-#include "external/LogHandler.h"
 
 #include <QProcess>
 #include <QStringList>
 
-/** Takes the downloader's arguments in place of running it. */
+/** Takes what a downloader would be run with in place of running it. */
 class ArgumentCollector : public VrelFlashUtils::ExeRunner
 {
 public:
-    ArgumentCollector(VrelFlashUtils& utils, QString const& serial)
+    void run(QProcess& callers, QString const& program, QStringList const& args,
+             unsigned long long limit) override
+    {
+        process = &callers;
+        exe = program;
+        arguments = args;
+        timeout = limit;
+    }
+
+    /** The arguments that a command is run with. */
+    static QStringList of(VrelFlashUtils& utils, QString const& serial)
     {
         LogHandler log;
         QProcess process;
-        utils.commonRun(process, QStringLiteral("/bin/true"), serial, log, *this, 0);
+        ArgumentCollector collector;
+        utils.commonRun(process, QStringLiteral("/bin/true"), serial, log, collector, 0);
+        return collector.arguments;
     }
 
-    void run(QProcess& /*process*/, QString const& /*exe*/, QStringList const& args,
-             unsigned long long /*timeout*/) override
-    {
-        arguments = args;
-    }
-
+    QProcess const* process = nullptr;
+    QString exe;
     QStringList arguments;
+    unsigned long long timeout = 0;
 };
