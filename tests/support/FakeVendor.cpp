@@ -15,8 +15,7 @@ using Text = char const*;
 using U8 = std::uint8_t;
 using U32 = std::uint32_t;
 
-std::atomic<IVrelAPI*> s_api{nullptr};       ///< of the latest one
-std::atomic<FakeVendor*> s_counted{nullptr}; ///< the latest one, unless it is silent
+std::atomic<FakeVendor*> s_latest{nullptr};
 
 /** Small numbers come as pointers when a caller has taken the wrong slot. */
 bool isAddress(void const* pointer)
@@ -91,10 +90,6 @@ int conclude(FakeVendor& vendor, std::string const& call, char* error, Log log, 
         vendor.onCall(log, context);
     if (log != nullptr && vendor.tellsCalls)
         log(2, call.c_str(), context);
-    for (auto const& [level, text] : vendor.messages) {
-        if (log != nullptr)
-            log(level, text, context);
-    }
     if (vendor.errorText && error != nullptr)
         vendor.errorText->copy(error, kVrelErrorTextSize);
     return vendor.result;
@@ -219,14 +214,12 @@ FakeVendor::FakeVendor(bool silent)
     : isSilent(silent)
     , m_object{table(), this}
 {
-    s_api = api();
-    s_counted = silent ? nullptr : this;
+    s_latest = this;
 }
 
 FakeVendor::~FakeVendor()
 {
-    s_api = nullptr;
-    s_counted = nullptr;
+    s_latest = nullptr;
 }
 
 void FakeVendor::obey(std::string const& lines)
@@ -271,9 +264,9 @@ void FakeVendor::addDevice(std::string const& location, std::string const& seria
 
 IVrelAPI* api_acquire()
 {
-    FakeVendor* const vendor = s_counted.load(std::memory_order_acquire);
-    if (vendor == nullptr)
-        return s_api.load(std::memory_order_acquire);
+    FakeVendor* const vendor = s_latest.load(std::memory_order_acquire);
+    if (vendor == nullptr || vendor->isSilent)
+        return vendor == nullptr ? nullptr : vendor->api();
     ++vendor->acquired;
     if (vendor->onAcquire)
         vendor->onAcquire();
@@ -282,6 +275,7 @@ IVrelAPI* api_acquire()
 
 void api_release()
 {
-    if (FakeVendor* const vendor = s_counted.load(std::memory_order_acquire))
+    FakeVendor* const vendor = s_latest.load(std::memory_order_acquire);
+    if (vendor != nullptr && !vendor->isSilent)
         ++vendor->released;
 }

@@ -7,7 +7,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 /**
@@ -46,9 +45,8 @@ public:
     bool const isSilent;
 
     int result = 0;
-    std::optional<std::string> errorText;                        ///< written as it is: no NUL is added
-    std::vector<std::pair<unsigned long, char const*>> messages; ///< sent by each operation
-    std::vector<std::optional<std::string>> outputs;             ///< bytes for each record, in their order
+    std::optional<std::string> errorText;            ///< written as it is: no NUL is added
+    std::vector<std::optional<std::string>> outputs; ///< bytes for each record, in their order
     VrelApiVersionRecord version = {};
     VrelDeviceList devices = {};
     bool listsDevices = true; ///< otherwise the list is left as it came

@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <map>
+#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -38,22 +40,21 @@ void logForLong(VrelApiLogCallback log, void* context)
     std::this_thread::sleep_for(4 * kInterval);
 }
 
-void act(std::string const& deed, VrelApiLogCallback log, void* context)
+/** What an operation may do besides its work. */
+std::map<std::string, void (*)(VrelApiLogCallback, void*)> const s_deeds = {
+    {"exit", [](auto, auto) { std::exit(0); }},
+    {"exit on a thread", [](auto, auto) { exitOnAThread(); }},
+    {"quick_exit", [](auto, auto) { std::quick_exit(0); }},
+    {"exit of a child", [](auto, auto) { ::fork() == 0 ? std::exit(0) : void(); }},
+    {"raw output", [](auto, auto) { static_cast<void>(::write(STDOUT_FILENO, "\r42%", 4)); }},
+    {"warning of Qt", [](auto, auto) { qWarning("of Qt"); }},
+    {"late lines", logForLong},
+};
+
+std::string variable(char const* name)
 {
-    if (deed == "exit")
-        std::exit(0);
-    if (deed == "exit on a thread")
-        exitOnAThread();
-    if (deed == "quick_exit")
-        std::quick_exit(0);
-    if (deed == "exit of a child" && ::fork() == 0)
-        std::exit(0);
-    if (deed == "raw output")
-        static_cast<void>(::write(STDOUT_FILENO, "\r42%", 4));
-    if (deed == "warning of Qt")
-        qWarning("of Qt");
-    if (deed == "late lines")
-        logForLong(log, context);
+    char const* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
 }
 
 struct EnvironmentVendor : FakeVendor
@@ -61,15 +62,12 @@ struct EnvironmentVendor : FakeVendor
     EnvironmentVendor()
     {
         tellsCalls = true;
-        if (char const* const lines = std::getenv("FAKE_VENDOR"))
-            obey(lines);
-        char const* const wanted = std::getenv("FAKE_DEED");
-        if (wanted == nullptr)
-            return;
-        std::string const deed = wanted;
+        obey(variable("FAKE_VENDOR"));
+        std::string const deed = variable("FAKE_DEED");
         if (deed == "exit on acquire")
             onAcquire = [] { std::exit(0); };
-        onCall = [deed](VrelApiLogCallback log, void* context) { act(deed, log, context); };
+        else if (!deed.empty())
+            onCall = s_deeds.at(deed);
     }
 };
 
