@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <vector>
 
 namespace {
 
@@ -56,22 +56,15 @@ TEST_F(DeviceFilterTest, ClaimsByVendorProductAndPort)
 {
     for (int product = 0x3D3E; product <= 0x3D62; ++product)
         m_found.push_back(record(0x2C4E, product));
-    scan(m_filter);
-    int product = 0x3D40;
-    for (DummyDevice const& device : m_claimed) {
-        EXPECT_EQ(device.productId, product);
-        product += 2;
-    }
-    EXPECT_EQ(product, 0x3D4A);
-
-    m_found.clear();
-    m_claimed.clear();
     for (int const vendor : {0x2C4D, 0x2C4F, 0x4E2C, 0})
         m_found.push_back(record(vendor, 0x3D40));
     for (int const connectionType : {0, 2, -1})
         m_found.push_back(record(0x2C4E, 0x3D40, "", connectionType));
     scan(m_filter);
-    EXPECT_EQ(shown(m_claimed), "");
+    std::vector<int> products;
+    for (DummyDevice const& device : m_claimed)
+        products.push_back(device.productId);
+    EXPECT_EQ(products, (std::vector<int>{0x3D40, 0x3D42, 0x3D44, 0x3D46, 0x3D48}));
 }
 
 TEST_F(DeviceFilterTest, MovesAndMarksInOrderBehindWhatWasClaimedBefore)
@@ -87,10 +80,9 @@ TEST_F(DeviceFilterTest, MovesAndMarksInOrderBehindWhatWasClaimedBefore)
     EXPECT_EQ(shown(m_found), "0:000 no:000 ");
     EXPECT_EQ(shown(m_claimed), "before:000 :111 00:111 :111 A0:111 ");
 
-    unsigned char bytes[sizeof(DummyDevice)];
     DummyDevice const& moved = m_claimed.back();
-    std::memcpy(bytes, static_cast<void const*>(&moved), sizeof bytes);
-    auto const ids = reinterpret_cast<char const*>(&moved.productId) - reinterpret_cast<char const*>(&moved);
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(&moved);
+    auto const ids = reinterpret_cast<unsigned char const*>(&moved.productId) - bytes;
     EXPECT_EQ(bytes[ids + 2] & 1U, 1U) << "the flag's place is fixed";
 }
 

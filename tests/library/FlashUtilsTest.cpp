@@ -137,11 +137,13 @@ TEST_F(ExeRunTest, KeepsLevelsLabelsAndLinesOfADownloaderThatWritesJson)
         script("[ \"$VREL_LOG_FORMAT\" = json ] || exit 9\n"
                "printf '%s\\n' '{\"level\":1,\"name\":\"n\",\"prefix\":\"\",\"text\":\"a\\nb\"}'\n"
                "printf '%s\\n' '{\"level\":3,\"label\":\"L: \",\"value\":\"7\"}' '{\"level\":1}'\n"
-               "printf '%s\\n' '42%{\"level\":4,\"text\":\"behind {\\\"level\\\":0} {\"}'\n"
+               "printf '%s\\n' '{\"level\":6,\"text\":\"\"}' '42%{\"level\":4,\"text\":\"behind "
+               "{\\\"level\\\":0} {\"}'\n"
                "echo oops >&2");
     EXPECT_TRUE(run(exe));
-    EXPECT_THAT(output(), UnorderedElementsAre("1 a\nb", "3 L: |7", "3 {\"level\":1}", "3 42%",
-                                               "4 behind {\"level\":0} {", "2 oops"));
+    EXPECT_THAT(output(),
+                UnorderedElementsAre("1 a\nb", "3 L: |7", "3 {\"level\":1}", "3 {\"level\":6,\"text\":\"\"}",
+                                     "3 42%", "4 behind {\"level\":0} {", "2 oops"));
 }
 
 TEST_F(ExeRunTest, FailuresAreFalse)
