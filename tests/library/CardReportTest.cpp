@@ -94,6 +94,7 @@ TEST(RawDumpTest, EachByteHasItsPlaceInEveryShape)
         rawDump(reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<unsigned int>(bytes.size()),
                 reverse, withOffsets, perLine, separator, text);
         EXPECT_EQ(text.toStdString(), expected) << bytes;
+        EXPECT_EQ(*text.constEnd(), QChar(0)) << "a line end in place of the NUL: " << bytes;
     }
 }
 
