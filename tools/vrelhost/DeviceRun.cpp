@@ -54,6 +54,9 @@ DeviceRun::DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager cons
     , m_api(api)
 {
     m_result.device = std::move(device);
+    m_result.steps.resize(m_setting.recipe.isArray ? m_setting.recipe.steps.size() : 0);
+    for (std::size_t i = 0; i < m_result.steps.size(); ++i)
+        m_result.steps[i].command = m_setting.recipe.steps[i].command;
 }
 
 bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
@@ -72,10 +75,6 @@ bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
 bool DeviceRun::parse(Recipe::Step const& step, TargetFiles* targets, LogHandler& log)
 {
     Step& parsed = m_steps.emplace_back(Step{nullptr, step.wait});
-    if (m_setting.recipe.isArray) {
-        m_result.steps.emplace_back();
-        m_result.steps.back().command = step.command;
-    }
     if (!step.request)
         return true;
     QString error;

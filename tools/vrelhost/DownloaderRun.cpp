@@ -15,6 +15,7 @@
 #include <QThread>
 
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -68,7 +69,12 @@ protected:
     {
         static_cast<void>(::setpgid(0, 0));
         static_cast<void>(::prctl(PR_SET_PDEATHSIG, SIGKILL));
+        if (::getppid() != m_starter) // it ended before that
+            ::_exit(EXIT_FAILURE);
     }
+
+private:
+    pid_t const m_starter = ::getpid();
 };
 
 /** Starts and waits as the library does, which tells nothing of a process of its own. */

@@ -3,11 +3,14 @@
 #include "framework/LogLines.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFileInfo>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -26,17 +29,21 @@ QString fileNamePart(QString text)
 
 QString LogFile::directoryFault(QString const& directory)
 {
-    if (!QDir().mkpath(directory))
-        return QStringLiteral("Cannot make the directory '%1'; name another one with --log-dir")
-            .arg(directory);
-    if (!QFileInfo(directory).isWritable())
-        return QStringLiteral("The directory '%1' takes no new files; name another one with --log-dir")
-            .arg(directory);
-    return QString();
+    std::string const name = QFile::encodeName(directory).toStdString();
+    std::error_code error;
+    std::filesystem::create_directories(name, error);
+    if (!error && ::access(name.c_str(), W_OK | X_OK) != 0)
+        error.assign(errno, std::system_category());
+    return error ? QStringLiteral("Cannot make log files in '%1': %2; name another directory with --log-dir")
+                       .arg(directory, qt_error_string(error.value()))
+                 : QString();
 }
 
 std::unique_ptr<LogFile> LogFile::create(QString const& directory, DeviceName const& device, QString& error)
 {
+    error = directoryFault(directory); // again: somebody may have put it away meanwhile
+    if (!error.isEmpty())
+        return nullptr;
     QString const time = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss.zzz'Z'"));
     QString const name = QStringLiteral("%1/%2_%3_%4")
                              .arg(directory, fileNamePart(device.path), fileNamePart(device.serial), time);
@@ -58,17 +65,15 @@ std::unique_ptr<LogFile> LogFile::create(QString const& directory, DeviceName co
 QString LogFile::write(LogLine const& line)
 {
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    QByteArray rest = (m_isTorn ? "\n" : "") + toJson(line, time) + '\n';
-    for (qint64 written = 1; written > 0 && !rest.isEmpty(); rest.remove(0, static_cast<int>(written))) {
+    QByteArray rest = toJson(line, time) + '\n';
+    qint64 const begin = m_file.pos();
+    for (qint64 written = 1; written > 0 && !rest.isEmpty(); rest.remove(0, static_cast<int>(written)))
         written = std::max<qint64>(m_file.write(rest), 0);
-        m_isTorn = m_isTorn || written > 0;
-    }
-    if (rest.isEmpty()) {
-        m_isTorn = false;
+    if (rest.isEmpty())
         return QString();
-    }
-    if (m_isFaultTold)
-        return QString();
-    m_isFaultTold = true;
-    return QStringLiteral("Cannot write the log file '%1': %2").arg(m_file.fileName(), m_file.errorString());
+    QString const fault =
+        QStringLiteral("Cannot write the log file '%1': %2").arg(m_file.fileName(), m_file.errorString());
+    m_file.resize(begin); // only whole lines
+    m_file.seek(begin);
+    return std::exchange(m_isFaultTold, true) ? QString() : fault;
 }

@@ -30,6 +30,5 @@ public:
 
 private:
     QFile m_file;
-    bool m_isTorn = false; ///< a part of a line was written last
     bool m_isFaultTold = false;
 };

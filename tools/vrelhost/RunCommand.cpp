@@ -62,6 +62,9 @@ RunCommand::Result RunCommand::run()
     if (!m_options.isDryRun && !setting.prepare(m_log, m_terminal))
         return {ExitFailure, {}};
     VrelApiManager api;
+    DeviceRuns runs;
+    if (m_options.wait && !judge(awaited(), setting, api, runs))
+        return {ExitRejected, {}};
     VendorApi::DeviceList list;
     bool const looks = isInProcess() || needsList() || (m_options.wait && !m_options.isDryRun);
     if (looks && !find(*setting.manager, api, list))
@@ -71,12 +74,9 @@ RunCommand::Result RunCommand::run()
     auto const chosen = devices(list);
     if (!chosen)
         return {ExitRejected, {}};
-    DeviceRuns runs;
-    TargetFiles targets;
-    for (DeviceName const& device : *chosen) {
-        if (!runs.emplace_back(setting, device, api).prepare(&targets, m_log))
-            return {ExitRejected, {}};
-    }
+    runs.clear();
+    if (!judge(*chosen, setting, api, runs))
+        return {ExitRejected, {}};
     if (m_options.isDryRun)
         return {ExitSuccess, downloaderArguments(runs)};
     std::vector<LogHandler*> logs;
@@ -175,6 +175,26 @@ std::optional<std::vector<DeviceName>> RunCommand::devices(VendorApi::DeviceList
     if (chosen && m_options.isMany && isInProcess() && !areListed(*chosen, list, m_log))
         return std::nullopt;
     return chosen;
+}
+
+/** What is known of devices before they are looked for, under paths that stand for theirs. */
+std::vector<DeviceName> RunCommand::awaited() const
+{
+    std::vector<DeviceName> known(m_options.isNamed() ? 0 : 1);
+    for (RunOptions::Device const& device : m_options.devices) {
+        if (!device.isPath)
+            known.push_back({device.text, QString::number(known.size())});
+    }
+    return known;
+}
+
+bool RunCommand::judge(std::vector<DeviceName> const& devices, RunSetting& setting, VrelApiManager const& api,
+                       DeviceRuns& runs) const
+{
+    TargetFiles targets;
+    return std::all_of(devices.begin(), devices.end(), [&](DeviceName const& device) {
+        return runs.emplace_back(setting, device, api).prepare(&targets, m_log);
+    });
 }
 
 QByteArray RunCommand::downloaderArguments(DeviceRuns& runs) const

@@ -40,6 +40,9 @@ private:
     bool readList(VrelApiManager& api, VendorApi::DeviceList& list) const;
     QString missing(VrelApiManager& api, VendorApi::DeviceList& list) const;
     std::optional<std::vector<DeviceName>> devices(VendorApi::DeviceList const& list) const;
+    std::vector<DeviceName> awaited() const;
+    bool judge(std::vector<DeviceName> const& devices, RunSetting& setting, VrelApiManager const& api,
+               DeviceRuns& runs) const;
     QByteArray downloaderArguments(DeviceRuns& runs) const;
     Result runOne(DeviceRun& run, LogHandler& log) const;
     Result runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs) const;

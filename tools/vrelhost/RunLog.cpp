@@ -81,6 +81,7 @@ RunLog::~RunLog()
 LogHandler& RunLog::add(DeviceName const& device, bool isNamed, QString& error)
 {
     State::Entry entry;
+    error.clear();
     if (m_directory)
         entry.file = LogFile::create(*m_directory, device, error);
     std::lock_guard const lock(m_state->mutex);

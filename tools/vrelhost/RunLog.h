@@ -28,7 +28,7 @@ public:
     /**
      * A handler for a device; it is never destroyed.
      * @param isNamed whether its lines name the device
-     * @param error why its file cannot be made; otherwise unchanged
+     * @param error why its file cannot be made; otherwise empty
      */
     LogHandler& add(DeviceName const& device, bool isNamed, QString& error);
 

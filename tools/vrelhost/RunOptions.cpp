@@ -217,6 +217,8 @@ std::optional<RunOptions> RunOptions::readRun(QCommandLineParser const& parser, 
     error = conflict(options, isRecipe);
     if (!error.isEmpty())
         return std::nullopt;
+    if (!options.isMany && !options.devices.empty() && options.devices.front().text.isEmpty())
+        options.devices.clear(); // whichever is there
     options.idle = options.isDryRun ? idleOptions(parser, {kExe, kTimeout, kJobs, kJson, kVerify, kLogDir},
                                                   "with --dry-run: nothing is run")
                                     : idleTimeout(parser, options);

@@ -133,8 +133,10 @@ void StationCommand::forgetAbsent(VendorApi::DeviceList const& list)
     for (auto const& [path, serial] : list)
         serials.insert(serial);
     for (auto entry = m_states.begin(); entry != m_states.end();) {
-        bool const isNew = entry->second == State::Finished && serials.count(entry->first) == 0;
-        entry = isNew ? m_states.erase(entry) : std::next(entry);
+        bool const isAbsent = serials.count(entry->first) == 0;
+        if (isAbsent && entry->second == State::Served)
+            entry->second = State::Unlisted;
+        entry = isAbsent && entry->second == State::Finished ? m_states.erase(entry) : std::next(entry);
     }
     for (auto path = m_refused.begin(); path != m_refused.end();)
         path = list.count(*path) == 0 ? m_refused.erase(path) : std::next(path);
@@ -166,7 +168,7 @@ void StationCommand::serve(DeviceName const& device, VrelApiManager const& api)
     QString error;
     LogHandler& log = m_setting.log->add(device, true, error);
     if (!error.isEmpty())
-        log.logMessage(kErrorLevel, error);
+        log.logMessage(kWarningLevel, error);
     m_states[device.serial] = State::Served;
     Service& service =
         m_services.emplace_back(m_setting, device, m_options.exe ? VrelApiManager() : api, log);
@@ -228,8 +230,13 @@ void StationCommand::tell(DeviceResult const& result)
 {
     bool const succeeded = result.kind == Outcome::Success;
     ++(succeeded ? m_succeeded : m_failed);
-    if (!succeeded || m_options.isAgain)
-        m_states[result.device.serial] = State::Finished;
+    auto const state = m_states.find(result.device.serial);
+    if (succeeded && !m_options.isAgain)
+        state->second = State::Served;
+    else if (state->second == State::Served)
+        state->second = State::Finished;
+    else
+        m_states.erase(state);
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
     m_output(m_options.isJson ? RunReport::toJsonLine(result, time) : RunReport::toTableRow(result),
              QStringLiteral("the result of '%1' (%2)")

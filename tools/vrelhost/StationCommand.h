@@ -42,7 +42,8 @@ private:
 
     enum class State
     {
-        Served,   ///< now, or with success: a new appearance changes nothing
+        Served,   ///< now, or with success
+        Unlisted, ///< likewise, and gone since: what is served now has appeared again when it is listed
         Finished, ///< to be served when it appears again
     };
 

@@ -8,6 +8,7 @@
 #include <QTemporaryFile>
 
 #include <algorithm>
+#include <csignal>
 #include <fcntl.h>
 #include <optional>
 #include <spawn.h>
@@ -31,8 +32,8 @@ std::optional<qint64> firstDifference(QFile& one, QFile& other)
     }
 }
 
-/** Starts what removes a directory once nobody has the other end of `input` any more; 0 when it cannot be
- * started. */
+/** Starts what removes a directory once a line comes by `input` or nobody has its other end any more; 0 when
+ * it cannot be started. */
 pid_t startRemover(QByteArray directory, int input)
 {
     char shell[] = "sh";
@@ -41,12 +42,15 @@ pid_t startRemover(QByteArray directory, int input)
     char* const arguments[] = {shell, option, script, directory.data(), nullptr};
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
+    sigset_t all;
+    sigfillset(&all);
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawnattr_init(&attributes);
     ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     for (int const stream : {STDOUT_FILENO, STDERR_FILENO}) // whoever reads them does not wait for it
         ::posix_spawn_file_actions_addopen(&actions, stream, "/dev/null", O_WRONLY, 0);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID); // signals of a terminal are not for it
+    ::posix_spawnattr_setsigmask(&attributes, &all); // it outlives what ends a service's processes, too
+    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK);
     pid_t process = 0;
     bool const isStarted = ::posix_spawn(&process, "/bin/sh", &actions, &attributes, arguments, environ) == 0;
     ::posix_spawnattr_destroy(&attributes);
@@ -69,10 +73,11 @@ TokenCheck::TokenCheck()
 TokenCheck::~TokenCheck()
 {
     m_directory.remove();
-    if (m_life >= 0)
-        ::close(m_life);
-    if (m_remover > 0)
-        ::waitpid(m_remover, nullptr, 0);
+    if (m_remover <= 0)
+        return;
+    static_cast<void>(::write(m_life, "\n", 1)); // what a library has forked may hold this end, too
+    ::close(m_life);
+    ::waitpid(m_remover, nullptr, 0);
 }
 
 QString TokenCheck::fault() const
