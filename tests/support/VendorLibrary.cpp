@@ -46,6 +46,7 @@ std::map<std::string, void (*)(VrelApiLogCallback, void*)> const s_deeds = {
     {"exit on a thread", [](auto, auto) { exitOnAThread(); }},
     {"quick_exit", [](auto, auto) { std::quick_exit(0); }},
     {"exit of a child", [](auto, auto) { ::fork() == 0 ? std::exit(0) : void(); }},
+    {"child that stays", [](auto, auto) { ::fork() == 0 ? ::sleep(5), ::_exit(0) : void(); }},
     {"raw output", [](auto, auto) { static_cast<void>(::write(STDOUT_FILENO, "\r42%", 4)); }},
     {"warning of Qt", [](auto, auto) { qWarning("of Qt"); }},
     {"late lines", logForLong},

@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,24 +58,38 @@ void tie(QProcess& process)
                      });
 }
 
+/** On a thread that starts a downloader, this process, with which its child is to end; otherwise 0. */
+thread_local pid_t t_starter = 0;
+
+/** In a child before exec: calls nothing but what a signal handler may. */
+void endWithStarter()
+{
+    if (t_starter == 0)
+        return; // a child of the vendor library
+    static_cast<void>(::prctl(PR_SET_PDEATHSIG, SIGKILL));
+    if (::getppid() != t_starter) // it ended before that
+        ::_exit(EXIT_FAILURE);
+}
+
 /** Leads a process group of its own, and is killed when the thread that started it ends. */
 class Downloader : public QProcess
 {
 public:
-    Downloader() { tie(*this); }
+    Downloader()
+    {
+        // Qt's child waits without end for a word of its starter before it calls setupChildProcess.
+        static int const s_isTied = ::pthread_atfork(nullptr, nullptr, endWithStarter);
+        static_cast<void>(s_isTied);
+        tie(*this);
+    }
 
 protected:
     /** Between fork and exec: calls nothing but what a signal handler may. */
     void setupChildProcess() override
     {
         static_cast<void>(::setpgid(0, 0));
-        static_cast<void>(::prctl(PR_SET_PDEATHSIG, SIGKILL));
-        if (::getppid() != m_starter) // it ended before that
-            ::_exit(EXIT_FAILURE);
+        endWithStarter(); // not every fork has its handlers called
     }
-
-private:
-    pid_t const m_starter = ::getpid();
 };
 
 /** Starts and waits as the library does, which tells nothing of a process of its own. */
@@ -90,7 +105,9 @@ public:
             process.setInputChannelMode(QProcess::ForwardedInputChannel);
         else
             process.setStandardInputFile(QProcess::nullDevice());
+        t_starter = ::getpid();
         process.start(exe, args, QIODevice::ReadOnly);
+        t_starter = 0;
         success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
     }
 };

@@ -123,6 +123,9 @@ bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObjec
     request.setValue(QStringLiteral("slot"), slot);
     if (!readBack(request))
         return false;
+    QString const cause = fault(written); // another file may have taken its place meanwhile
+    if (!cause.isEmpty())
+        return fail(cause);
     QFile token(name);
     QFile copy(target.fileName()); // opened anew: what is read back may have taken the file's place
     for (QFile* const file : {&token, &copy}) {
