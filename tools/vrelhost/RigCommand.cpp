@@ -80,10 +80,9 @@ bool RigCommand::unplug(QString const& directory, QString const& serial, LogHand
 std::optional<QString> RigCommand::check(std::optional<QString> const& directory, LogHandler const& log)
 {
     std::string found;
-    bool const isUsable = isDone(
-        log, QStringLiteral("The rig cannot be taken"),
-        directory ? QStringLiteral("name another one") : QStringLiteral("VREL_RIG names another one"), [&] {
-            found = VrelRig::checkRig(directory ? bytes(*directory) : VrelRig::configuredRoot());
-        });
+    bool const isUsable =
+        isDone(log, QStringLiteral("The rig cannot be taken"),
+               directory ? QStringLiteral("name another one") : QStringLiteral("VREL_RIG names another one"),
+               [&] { found = VrelRig::checkRig(directory ? bytes(*directory) : VrelRig::configuredRoot()); });
     return isUsable ? std::make_optional(QString::fromUtf8(found.c_str())) : std::nullopt;
 }

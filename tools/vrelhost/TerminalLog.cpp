@@ -13,6 +13,7 @@
 #include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -142,10 +143,10 @@ void TerminalLog::showWork(bool isShown)
     }
 }
 
-void TerminalLog::showProgress(QString const& progress)
+void TerminalLog::showProgress(QString progress)
 {
     std::lock_guard const lock(m_mutex);
-    m_progress = progress;
+    m_progress = std::move(progress);
 }
 
 void TerminalLog::beginDevice(LogHandler const& log, QString const& label)

@@ -43,7 +43,7 @@ public:
     void showWork(bool isShown);
 
     /** How much of all is done. */
-    void showProgress(QString const& progress);
+    void showProgress(QString progress);
 
     /** Begins to show a device, whose lines come from a handler. */
     void beginDevice(LogHandler const& log, QString const& label);

@@ -3,15 +3,18 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryFile>
+#include <QUuid>
 
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,31 +64,31 @@ pid_t startRemover(QByteArray directory, int input)
 } // namespace
 
 TokenCheck::TokenCheck()
+    : m_directory(QDir::temp().absoluteFilePath(QStringLiteral("vrelhost-") +
+                                                QUuid::createUuid().toString(QUuid::Id128)))
 {
+    QByteArray const name = QFile::encodeName(m_directory);
     int ends[2] = {};
-    if (!m_directory.isValid() || ::pipe2(ends, O_CLOEXEC) != 0)
+    if (::pipe2(ends, O_CLOEXEC) == 0) {
+        m_life = ends[1];
+        m_remover = startRemover(name, ends[0]); // first, so that the directory is never without it
+        ::close(ends[0]);
+    }
+    if (m_remover > 0 && ::mkdir(name.constData(), S_IRWXU) == 0)
         return;
-    m_life = ends[1];
-    m_remover = startRemover(m_directory.path().toUtf8(), ends[0]);
-    ::close(ends[0]);
+    m_fault = QStringLiteral("Cannot keep tokens that are read back: %1; TMPDIR names the directory")
+                  .arg(qt_error_string());
+    if (m_remover > 0)
+        ::kill(m_remover, SIGKILL); // it has nothing of ours to remove
 }
 
 TokenCheck::~TokenCheck()
 {
-    m_directory.remove();
     if (m_remover <= 0)
         return;
     static_cast<void>(::write(m_life, "\n", 1)); // what a library has forked may hold this end, too
     ::close(m_life);
     ::waitpid(m_remover, nullptr, 0);
-}
-
-QString TokenCheck::fault() const
-{
-    if (m_remover > 0)
-        return QString();
-    QString const cause = m_directory.isValid() ? qt_error_string() : m_directory.errorString();
-    return QStringLiteral("Cannot keep tokens that are read back: %1; TMPDIR names the directory").arg(cause);
 }
 
 QString TokenCheck::fault(JsonObject const& written)
@@ -108,7 +111,7 @@ bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObjec
     written.getUInt8(QStringLiteral("slot"), slot);
     written.getString(QStringLiteral("token"), name);
     written.getString(QStringLiteral("fw_rux"), module);
-    QTemporaryFile target(m_directory.filePath(QStringLiteral("token-XXXXXX")));
+    QTemporaryFile target(m_directory + QStringLiteral("/token-XXXXXX"));
     auto const fail = [&log, slot](QString const& cause) {
         log.logMessage(kErrorLevel, QStringLiteral("Token slot %1: ").arg(slot) + cause);
         return false;

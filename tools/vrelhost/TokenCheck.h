@@ -3,7 +3,6 @@
 #include "external/JsonObject.h"
 
 #include <QString>
-#include <QTemporaryDir>
 
 #include <functional>
 
@@ -23,7 +22,7 @@ public:
     TokenCheck& operator=(TokenCheck const&) = delete;
 
     /** Why it cannot be done; empty when it can. */
-    QString fault() const;
+    QString const& fault() const { return m_fault; }
 
     /** Why the token of a writetoken request cannot be compared later; empty when it can. */
     static QString fault(JsonObject const& written);
@@ -37,7 +36,8 @@ public:
                  LogHandler& log) const;
 
 private:
-    QTemporaryDir m_directory;
+    QString const m_directory;
+    QString m_fault;
     int m_life = -1; ///< the other process sees it closed when this one ends
     int m_remover = 0;
 };
