@@ -9,12 +9,12 @@
 #include "tools/common/ExitCode.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/Recipe.h"
-#include "tools/vrelhost/RigCommand.h"
-#include "tools/vrelhost/RunCommand.h"
+#include "tools/vrelhost/RigSubcommand.h"
 #include "tools/vrelhost/RunOptions.h"
+#include "tools/vrelhost/RunSubcommand.h"
 #include "tools/vrelhost/ScanOptions.h"
 #include "tools/vrelhost/ScanReport.h"
-#include "tools/vrelhost/StationCommand.h"
+#include "tools/vrelhost/StationSubcommand.h"
 #include "tools/vrelhost/Subcommand.h"
 #include "tools/vrelhost/TerminalLog.h"
 
@@ -175,8 +175,8 @@ int HostTool::runRequest()
     if (!accept(*recipe, *options))
         return ExitRejected;
     showWork(true);
-    RunCommand command(*options, *recipe, m_log, m_terminal.get());
-    RunCommand::Result const result = command.run();
+    RunSubcommand command(*options, *recipe, m_log, m_terminal.get());
+    RunSubcommand::Result const result = command.run();
     showWork(false);
     if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
         return ExitFailure;
@@ -201,7 +201,7 @@ int HostTool::serveStation()
         return ExitRejected;
     auto const output = [this](QByteArray const& line, QString const& what) { print(line, what); };
     showWork(true);
-    int const exitCode = StationCommand(*options, *recipe, m_log, m_terminal.get(), output).run();
+    int const exitCode = StationSubcommand(*options, *recipe, m_log, m_terminal.get(), output).run();
     showWork(false);
     return exitCode;
 }
@@ -212,7 +212,7 @@ int HostTool::scanDevices()
     auto const options = ScanOptions::read(m_parser, m_log, error);
     if (!options)
         return reject(error);
-    ScanCommand const scan(options->root, options->nodes, options->source, options->exe, m_log);
+    ScanSubcommand const scan(options->root, options->nodes, options->source, options->exe, m_log);
     showWork(true);
     auto const devices = scan.run();
     showWork(false);
@@ -226,26 +226,26 @@ int HostTool::createRig()
     QString const directory = m_arguments.constFirst();
     bool isNumber = false;
     int const count = m_parser.value(QStringLiteral("devices")).toInt(&isNumber);
-    if (!isNumber || count < 1 || count > RigCommand::kMostDevices)
-        return reject(QStringLiteral("--devices is a number from 1 to %1").arg(RigCommand::kMostDevices));
-    return RigCommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
+    if (!isNumber || count < 1 || count > RigSubcommand::kMostDevices)
+        return reject(QStringLiteral("--devices is a number from 1 to %1").arg(RigSubcommand::kMostDevices));
+    return RigSubcommand::create(directory, count, m_log) ? ExitSuccess : ExitFailure;
 }
 
 int HostTool::plugDevice()
 {
-    return RigCommand::plug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
+    return RigSubcommand::plug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
 }
 
 int HostTool::unplugDevice()
 {
-    return RigCommand::unplug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
+    return RigSubcommand::unplug(m_arguments.at(0), m_arguments.at(1), m_log) ? ExitSuccess : ExitFailure;
 }
 
 int HostTool::checkRig()
 {
     auto const directory =
         m_arguments.isEmpty() ? std::nullopt : std::make_optional(m_arguments.constFirst());
-    auto const found = RigCommand::check(directory, m_log);
+    auto const found = RigSubcommand::check(directory, m_log);
     return found ? print(found->toUtf8() + '\n') : ExitFailure;
 }
 

@@ -53,6 +53,6 @@ std::optional<ScanOptions> ScanOptions::read(QCommandLineParser const& parser, L
         log.logMessage(kErrorLevel, QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe")
                                         .arg(exe, executableFault(exe)));
     return ScanOptions{parser.value(kTreeOption), parser.value(kNodesOption),
-                       isFromApi ? ScanCommand::SerialSource::Api : ScanCommand::SerialSource::Exe, exe,
+                       isFromApi ? ScanSubcommand::SerialSource::Api : ScanSubcommand::SerialSource::Exe, exe,
                        parser.isSet(kJsonOption)};
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/vrelhost/ScanCommand.h"
+#include "tools/vrelhost/ScanSubcommand.h"
 
 #include <QCommandLineOption>
 #include <QList>
@@ -16,7 +16,7 @@ struct ScanOptions
 {
     QString root;  ///< of the tree of USB devices
     QString nodes; ///< directory of the device nodes
-    ScanCommand::SerialSource source = ScanCommand::SerialSource::Api;
+    ScanSubcommand::SerialSource source = ScanSubcommand::SerialSource::Api;
     QString exe; ///< the downloader, as findProgram yields it
     bool isJson = false;
 

@@ -2,7 +2,7 @@
 
 #include "framework/LogSink.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/RigCommand.h"
+#include "tools/vrelhost/RigSubcommand.h"
 #include "tools/vrelhost/RunOptions.h"
 #include "tools/vrelhost/ScanOptions.h"
 
@@ -22,7 +22,7 @@ QList<QCommandLineOption> noOptions()
 QList<QCommandLineOption> newRigOptions()
 {
     return {{QStringLiteral("devices"),
-             QStringLiteral("So many devices, from 1 to %1; needed.").arg(RigCommand::kMostDevices),
+             QStringLiteral("So many devices, from 1 to %1; needed.").arg(RigSubcommand::kMostDevices),
              QStringLiteral("N")}};
 }
 

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/RunCommand.h"
+#include "tools/vrelhost/RunSubcommand.h"
 
 #include "external/LogHandler.h"
 #include "tools/common/ExitCode.h"
@@ -44,7 +44,7 @@ int runAtATime(int count, int jobs, std::function<void(int)> const& work)
 
 } // namespace
 
-RunCommand::RunCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal)
+RunSubcommand::RunSubcommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal)
     : m_options(std::move(options))
     , m_recipe(std::move(recipe))
     , m_log(log)
@@ -52,7 +52,7 @@ RunCommand::RunCommand(RunOptions options, Recipe recipe, LogHandler& log, Termi
 {
 }
 
-RunCommand::Result RunCommand::run()
+RunSubcommand::Result RunSubcommand::run()
 {
     m_interruption.emplace();
     RunSetting setting(m_options, m_recipe);
@@ -91,19 +91,19 @@ RunCommand::Result RunCommand::run()
     return m_options.isMany ? runMany(runs, logs) : runOne(runs.front(), *logs.front());
 }
 
-bool RunCommand::isInProcess() const
+bool RunSubcommand::isInProcess() const
 {
     return !m_options.exe && !m_options.isDryRun;
 }
 
-bool RunCommand::needsList() const
+bool RunSubcommand::needsList() const
 {
     return m_options.isAll || m_options.hasPath() || m_recipe.needsPath() ||
            (m_options.isMany && isInProcess());
 }
 
 /** Takes the vendor API and looks for the devices, for as long as --wait says. */
-bool RunCommand::find(VrelManager& manager, VrelApiManager& api, VendorApi::DeviceList& list) const
+bool RunSubcommand::find(VrelManager& manager, VrelApiManager& api, VendorApi::DeviceList& list) const
 {
     if (!m_options.wait) {
         api = VendorApi::fetch(manager, m_log);
@@ -134,7 +134,7 @@ bool RunCommand::find(VrelManager& manager, VrelApiManager& api, VendorApi::Devi
 }
 
 /** What is not there yet, as a sentence; empty when everything is. */
-QString RunCommand::missing(VrelApiManager& api, VendorApi::DeviceList& list) const
+QString RunSubcommand::missing(VrelApiManager& api, VendorApi::DeviceList& list) const
 {
     QString error;
     auto listed = VendorApi::look(api, error);
@@ -151,7 +151,7 @@ QString RunCommand::missing(VrelApiManager& api, VendorApi::DeviceList& list) co
                : QStringLiteral("The vendor API does not list %1").arg(absent.join(QStringLiteral(", ")));
 }
 
-bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) const
+bool RunSubcommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) const
 {
     if (!needsList())
         return true;
@@ -169,7 +169,7 @@ bool RunCommand::readList(VrelApiManager& api, VendorApi::DeviceList& list) cons
     return !list.empty();
 }
 
-std::optional<std::vector<DeviceName>> RunCommand::devices(VendorApi::DeviceList const& list) const
+std::optional<std::vector<DeviceName>> RunSubcommand::devices(VendorApi::DeviceList const& list) const
 {
     auto chosen = m_options.isNamed() ? selectDevices(m_options, list, m_log) : std::vector<DeviceName>(1);
     if (chosen && m_options.isMany && isInProcess() && !areListed(*chosen, list, m_log))
@@ -178,7 +178,7 @@ std::optional<std::vector<DeviceName>> RunCommand::devices(VendorApi::DeviceList
 }
 
 /** What is known of devices before they are looked for, under paths that stand for theirs. */
-std::vector<DeviceName> RunCommand::awaited() const
+std::vector<DeviceName> RunSubcommand::awaited() const
 {
     std::vector<DeviceName> known(m_options.isNamed() ? 0 : 1);
     for (RunOptions::Device const& device : m_options.devices) {
@@ -188,8 +188,8 @@ std::vector<DeviceName> RunCommand::awaited() const
     return known;
 }
 
-bool RunCommand::judge(std::vector<DeviceName> const& devices, RunSetting& setting, VrelApiManager const& api,
-                       DeviceRuns& runs) const
+bool RunSubcommand::judge(std::vector<DeviceName> const& devices, RunSetting& setting,
+                          VrelApiManager const& api, DeviceRuns& runs) const
 {
     TargetFiles targets;
     return std::all_of(devices.begin(), devices.end(), [&](DeviceName const& device) {
@@ -197,7 +197,7 @@ bool RunCommand::judge(std::vector<DeviceName> const& devices, RunSetting& setti
     });
 }
 
-QByteArray RunCommand::downloaderArguments(DeviceRuns& runs) const
+QByteArray RunSubcommand::downloaderArguments(DeviceRuns& runs) const
 {
     QByteArray lines;
     for (DeviceRun& run : runs)
@@ -205,7 +205,7 @@ QByteArray RunCommand::downloaderArguments(DeviceRuns& runs) const
     return lines;
 }
 
-RunCommand::Result RunCommand::runOne(DeviceRun& run, LogHandler& log) const
+RunSubcommand::Result RunSubcommand::runOne(DeviceRun& run, LogHandler& log) const
 {
     if (Interruption::isRequested())
         m_log.logMessage(kErrorLevel, "Interrupted: the request was not run");
@@ -214,7 +214,7 @@ RunCommand::Result RunCommand::runOne(DeviceRun& run, LogHandler& log) const
     return {run.result().kind == Outcome::Success ? ExitSuccess : ExitFailure, {}};
 }
 
-RunCommand::Result RunCommand::runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs) const
+RunSubcommand::Result RunSubcommand::runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs) const
 {
     int const total = static_cast<int>(runs.size());
     std::atomic<int> done{0};

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/ScanCommand.h"
+#include "tools/vrelhost/ScanSubcommand.h"
 
 #include "devices/VrelDeviceFilter.h"
 #include "devices/VrelDevicePropertyManagerAllocator.h"
@@ -23,9 +23,9 @@ namespace {
 
 using UseApi = bool (*)();
 
-UseApi useApi(ScanCommand::SerialSource source)
+UseApi useApi(ScanSubcommand::SerialSource source)
 {
-    if (source == ScanCommand::SerialSource::Api)
+    if (source == ScanSubcommand::SerialSource::Api)
         return [] { return true; };
     return [] { return false; };
 }
@@ -46,7 +46,8 @@ QString querySerial(DevicePropertyManagerAllocatorBase& allocator, DummyDevice c
 
 } // namespace
 
-ScanCommand::ScanCommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log)
+ScanSubcommand::ScanSubcommand(QString root, QString nodes, SerialSource source, QString exe,
+                               LogHandler const& log)
     : m_root(std::move(root))
     , m_nodes(std::move(nodes))
     , m_source(source)
@@ -55,7 +56,7 @@ ScanCommand::ScanCommand(QString root, QString nodes, SerialSource source, QStri
 {
 }
 
-std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
+std::optional<std::vector<ScannedDevice>> ScanSubcommand::run() const
 {
     Interruption const interruption;
     VrelManager manager;
@@ -74,7 +75,7 @@ std::optional<std::vector<ScannedDevice>> ScanCommand::run() const
     return identify(manager, *devices);
 }
 
-void ScanCommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& devices) const
+void ScanSubcommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& devices) const
 {
     VrelDeviceFilter const filter(&manager, new DeviceManagerTool, useApi(m_source));
     std::list<DummyDevice> claimed;
@@ -84,8 +85,8 @@ void ScanCommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& dev
     devices.merge(claimed, [](DummyDevice const& a, DummyDevice const& b) { return pathOf(a) < pathOf(b); });
 }
 
-std::optional<std::vector<ScannedDevice>> ScanCommand::identify(VrelManager& manager,
-                                                                std::list<DummyDevice> const& devices) const
+std::optional<std::vector<ScannedDevice>>
+ScanSubcommand::identify(VrelManager& manager, std::list<DummyDevice> const& devices) const
 {
     auto* const starter = new DownloaderStarter(m_exe); // the allocator's
     VrelDevicePropertyManagerAllocator allocator(&manager, starter, useApi(m_source));
@@ -120,7 +121,7 @@ std::optional<std::vector<ScannedDevice>> ScanCommand::identify(VrelManager& man
     return result;
 }
 
-QString ScanCommand::missingSerialCause(VrelManager& manager, DownloaderStarter const& starter) const
+QString ScanSubcommand::missingSerialCause(VrelManager& manager, DownloaderStarter const& starter) const
 {
     if (m_source == SerialSource::Api) {
         VrelApiManager api = manager.fetchApi();

@@ -7,7 +7,7 @@
 class LogHandler;
 
 /** What `vrelhost rig` does. What cannot be done is logged at level 1, with its cause and the way out. */
-namespace RigCommand {
+namespace RigSubcommand {
 
 constexpr int kMostDevices = 1000;
 
@@ -31,4 +31,4 @@ bool unplug(QString const& directory, QString const& serial, LogHandler const& l
  */
 std::optional<QString> check(std::optional<QString> const& directory, LogHandler const& log);
 
-} // namespace RigCommand
+} // namespace RigSubcommand

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/StationCommand.h"
+#include "tools/vrelhost/StationSubcommand.h"
 
 #include "external/LogHandler.h"
 #include "tools/common/ExitCode.h"
@@ -22,7 +22,7 @@ constexpr int kNoLimit = std::numeric_limits<int>::max();
 
 } // namespace
 
-struct StationCommand::Service
+struct StationSubcommand::Service
 {
     DeviceRun run;
     LogHandler& log;
@@ -45,8 +45,8 @@ struct StationCommand::Service
     }
 };
 
-StationCommand::StationCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal,
-                               Output output)
+StationSubcommand::StationSubcommand(RunOptions options, Recipe recipe, LogHandler& log,
+                                     TerminalLog* terminal, Output output)
     : m_options(std::move(options))
     , m_recipe(std::move(recipe))
     , m_log(log)
@@ -56,9 +56,9 @@ StationCommand::StationCommand(RunOptions options, Recipe recipe, LogHandler& lo
 {
 }
 
-StationCommand::~StationCommand() = default;
+StationSubcommand::~StationSubcommand() = default;
 
-int StationCommand::run()
+int StationSubcommand::run()
 {
     int const shared = m_recipe.sharedFileStep();
     if (shared != 0) {
@@ -79,7 +79,7 @@ int StationCommand::run()
     return m_failed == 0 ? ExitSuccess : ExitFailure;
 }
 
-void StationCommand::serveUntilEnd()
+void StationSubcommand::serveUntilEnd()
 {
     VrelApiManager api;
     showProgress();
@@ -98,13 +98,13 @@ void StationCommand::serveUntilEnd()
     }
 }
 
-bool StationCommand::isEnough() const
+bool StationSubcommand::isEnough() const
 {
     return m_options.stopAfter && m_succeeded >= *m_options.stopAfter;
 }
 
 /** In-process the handle is kept; a failure is told once. */
-bool StationCommand::look(VrelApiManager& api, VendorApi::DeviceList& list)
+bool StationSubcommand::look(VrelApiManager& api, VendorApi::DeviceList& list)
 {
     QString error;
     if (!api)
@@ -127,14 +127,15 @@ bool StationCommand::look(VrelApiManager& api, VendorApi::DeviceList& list)
 }
 
 /** A device that is not listed any more will be a new one when it is. */
-void StationCommand::forgetAbsent(VendorApi::DeviceList const& list)
+void StationSubcommand::forgetAbsent(VendorApi::DeviceList const& list)
 {
     std::set<QString> serials;
     for (auto const& [path, serial] : list)
         serials.insert(serial);
     for (auto entry = m_states.begin(); entry != m_states.end();) {
         bool const isAbsent = serials.count(entry->first) == 0;
-        if (isAbsent && entry->second == State::Served)
+        // A recipe that waits may have sent the device away itself.
+        if (isAbsent && entry->second == State::Served && !m_recipe.has("wait"))
             entry->second = State::Unlisted;
         entry = isAbsent && entry->second == State::Finished ? m_states.erase(entry) : std::next(entry);
     }
@@ -142,7 +143,7 @@ void StationCommand::forgetAbsent(VendorApi::DeviceList const& list)
         path = list.count(*path) == 0 ? m_refused.erase(path) : std::next(path);
 }
 
-void StationCommand::serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api)
+void StationSubcommand::serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api)
 {
     auto const jobs = static_cast<std::size_t>(m_options.exe ? 1 : m_options.jobs.value_or(kNoLimit));
     for (auto const& device : list) {
@@ -153,7 +154,8 @@ void StationCommand::serveDue(VendorApi::DeviceList const& list, VrelApiManager 
     }
 }
 
-bool StationCommand::isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list)
+bool StationSubcommand::isDue(VendorApi::DeviceList::value_type const& device,
+                              VendorApi::DeviceList const& list)
 {
     QString const fault = namingFault(device, list);
     if (fault.isEmpty())
@@ -163,7 +165,7 @@ bool StationCommand::isDue(VendorApi::DeviceList::value_type const& device, Vend
     return false;
 }
 
-void StationCommand::serve(DeviceName const& device, VrelApiManager const& api)
+void StationSubcommand::serve(DeviceName const& device, VrelApiManager const& api)
 {
     QString error;
     LogHandler& log = m_setting.log->add(device, true, error);
@@ -194,7 +196,7 @@ void StationCommand::serve(DeviceName const& device, VrelApiManager const& api)
     work();
 }
 
-bool StationCommand::hasEnded() const
+bool StationSubcommand::hasEnded() const
 {
     return std::any_of(m_services.begin(), m_services.end(),
                        [](Service const& service) { return service.isOver; });
@@ -202,7 +204,7 @@ bool StationCommand::hasEnded() const
 
 /** Returns when a service has ended, the time is over, or an end is asked for and services are under way no
  * more. */
-void StationCommand::waitForEnd(std::chrono::milliseconds time)
+void StationSubcommand::waitForEnd(std::chrono::milliseconds time)
 {
     constexpr std::chrono::milliseconds kPause(50); // a signal wakes nobody
     auto const deadline = std::chrono::steady_clock::now() + time;
@@ -212,7 +214,7 @@ void StationCommand::waitForEnd(std::chrono::milliseconds time)
         m_ended.wait_until(lock, std::min(std::chrono::steady_clock::now() + kPause, deadline));
 }
 
-void StationCommand::collect()
+void StationSubcommand::collect()
 {
     for (auto service = m_services.begin(); service != m_services.end();) {
         std::unique_lock lock(m_mutex);
@@ -226,7 +228,7 @@ void StationCommand::collect()
     }
 }
 
-void StationCommand::tell(DeviceResult const& result)
+void StationSubcommand::tell(DeviceResult const& result)
 {
     bool const succeeded = result.kind == Outcome::Success;
     ++(succeeded ? m_succeeded : m_failed);
@@ -244,7 +246,7 @@ void StationCommand::tell(DeviceResult const& result)
     showProgress();
 }
 
-void StationCommand::showProgress()
+void StationSubcommand::showProgress()
 {
     if (m_terminal != nullptr)
         m_terminal->showProgress(QStringLiteral("%1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));

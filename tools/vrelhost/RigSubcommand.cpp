@@ -1,4 +1,4 @@
-#include "tools/vrelhost/RigCommand.h"
+#include "tools/vrelhost/RigSubcommand.h"
 
 #include "devices/VrelClaimRule.h"
 #include "emulator/Rig.h"
@@ -52,7 +52,7 @@ bool isDone(LogHandler const& log, QString const& problem, QString const& remedy
 
 } // namespace
 
-bool RigCommand::create(QString const& directory, int count, LogHandler const& log)
+bool RigSubcommand::create(QString const& directory, int count, LogHandler const& log)
 {
     std::vector<VrelRig::DeviceDescription> devices;
     devices.reserve(static_cast<std::size_t>(count));
@@ -63,21 +63,21 @@ bool RigCommand::create(QString const& directory, int count, LogHandler const& l
                   [&] { VrelRig::createRig(bytes(directory), devices); });
 }
 
-bool RigCommand::plug(QString const& directory, QString const& serial, LogHandler const& log)
+bool RigSubcommand::plug(QString const& directory, QString const& serial, LogHandler const& log)
 {
     return isDone(log, QStringLiteral("Cannot plug in '%1'").arg(serial),
                   QStringLiteral("what is unplugged lies in '%1/unplugged'").arg(directory),
                   [&] { VrelRig::plugDevice(bytes(directory), serial.toStdString()); });
 }
 
-bool RigCommand::unplug(QString const& directory, QString const& serial, LogHandler const& log)
+bool RigSubcommand::unplug(QString const& directory, QString const& serial, LogHandler const& log)
 {
     return isDone(log, QStringLiteral("Cannot unplug '%1'").arg(serial),
                   QStringLiteral("what is plugged in lies in '%1/devices'").arg(directory),
                   [&] { VrelRig::unplugDevice(bytes(directory), serial.toStdString()); });
 }
 
-std::optional<QString> RigCommand::check(std::optional<QString> const& directory, LogHandler const& log)
+std::optional<QString> RigSubcommand::check(std::optional<QString> const& directory, LogHandler const& log)
 {
     std::string found;
     bool const isUsable =

@@ -16,7 +16,7 @@ class TerminalLog;
  * Carries a request or recipe out on the devices that the options name, one or many. After the run, signals
  * go on being held off as Interruption does while the object lives, so that the output can be written.
  */
-class RunCommand
+class RunSubcommand
 {
 public:
     struct Result
@@ -26,7 +26,7 @@ public:
     };
 
     /** @param terminal shows the work; may be null */
-    RunCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal);
+    RunSubcommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal);
 
     /** All devices' requests are judged before anything is run. */
     Result run();

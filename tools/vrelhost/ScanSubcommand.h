@@ -17,7 +17,7 @@ struct DummyDevice;
  * One scan as a host carries it out: finds devices, lets the library's filter claim its own, and asks the
  * library's property managers for serial numbers.
  */
-class ScanCommand
+class ScanSubcommand
 {
 public:
     enum class SerialSource
@@ -31,7 +31,7 @@ public:
      * @param nodes directory of the device nodes, BUS/DEVICE of three digits each
      * @param exe the downloader; run for SerialSource::Exe only
      */
-    ScanCommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log);
+    ScanSubcommand(QString root, QString nodes, SerialSource source, QString exe, LogHandler const& log);
 
     /**
      * The devices in the order of their paths. A claimed device without a serial number is listed all the

@@ -20,18 +20,19 @@ class LogHandler;
 class TerminalLog;
 
 /** Carries a request or recipe out on each device that appears, until an end is asked for. */
-class StationCommand
+class StationSubcommand
 {
 public:
     /** Takes a line of results at once. @param what is in it, for people */
     using Output = std::function<void(QByteArray const& line, QString const& what)>;
 
     /** @param terminal shows the work; may be null */
-    StationCommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal, Output output);
-    ~StationCommand();
+    StationSubcommand(RunOptions options, Recipe recipe, LogHandler& log, TerminalLog* terminal,
+                      Output output);
+    ~StationSubcommand();
 
-    StationCommand(StationCommand const&) = delete;
-    StationCommand& operator=(StationCommand const&) = delete;
+    StationSubcommand(StationSubcommand const&) = delete;
+    StationSubcommand& operator=(StationSubcommand const&) = delete;
 
     /** @return the exit code */
     int run();
