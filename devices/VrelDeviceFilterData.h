@@ -1,5 +1,6 @@
 #pragma once
 
+#include "devices/VrelClaimRule.h"
 #include "external/DeviceFilter.h"
 
 class DeviceManagerTool;
@@ -21,3 +22,13 @@ public:
      */
     bool updateDevice(DummyDevice& device) const;
 };
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked of the scan's data
+inline bool VrelDeviceFilterData::updateDevice(DummyDevice& device) const
+{
+    if (!VrelClaimRule::isRecoveryDevice(device.port, device.vendorId, device.productId))
+        return false;
+    if (device.serialText.size() == 1 && device.serialText.at(0) == QLatin1Char('0'))
+        device.serialText = QLatin1String("");
+    return true;
+}
