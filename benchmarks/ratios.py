@@ -1,14 +1,15 @@
 """Prints the ratio of each pair of benchmarks as a Markdown table.
 
 Reads what vrelbench writes with --benchmark_format=json on standard input. A pair is named ROW/library and
-ROW/yardstick; of repeated runs the medians count.
+ROW/yardstick, or ROW/both counts the nanoseconds of both itself; of repeated runs the medians count.
 """
 
 import json
 import statistics
 import sys
 
-# name, what, yardstick, ratio to reach
+WALK = "walking the same list and reading the two IDs"
+# name, what, yardstick, ratio to reach if there is one
 ROWS = [
     ("raw_dump", '`rawDump` of 64 KiB, offsets, 16 a line, " "',
      "`QString::fromLatin1(QByteArray::toHex(' '))` of the same bytes", 1.0),
@@ -19,23 +20,32 @@ ROWS = [
     ("fetch_api", "`fetchApi` and drop of the handle",
      "three lock/unlock pairs of a `QMutex` with a new and a delete between", 1.5),
     ("device_list", "`getDeviceList` with 24 devices", "building the same `std::map<QString, QString>` by hand", 1.5),
-    ("filter_scale", "`filterDevices` per device at 100,000 devices", "per device at 1,000", 1.5),
-    ("filter_claimed", "`filterDevices` with every second of 1,000 devices claimed",
-     "copying and erasing the same list elements with nothing else", 1.3),
-    ("out_of_process", "out-of-process run", "`QProcess` start and wait of the same executable and arguments", 1.05),
+    ("filter_few", "`filterDevices`, 1,000 devices, one in 100 claimed", WALK, 1.3),
+    ("filter_many", "of 100,000 devices", WALK, 1.3),
+    ("filter_move_few", "of 1,000 devices, every second claimed", WALK, 1.3),
+    ("filter_move_many", "of 100,000 devices, every second claimed", WALK, 1.3),
+    ("out_of_process", "out-of-process run",
+     "`QProcess` start and wait of the same executable, arguments, environment and handlers", 1.05),
     ("load_library", "a process that loads the library and creates a manager",
      "the same process linked to Qt Core alone", 1.2),
+    ("dump_process", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
+    ("scan_dfu_process", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
+    ("scan_lsusb_process", "the same", "`lsusb`", None),
 ]
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
 def nanoseconds(run):
-    """What one iteration took, or one item where a benchmark counts items."""
-    if "items_per_second" in run:
-        return 1e9 / run["items_per_second"]
     # Time of the clock counts where a benchmark says so: it waits for others, or measures a part by itself.
     is_real = run["name"].endswith(("/real_time", "/manual_time"))
     return run["real_time" if is_real else "cpu_time"] * NANOSECONDS[run["time_unit"]]
+
+
+def figures(run, side):
+    """What is known of a row from one run. Who takes both sides in turns also knows their ratio at that time."""
+    if "yardstick" not in run:
+        return {side: nanoseconds(run)}
+    return {"library": run["library"], "yardstick": run["yardstick"], "ratio": run["library"] / run["yardstick"]}
 
 
 def readable(time):
@@ -52,7 +62,8 @@ def main():
             sys.exit(f"{run['name']}: {run['error_message']}")
         if run["run_type"] == "iteration":
             row, side = run["name"].split("/")[:2]
-            times.setdefault((row, side), []).append(nanoseconds(run))
+            for key, figure in figures(run, side).items():
+                times.setdefault((row, key), []).append(figure)
     medians = {key: statistics.median(values) for key, values in times.items()}
 
     print("| what | yardstick | library | yardstick takes | ratio | to reach |")
@@ -61,7 +72,9 @@ def main():
         if (row, "library") not in medians or (row, "yardstick") not in medians:
             continue
         ours, theirs = medians[row, "library"], medians[row, "yardstick"]
-        print(f"| {what} | {yardstick} | {readable(ours)} | {readable(theirs)} | {ours / theirs:.2f} | ≤ {limit} |")
+        ratio = medians.get((row, "ratio"), ours / theirs)
+        print(f"| {what} | {yardstick} | {readable(ours)} | {readable(theirs)} | {ratio:.2f} | "
+              f"{f'≤ {limit}' if limit else '–'} |")
 
 
 main()
