@@ -1,13 +1,11 @@
+#include "benchmarks/Turns.h"
 #include "devices/VrelDeviceFilter.h"
 #include "plugin/VrelManager.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <iterator>
 #include <list>
-#include <vector>
 
 namespace {
 
@@ -34,21 +32,6 @@ Devices someDevices(int count, int claimedOneIn)
     return devices;
 }
 
-template <typename Action>
-double secondsFor(Action const& action)
-{
-    auto const start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double medianNanoseconds(std::vector<double>& seconds)
-{
-    auto const middle = seconds.begin() + static_cast<std::ptrdiff_t>(seconds.size() / 2);
-    std::nth_element(seconds.begin(), middle, seconds.end());
-    return *middle * 1e9;
-}
-
 /** Puts the claimed devices back to where they were found. */
 void restore(Devices& found, Devices& claimed, int claimedOneIn)
 {
@@ -67,23 +50,20 @@ void filterDevices(benchmark::State& state, int count, int claimedOneIn)
     DeviceFilterData* const scan = filter.preScanEvent();
     Devices found = someDevices(count, claimedOneIn);
     Devices claimed;
-    std::vector<double> walks;
-    std::vector<double> filterings;
+    Turns turns;
     for (auto _ : state) {
-        walks.push_back(secondsFor([&found] {
+        turns.yardstick([&found] {
             unsigned int sum = 0;
             for (DummyDevice const& device : found)
                 sum += device.vendorId + device.productId;
             benchmark::DoNotOptimize(sum);
-        }));
-        filterings.push_back(secondsFor([&] { filter.filterDevices(found, claimed, scan); }));
-        state.SetIterationTime(filterings.back());
+        });
+        turns.library(state, [&] { filter.filterDevices(found, claimed, scan); });
         if (claimed.size() != static_cast<std::size_t>(count / claimedOneIn))
             state.SkipWithError("not the right devices claimed");
         restore(found, claimed, claimedOneIn);
     }
-    state.counters["library"] = medianNanoseconds(filterings);
-    state.counters["yardstick"] = medianNanoseconds(walks);
+    turns.report(state);
     filter.postScanEvent(scan);
 }
 

@@ -1,4 +1,5 @@
 #include "benchmarks/SilentVendor.h"
+#include "benchmarks/Turns.h"
 #include "commands/VrelFlashUtils.h"
 #include "external/JsonObject.h"
 #include "external/LogConsoleHandler.h"
@@ -43,28 +44,25 @@ void runOutOfProcess(benchmark::State& state)
     QString const serial = QString::fromLatin1(kSerial);
     LogHandler log;
     VrelFlashUtils utils(request);
-    shrinkHeap();
-    for (auto _ : state) {
-        if (!utils.run(downloader, serial, log, kTimeout))
-            state.SkipWithError("run failed");
-    }
-}
-
-void startAndWait(benchmark::State& state)
-{
-    QString const downloader = QString::fromLatin1(kDownloader);
     QStringList const arguments{QStringLiteral("--command"), QStringLiteral("erasetoken"),
                                 QStringLiteral("--sn"),      QString::fromLatin1(kSerial),
                                 QStringLiteral("--fw_rux"),  QString::fromLatin1(kModule),
                                 QStringLiteral("--slot"),    QStringLiteral("1")};
+    bool isSuccess = true;
+    Turns turns;
     shrinkHeap();
     for (auto _ : state) {
-        QProcess process;
-        LogConsoleHandler const console(process);
-        process.start(downloader, arguments, QIODevice::ReadWrite);
-        if (!process.waitForFinished(kTimeout) || process.exitCode() != 0)
-            state.SkipWithError("run failed");
+        turns.yardstick([&] {
+            QProcess process;
+            LogConsoleHandler const console(process);
+            process.start(downloader, arguments, QIODevice::ReadWrite);
+            isSuccess = isSuccess && process.waitForFinished(kTimeout) && process.exitCode() == 0;
+        });
+        turns.library(state, [&] { isSuccess = isSuccess && utils.run(downloader, serial, log, kTimeout); });
     }
+    if (!isSuccess)
+        state.SkipWithError("run failed");
+    turns.report(state);
 }
 
 /** Where processes run that read files: a rig of two devices, and bytes to dump. */
@@ -93,51 +91,54 @@ private:
     bool m_isReady = false;
 };
 
-/** Starts a process in that place, its output dropped, and waits for its end; gives its status. */
-int statusOf(Place const& place, std::vector<char*> const& arguments)
+using Command = std::initializer_list<char const*>;
+
+/** Runs a process in that place, its output dropped; gives its exit code, or -1. */
+int run(Place const& place, Command command)
 {
+    std::vector<char*> arguments;
+    for (char const* const argument : command)
+        arguments.push_back(const_cast<char*>(argument));
+    arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addchdir_np(&actions, place.path().constData());
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     pid_t process = 0;
     int status = -1;
-    if (posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ) != 0 ||
-        waitpid(process, &status, 0) != process)
-        status = -1;
+    bool const isRun =
+        posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ) == 0 &&
+        waitpid(process, &status, 0) == process && WIFEXITED(status);
     posix_spawn_file_actions_destroy(&actions);
-    return status;
+    return isRun ? WEXITSTATUS(status) : -1;
 }
 
-/** @param worstExitCode not 0 for programs that fail where they find no device */
-void runProcess(benchmark::State& state, int worstExitCode, std::initializer_list<char const*> command)
+/** @param worstExitCode the yardstick's; lsusb fails where there is no device */
+void runProcesses(benchmark::State& state, Command library, Command yardstick, int worstExitCode = 0)
 {
     static Place const s_place;
-    std::vector<char*> arguments;
-    for (char const* const argument : command)
-        arguments.push_back(const_cast<char*>(argument));
-    arguments.push_back(nullptr);
-    if (!s_place.isReady())
-        state.SkipWithError("no rig");
+    bool isSuccess = s_place.isReady();
+    Turns turns;
     shrinkHeap();
     for (auto _ : state) {
-        int const status = statusOf(s_place, arguments);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) > worstExitCode)
-            state.SkipWithError("process failed");
+        turns.yardstick([&] {
+            int const result = run(s_place, yardstick);
+            isSuccess = isSuccess && result >= 0 && result <= worstExitCode;
+        });
+        turns.library(state, [&] { isSuccess = isSuccess && run(s_place, library) == 0; });
     }
+    if (!isSuccess)
+        state.SkipWithError("a process failed");
+    turns.report(state);
 }
 
-#define VREL_PROCESS(name, ...) BENCHMARK_CAPTURE(runProcess, , __VA_ARGS__)->Name(name)->UseRealTime()
+#define VREL_PROCESSES(name, ...)                                                                            \
+    BENCHMARK_CAPTURE(runProcesses, , __VA_ARGS__)->Name(name "/both")->UseManualTime()
 
-BENCHMARK(runOutOfProcess)->Name("out_of_process/library")->UseRealTime();
-BENCHMARK(startAndWait)->Name("out_of_process/yardstick")->UseRealTime();
-VREL_PROCESS("load_library/library", 0, {VREL_MANAGER_PROCESS});
-VREL_PROCESS("load_library/yardstick", 0, {VREL_QTCORE_PROCESS});
-VREL_PROCESS("dump_process/library", 0, {VREL_DUMP_PROCESS, "dumped.bin"});
-VREL_PROCESS("dump_process/yardstick", 0, {"xxd", "-p", "dumped.bin"});
-VREL_PROCESS("scan_dfu_process/library", 0, {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"});
-VREL_PROCESS("scan_dfu_process/yardstick", 0, {"dfu-util", "-l"});
-VREL_PROCESS("scan_lsusb_process/library", 0, {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"});
-VREL_PROCESS("scan_lsusb_process/yardstick", 1, {"lsusb"});
+BENCHMARK(runOutOfProcess)->Name("out_of_process/both")->UseManualTime();
+VREL_PROCESSES("load_library", {VREL_MANAGER_PROCESS}, {VREL_QTCORE_PROCESS});
+VREL_PROCESSES("dump_beside_xxd", {VREL_DUMP_PROCESS, "dumped.bin"}, {"xxd", "-p", "dumped.bin"});
+VREL_PROCESSES("scan_beside_dfu", {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"}, {"dfu-util", "-l"});
+VREL_PROCESSES("scan_beside_lsusb", {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"}, {"lsusb"}, 1);
 
 } // namespace

@@ -28,9 +28,9 @@ ROWS = [
      "`QProcess` start and wait of the same executable, arguments, environment and handlers", 1.05),
     ("load_library", "a process that loads the library and creates a manager",
      "the same process linked to Qt Core alone", 1.2),
-    ("dump_process", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
-    ("scan_dfu_process", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
-    ("scan_lsusb_process", "the same", "`lsusb`", None),
+    ("dump_beside_xxd", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
+    ("scan_beside_dfu", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
+    ("scan_beside_lsusb", "the same", "`lsusb`", None),
 ]
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 

@@ -8,10 +8,12 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -112,6 +114,7 @@ bool manyDevices(int count, QTemporaryDir const& folder)
     return write(module, QByteArray(132, '\0')) && measure([&] {
                VrelManager manager;
                std::vector<std::thread> threads;
+               threads.reserve(static_cast<std::size_t>(count));
                for (int i = 0; i < count; ++i)
                    threads.emplace_back(serve, std::ref(manager), QString::number(i));
                for (std::thread& thread : threads)
@@ -134,7 +137,7 @@ int main(int argc, char* argv[])
     QTemporaryDir const folder;
     for (auto const& [name, measureCase] : kCases) {
         if (argc == 3 && std::strcmp(argv[1], name) == 0)
-            return measureCase(std::atoi(argv[2]), folder) ? 0 : 1;
+            return measureCase(QByteArray(argv[2]).toInt(), folder) ? 0 : 1;
     }
     return 2;
 }
