@@ -21,16 +21,16 @@ ROWS = [
      "three lock/unlock pairs of a `QMutex` with a new and a delete between", 1.5),
     ("device_list", "`getDeviceList` with 24 devices", "building the same `std::map<QString, QString>` by hand", 1.5),
     ("filter_few", "`filterDevices`, 1,000 devices, one in 100 claimed", WALK, 1.3),
-    ("filter_many", "of 100,000 devices", WALK, 1.3),
-    ("filter_move_few", "of 1,000 devices, every second claimed", WALK, 1.3),
-    ("filter_move_many", "of 100,000 devices, every second claimed", WALK, 1.3),
+    ("filter_many", "`filterDevices`, 100,000 devices, one in 100 claimed", WALK, 1.3),
+    ("filter_move_few", "`filterDevices`, 1,000 devices, every second claimed", WALK, 1.3),
+    ("filter_move_many", "`filterDevices`, 100,000 devices, every second claimed", WALK, 1.3),
     ("out_of_process", "out-of-process run",
      "`QProcess` start and wait of the same executable, arguments, environment and handlers", 1.05),
     ("load_library", "a process that loads the library and creates a manager",
      "the same process linked to Qt Core alone", 1.2),
     ("dump_beside_xxd", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
     ("scan_beside_dfu", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
-    ("scan_beside_lsusb", "the same", "`lsusb`", None),
+    ("scan_beside_lsusb", "`vrelhost scan` of a rig of two devices", "`lsusb`", None),
 ]
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
