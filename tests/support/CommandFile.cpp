@@ -5,11 +5,14 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <set>
 
 namespace {
 
 CommandFile readCommandFile(QString const& path)
 {
+    static std::set<std::string> const s_keys{"usage",     "types",  "request", "rejected", "stored", "copy",
+                                              "arguments", "vendor", "serial",  "killed",   "log"};
     CommandFile command;
     command.name = QFileInfo(path).baseName().toStdString();
     QFile file(path);
@@ -27,6 +30,8 @@ CommandFile readCommandFile(QString const& path)
         }
         std::size_t const end = std::min(line.find(' '), line.size());
         std::string const key = line.substr(0, end);
+        if (s_keys.count(key) == 0)
+            qFatal("%s has a line '%s', which is no key", qPrintable(path), key.c_str());
         if (key == "request")
             rows = &command.requests.emplace_back();
         value = &(*rows)[key];
