@@ -74,6 +74,17 @@ int waitTime(QJsonObject const& step)
     return step.size() == 1 && seconds <= Recipe::kLongestWait ? std::max(seconds, 0) : 0;
 }
 
+/** Fills in what a step that is a request says; why it cannot be taken is logged. */
+bool acceptRequest(Recipe::Step& step, QJsonObject const& json, LogHandler& log)
+{
+    step.command = json.value(kCommandKey).toString();
+    JsonObject const request = toJsonObject(json);
+    if (!RequestRules::accept(request, log))
+        return false;
+    step.request.emplace(request);
+    return true;
+}
+
 /** Fills in what a step says; of one that cannot be taken its command, with the cause logged or in `cause`.
  */
 bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
@@ -83,20 +94,14 @@ bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
         return false;
     }
     QJsonObject const json = step.json.toObject();
-    if (json.contains(kWaitKey) && !json.contains(kCommandKey)) {
-        step.command = kWaitKey;
-        step.wait = waitTime(json);
-        if (step.wait == 0)
-            cause = QStringLiteral(": \"wait\" stands alone, with a whole number of seconds from 1 to %1")
-                        .arg(Recipe::kLongestWait);
-        return step.wait > 0;
-    }
-    step.command = json.value(kCommandKey).toString();
-    JsonObject const request = toJsonObject(json);
-    if (!RequestRules::accept(request, log))
-        return false;
-    step.request.emplace(request);
-    return true;
+    if (!json.contains(kWaitKey) || json.contains(kCommandKey))
+        return acceptRequest(step, json, log);
+    step.command = kWaitKey;
+    step.wait = waitTime(json);
+    if (step.wait == 0)
+        cause = QStringLiteral(": \"wait\" stands alone, with a whole number of seconds from 1 to %1")
+                    .arg(Recipe::kLongestWait);
+    return step.wait > 0;
 }
 
 } // namespace
@@ -118,12 +123,13 @@ std::optional<Recipe> Recipe::read(QString const& argument, QString& error)
 
 bool Recipe::accept(LogHandler& log)
 {
+    if (!isArray)
+        return acceptRequest(steps.front(), steps.front().json.toObject(), log);
     for (Step& step : steps) {
         QString cause;
         if (acceptStep(step, cause, log))
             continue;
-        if (isArray)
-            log.logMessage(kErrorLevel, rejection(static_cast<int>(&step - steps.data()) + 1, cause));
+        log.logMessage(kErrorLevel, rejection(static_cast<int>(&step - steps.data()) + 1, cause));
         return false;
     }
     return true;
