@@ -2,9 +2,8 @@
 
 #include "tools/vrelhost/ReportText.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -28,23 +27,41 @@ QString replaceable(JsonObject::Entries::value_type const& entry)
     return isText && entry.first != QLatin1String("command") ? entry.second.toString() : QString();
 }
 
-/** A text with `valueOf` each placeholder in its place; in one pass, so that what is put in is not looked at.
+/** What stands for a placeholder's value or, in braces of its own, for the word itself. */
+struct Form
+{
+    QLatin1String text;
+    QLatin1String placeholder;
+    bool isLiteral;
+};
+
+Form const kForms[] = {
+    {QLatin1String("{{serial}}"), kSerialWord, true},
+    {QLatin1String("{{path}}"), kPathWord, true},
+    {kSerialWord, kSerialWord, false},
+    {kPathWord, kPathWord, false},
+};
+
+/**
+ * A text with `valueOf` each placeholder in its place; in one pass, so that what is put in is not looked at.
+ * By no regular expression: it matches nothing in a text with half a surrogate pair, which JSON may hold.
  */
 template <typename Function>
 QString replaced(QString const& text, Function const& valueOf)
 {
-    static QRegularExpression const s_form(
-        QStringLiteral(R"(\{(?<literal>\{(?:serial|path)\})\}|\{(?:serial|path)\})"));
     QString result;
-    int position = 0;
-    for (auto matches = s_form.globalMatch(text); matches.hasNext();) {
-        QRegularExpressionMatch const match = matches.next();
-        QString const literal = match.captured(QStringLiteral("literal"));
-        result += text.midRef(position, match.capturedStart() - position);
-        result += literal.isEmpty() ? valueOf(match.captured()) : literal;
-        position = match.capturedEnd();
+    for (int i = 0; i < text.size();) {
+        auto const form =
+            std::find_if(std::begin(kForms), std::end(kForms),
+                         [rest = text.midRef(i)](Form const& f) { return rest.startsWith(f.text); });
+        if (form == std::end(kForms)) {
+            result += text.at(i++);
+            continue;
+        }
+        result += form->isLiteral ? QString(form->placeholder) : valueOf(form->placeholder);
+        i += form->text.size();
     }
-    return result + text.midRef(position);
+    return result;
 }
 
 } // namespace
