@@ -1,0 +1,61 @@
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+#include "framework/JsonText.h"
+#include "tests/fuzz/Require.h"
+#include "tools/vrelhost/Recipe.h"
+
+#include <algorithm>
+
+/**
+ * @file
+ * A request or recipe on the host tool's command line: the input is its text, up to a request for one device.
+ */
+namespace {
+
+void checkRequest(RequestTemplate const& request, LogHandler& log)
+{
+    QString error;
+    auto const good = request.forDevice({QStringLiteral("SN"), QStringLiteral("1-1")}, error);
+    require(good && error.isEmpty(), "a device with plain names gets its request");
+    require(VrelFlashUtils().parseArguments(*good, log), "which the library accepts as it did the template");
+    QByteArray const text = toCompactJson(*good);
+    QByteArray const given = toCompactJson(request.request());
+    for (char const* const word : {"{serial}", "{path}"})
+        require(!text.contains(word) || given.contains(QByteArray("{") + word), "no placeholder is left");
+    auto const bad = request.forDevice({QStringLiteral("../SN"), QStringLiteral("../1")}, error);
+    require(bad.has_value() == error.isEmpty(), "a refusal alone is explained");
+    require(!bad || toCompactJson(*bad) == text, "names that lead elsewhere get into no request");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+{
+    if (size == 0 || (data[0] != '{' && data[0] != '['))
+        return -1; // the name of a file
+    QString error;
+    auto recipe =
+        Recipe::read(QString::fromUtf8(reinterpret_cast<char const*>(data), static_cast<int>(size)), error);
+    require(recipe.has_value() == error.isEmpty(), "unreadable text, and only that, is explained");
+    if (!recipe)
+        return 0;
+    require(!recipe->steps.empty() && recipe->isArray == (data[0] == '['),
+            "an array is a recipe, with steps");
+
+    int errors = 0;
+    setLogSink([&errors](LogLine const& line) { errors += line.level == kErrorLevel ? 1 : 0; });
+    LogHandler log;
+    bool const isAccepted = recipe->accept(log);
+    require(isAccepted == (errors == 0), "a rejected recipe, and only that, logs an error");
+    if (!isAccepted)
+        return 0;
+    for (Recipe::Step const& step : recipe->steps) {
+        bool const isWait = step.wait >= 1 && step.wait <= Recipe::kLongestWait;
+        require(isWait != step.request.has_value(), "a step is a wait or a request");
+        if (step.request)
+            checkRequest(*step.request, log);
+    }
+    int const shared = recipe->sharedFileStep();
+    require(shared >= 0 && shared <= static_cast<int>(recipe->steps.size()), "a step that is there");
+    return 0;
+}
