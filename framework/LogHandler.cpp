@@ -1,46 +1,28 @@
 #include "external/LogHandler.h"
 
+#include "external/LoggedObject.h"
 #include "framework/LogSink.h"
 
+#include <atomic>
 #include <memory>
-#include <mutex>
 
 namespace {
 
+using SharedSink = std::shared_ptr<LogSink const>;
+
 /**
- * The process's sink. A line holds a share of it, so that it may be replaced while lines are being logged.
+ * The process's. A line holds a share of it, so that it may be replaced while lines are being logged. Never
+ * destroyed: objects that log may go after any other.
  */
-class SinkHolder
+SharedSink& processSink()
 {
-public:
-    std::shared_ptr<LogSink const> get()
-    {
-        std::lock_guard const lock(m_mutex);
-        return m_sink;
-    }
-
-    std::shared_ptr<LogSink const> exchange(std::shared_ptr<LogSink const> sink)
-    {
-        std::lock_guard const lock(m_mutex);
-        m_sink.swap(sink);
-        return sink;
-    }
-
-private:
-    std::mutex m_mutex;
-    std::shared_ptr<LogSink const> m_sink;
-};
-
-/** Never destroyed: objects that log may go after any other. */
-SinkHolder& sinkHolder()
-{
-    static auto& s_holder = *new SinkHolder;
-    return s_holder;
+    static auto& s_sink = *new SharedSink;
+    return s_sink;
 }
 
 void log(LogLine const& line)
 {
-    if (auto const sink = sinkHolder().get())
+    if (auto const sink = std::atomic_load(&processSink()))
         (*sink)(line);
 }
 
@@ -49,7 +31,7 @@ void log(LogLine const& line)
 LogSink setLogSink(LogSink sink)
 {
     auto const next = sink ? std::make_shared<LogSink const>(std::move(sink)) : nullptr;
-    auto const previous = sinkHolder().exchange(next);
+    auto const previous = std::atomic_exchange(&processSink(), next);
     return previous ? *previous : LogSink();
 }
 
@@ -98,4 +80,18 @@ void LogHandler::bind(LogHandler const& other) const
 LogHandler const& LogHandler::target() const
 {
     return m_target == nullptr ? *this : m_target->target();
+}
+
+LoggedObject::LoggedObject() = default;
+
+LoggedObject::~LoggedObject() = default;
+
+LogHandler& LoggedObject::logHandler()
+{
+    return m_logHandler;
+}
+
+LogHandler const& LoggedObject::logHandler() const
+{
+    return m_logHandler;
 }

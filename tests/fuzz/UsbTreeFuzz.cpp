@@ -1,7 +1,7 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "tests/fuzz/Require.h"
-#include "tools/vrelhost/UsbScanner.h"
+#include "tools/vrelhost/UsbTree.h"
 
 #include <QByteArrayList>
 
@@ -97,7 +97,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     int warnings = 0;
     setLogSink([&warnings](LogLine const& line) { warnings += line.level == kWarningLevel ? 1 : 0; });
     LogHandler const log;
-    auto const devices = UsbScanner(QString::fromStdString(s_root), log).scan();
+    auto const devices = UsbTree::devices(QString::fromStdString(s_root), log);
     require(devices.has_value(), "a tree that is there can be read");
     auto device = devices->begin();
     for (auto const& [names, attributes] : entries) {

@@ -1,6 +1,13 @@
 #include "tools/common/CommandLine.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+QCommandLineOption option(QLatin1String name, char const* help, char const* value, QString const& usual)
+{
+    return {name, QLatin1String(help), QLatin1String(value), usual};
+}
 
 QString helpText(QString const& usage, QCommandLineParser const& parser, QString const& sections)
 {
@@ -13,4 +20,26 @@ QString parserFault(QCommandLineParser const& parser)
 {
     QString const text = parser.errorText();
     return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+}
+
+QString findProgram(QString const& name)
+{
+    if (name.contains(QLatin1Char('/')))
+        return name;
+    QString const found = QStandardPaths::findExecutable(name);
+    return found.isEmpty() ? name : found;
+}
+
+QString executableFault(QString const& program)
+{
+    QFileInfo const info(program);
+    if (!program.contains(QLatin1Char('/')))
+        return QStringLiteral("it is not in PATH, where a name without a slash is looked up");
+    if (!info.exists())
+        return QStringLiteral("it does not exist");
+    if (!info.isFile())
+        return QStringLiteral("it is not a file");
+    if (!info.isExecutable())
+        return QStringLiteral("it is not executable");
+    return QString();
 }

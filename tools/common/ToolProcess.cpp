@@ -2,7 +2,6 @@
 
 #include "external/LogHandler.h"
 #include "framework/LogLines.h"
-#include "tools/common/ExitCode.h"
 
 #include <QString>
 #include <QtGlobal>

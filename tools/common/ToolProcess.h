@@ -1,5 +1,13 @@
 #pragma once
 
+/** How the command-line tools end. */
+enum ExitCode : int
+{
+    ExitSuccess = 0,
+    ExitFailure = 1, ///< the command was run and failed
+    ExitRejected = 2 ///< bad arguments or a bad request; nothing was run
+};
+
 /** What a tool relies on in its process, whoever started it and whatever library it loads. */
 namespace ToolProcess {
 

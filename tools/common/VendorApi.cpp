@@ -12,7 +12,6 @@ namespace {
 
 QString const kNotAvailable =
     QStringLiteral("The vendor API is not available: another process may be using it");
-QString const kSubject = QStringLiteral("The vendor API ");
 
 } // namespace
 
@@ -32,32 +31,19 @@ VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
     return api;
 }
 
-std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, LogHandler const& log)
-{
-    QString error;
-    auto devices = list(api, error);
-    if (!devices)
-        log.logMessage(kErrorLevel, kSubject + error);
-    return devices;
-}
-
 std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, QString& error)
 {
+    if (!api) {
+        error = kNotAvailable;
+        return std::nullopt;
+    }
     DeviceList devices;
     QString text;
     int const result = api.getDeviceList(devices, text);
     if (result == 0)
         return devices;
-    error = QStringLiteral("cannot list the devices: code %1, '%2'").arg(result).arg(text);
+    error = QStringLiteral("The vendor API cannot list the devices: code %1, '%2'").arg(result).arg(text);
     return std::nullopt;
-}
-
-std::optional<VendorApi::DeviceList> VendorApi::look(VrelApiManager& api, QString& error)
-{
-    auto devices = api ? list(api, error) : std::nullopt;
-    if (!devices)
-        error = api ? kSubject + error : kNotAvailable;
-    return devices;
 }
 
 bool VendorApi::isFull(DeviceList const& devices)

@@ -25,14 +25,9 @@ LogHandler& lastingLog(QString const& name);
 /** A handle; one that tests false has been logged at level 1. */
 VrelApiManager fetch(VrelManager& manager, LogHandler const& log);
 
-/** The devices that the vendor API lists; nothing, with the cause logged at level 1, when it does not. */
-std::optional<DeviceList> list(VrelApiManager& api, LogHandler const& log);
-
-/** The same; the cause is left in `error`, as what the vendor API does: "cannot list the devices: ...". */
+/** The devices that the vendor API lists; nothing, with the cause, a sentence, in `error`, when it does not.
+ */
 std::optional<DeviceList> list(VrelApiManager& api, QString& error);
-
-/** The same; the cause, a sentence, also tells of a handle without an API object. */
-std::optional<DeviceList> look(VrelApiManager& api, QString& error);
 
 /** Whether the list holds as many devices as it can, so that there may be more. */
 bool isFull(DeviceList const& devices);

@@ -3,14 +3,10 @@
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 #include "tools/common/CommandLine.h"
-#include "tools/ruxFwDownloader/SerialQuery.h"
 
 #include <QCommandLineParser>
 
 namespace {
-
-QString const kHelp = QStringLiteral("help");
-QString const kVersion = QStringLiteral("version");
 
 QString commandHelp()
 {
@@ -19,16 +15,15 @@ QString commandHelp()
         QStringLiteral("Carries a command out on a device in RuX recovery mode; getSerial shows its\n"
                        "serial number."));
     parser.addOptions({
-        {QStringLiteral("command"), QStringLiteral("The command, as vrelhost usages tells them."),
-         QStringLiteral("NAME")},
-        {QStringLiteral("sn"),
-         QStringLiteral("The device with this serial number; without it the only device."),
-         QStringLiteral("SERIAL")},
-        {QStringLiteral("KEY"),
-         QStringLiteral("A parameter of the command. Numbers are decimal, or hexadecimal with 0x."),
-         QStringLiteral("VALUE")},
-        {{QStringLiteral("h"), kHelp}, QStringLiteral("Show this help; with getSerial, that of its own.")},
-        {kVersion, QStringLiteral("Show the versions of library and vendor API, and the date of the build.")},
+        option(QLatin1String("command"), "The command, as vrelhost usages tells them.", "NAME"),
+        option(QLatin1String("sn"), "The device with this serial number; without it the only device.",
+               "SERIAL"),
+        option(QLatin1String("KEY"),
+               "A parameter of the command. Numbers are decimal, or hexadecimal with 0x.", "VALUE"),
+        {{QStringLiteral("h"), QStringLiteral("help")},
+         QStringLiteral("Show this help; with getSerial, that of its own.")},
+        option(QLatin1String("version"),
+               "Show the versions of library and vendor API, and the date of the build."),
     });
     return helpText(QStringLiteral("ruxFwDownloader --command NAME [--sn SERIAL] [--KEY VALUE ...]\n"
                                    "       ruxFwDownloader getSerial [--quiet] --uid PATH"),
@@ -70,4 +65,12 @@ QString answerAboutTheProgram(QStringList const& arguments)
                    QLatin1Char('\n');
     }
     return QString();
+}
+
+QList<QCommandLineOption> serialQueryOptions()
+{
+    return {
+        option(QLatin1String("uid"), "The device at this USB path, such as 1-4.2.", "PATH"),
+        option(QLatin1String("quiet"), "Show nothing else, which is so in any case."),
+    };
 }

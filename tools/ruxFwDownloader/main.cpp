@@ -2,14 +2,13 @@
 #include "external/LogHandler.h"
 #include "framework/LogLines.h"
 #include "plugin/VrelManager.h"
-#include "tools/common/ExitCode.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
 #include "tools/ruxFwDownloader/DownloaderArguments.h"
 #include "tools/ruxFwDownloader/DownloaderHelp.h"
-#include "tools/ruxFwDownloader/InProcessRun.h"
-#include "tools/ruxFwDownloader/SerialQuery.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -49,17 +48,42 @@ int runCommand(QStringList const& arguments, LogHandler& log)
     VrelFlashUtils command;
     if (!command.parseArguments(parsed->request, log) || !parsed->unknownOptions.isEmpty())
         return ExitRejected;
-    return runInProcess(manager, command, parsed->serial, log) ? ExitSuccess : ExitFailure;
+    VrelApiManager const api = VendorApi::fetch(manager, log);
+    return api && command.run(api, parsed->serial, log) ? ExitSuccess : ExitFailure;
 }
 
-int printSerial(QStringList const& arguments, LogHandler& log)
+/** The USB path in what follows "getSerial"; empty, with the cause in `error`, when there is none. */
+QString queriedPath(QStringList const& arguments, QString& error)
+{
+    QCommandLineParser parser;
+    parser.addOptions(serialQueryOptions());
+    bool const isParsed = parser.parse(arguments);
+    QString const path = parser.value(QStringLiteral("uid"));
+    if (!isParsed)
+        error = parserFault(parser);
+    else if (!parser.positionalArguments().isEmpty())
+        error = QStringLiteral("Unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
+    else if (path.isEmpty())
+        error = QStringLiteral("Missing option '--uid'");
+    return path;
+}
+
+/** There is nothing but the number to be said on success, with --quiet or without. */
+int printSerial(QStringList const& arguments, LogHandler const& log)
 {
     QString error;
-    auto const path = parseSerialQuery(arguments, error);
-    if (!path)
+    QString const path = queriedPath(arguments, error);
+    if (!error.isEmpty())
         return reject(error, log);
-    auto const serial = querySerial(*path, log);
-    return serial ? print(*serial + QLatin1Char('\n')) : ExitFailure;
+    VrelManager manager;
+    VrelApiManager api = manager.fetchApi();
+    auto const devices = VendorApi::list(api, error);
+    if (devices && devices->count(path) > 0)
+        return print(devices->at(path) + QLatin1Char('\n'));
+    if (devices)
+        error = QStringLiteral("There is no device at the USB path '%1'").arg(path);
+    log.logMessage(kErrorLevel, error);
+    return ExitFailure;
 }
 
 int run(int argc, char* argv[])
@@ -71,7 +95,7 @@ int run(int argc, char* argv[])
     if (!answer.isEmpty())
         return print(answer);
     if (arguments.value(0) == QLatin1String("getSerial"))
-        return printSerial(arguments.mid(1), log);
+        return printSerial(arguments, log); // with its name in the program's place
     return runCommand(arguments, log);
 }
 

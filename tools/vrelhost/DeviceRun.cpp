@@ -3,7 +3,6 @@
 #include "external/LogHandler.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/DownloaderRun.h"
-#include "tools/vrelhost/Interruption.h"
 #include "tools/vrelhost/LogFile.h"
 #include "tools/vrelhost/RequestRules.h"
 
@@ -31,7 +30,7 @@ void allowMostOpenFiles()
 
 } // namespace
 
-bool RunSetting::prepare(LogHandler const& toolLog, TerminalLog* terminal)
+bool RunSetting::prepare()
 {
     bool const writesTokens = recipe.has(kWriteToken);
     if (options.isVerified && !writesTokens)
@@ -172,7 +171,7 @@ bool DeviceRun::wait(int seconds, LogHandler const& log) const
     auto const isListed = [&] {
         cause.clear();
         VrelApiManager api = m_setting.manager->fetchApi(); // out of process only for this moment
-        auto const list = VendorApi::look(api, cause);
+        auto const list = VendorApi::list(api, cause);
         return list && std::any_of(list->begin(), list->end(), [&](auto const& device) {
                    return device.second == m_result.device.serial;
                });

@@ -2,12 +2,14 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "plugin/VrelManager.h"
+#include "tools/vrelhost/Interruption.h"
 #include "tools/vrelhost/Recipe.h"
 #include "tools/vrelhost/RunLog.h"
 #include "tools/vrelhost/RunOptions.h"
 #include "tools/vrelhost/RunReport.h"
 #include "tools/vrelhost/TokenCheck.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -15,27 +17,24 @@
 class LogHandler;
 class TargetFiles;
 
-/** What the devices of a run or a station share; outlives each DeviceRun. */
+/** What a run or a station is to do, and what its devices share; outlives each DeviceRun. */
 struct RunSetting
 {
-    RunSetting(RunOptions const& runOptions, Recipe const& steps)
-        : options(runOptions)
-        , recipe(steps)
-    {
-    }
+    RunOptions const options;
+    Recipe const recipe;
+    LogHandler& toolLog;
+    TerminalLog* const terminal; ///< shows what is being done; may be null
 
-    RunOptions const& options;
-    Recipe const& recipe;
-    std::optional<VrelManager> manager; ///< where this process uses the vendor API
-    std::optional<RunLog> log;
-    std::optional<TokenCheck> tokenCheck; ///< where tokens are verified
+    /** Takes results at once; yields the exit code. @param what they are, for people */
+    std::function<int(QByteArray const& text, QString const& what)> const print;
 
-    /**
-     * Makes ready for running.
-     * @param terminal shows what is done to each device; may be null
-     * @return false, with the cause logged at level 1
-     */
-    bool prepare(LogHandler const& toolLog, TerminalLog* terminal);
+    Interruption const interruption = {};
+    std::optional<VrelManager> manager = {}; ///< where this process uses the vendor API
+    std::optional<RunLog> log = {};
+    std::optional<TokenCheck> tokenCheck = {}; ///< where tokens are verified
+
+    /** Makes ready for running. @return false, with the cause logged at level 1 */
+    bool prepare();
 };
 
 /** A recipe on one device. */

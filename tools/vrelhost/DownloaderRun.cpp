@@ -4,7 +4,7 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "plugin/VrelProcessWait.h"
-#include "tools/common/ExecutableFault.h"
+#include "tools/common/CommandLine.h"
 #include "tools/vrelhost/Interruption.h"
 
 #include <QCoreApplication>

@@ -6,14 +6,13 @@
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
 #include "tools/common/CommandLine.h"
-#include "tools/common/ExitCode.h"
+#include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/Recipe.h"
+#include "tools/vrelhost/DeviceRun.h"
 #include "tools/vrelhost/RigSubcommand.h"
-#include "tools/vrelhost/RunOptions.h"
 #include "tools/vrelhost/RunSubcommand.h"
 #include "tools/vrelhost/ScanOptions.h"
-#include "tools/vrelhost/ScanReport.h"
+#include "tools/vrelhost/ScanSubcommand.h"
 #include "tools/vrelhost/StationSubcommand.h"
 #include "tools/vrelhost/Subcommand.h"
 #include "tools/vrelhost/TerminalLog.h"
@@ -167,41 +166,32 @@ int HostTool::showParameters()
 
 int HostTool::runRequest()
 {
-    QString error;
-    auto recipe = Recipe::read(m_arguments.constFirst(), error);
-    auto const options = recipe ? RunOptions::readRun(m_parser, recipe->isArray, error) : std::nullopt;
-    if (!options)
-        return reject(error);
-    if (!accept(*recipe, *options))
-        return ExitRejected;
-    showWork(true);
-    RunSubcommand command(*options, *recipe, m_log, m_terminal.get());
-    RunSubcommand::Result const result = command.run();
-    showWork(false);
-    if (!result.output.isEmpty() && print(result.output) != ExitSuccess)
-        return ExitFailure;
-    return result.exitCode;
-}
-
-bool HostTool::accept(Recipe& recipe, RunOptions const& options)
-{
-    for (QString const& line : options.idle)
-        m_log.logMessage(kWarningLevel, line);
-    return recipe.accept(m_log);
+    return carryOut({}, runOnDevices);
 }
 
 int HostTool::serveStation()
 {
+    RunOptions usual;
+    usual.isAll = true;
+    return carryOut(usual, serveDevices);
+}
+
+int HostTool::carryOut(RunOptions usual, int (*work)(RunSetting&))
+{
     QString error;
     auto recipe = Recipe::read(m_arguments.constFirst(), error);
-    auto const options = recipe ? RunOptions::readStation(m_parser, error) : std::nullopt;
+    usual.isMany = usual.isAll || (recipe && recipe->isArray);
+    auto const options = recipe ? RunOptions::read(m_parser, usual, error) : std::nullopt;
     if (!options)
         return reject(error);
-    if (!accept(*recipe, *options))
+    for (QString const& line : options->idle)
+        m_log.logMessage(kWarningLevel, line);
+    if (!recipe->accept(m_log))
         return ExitRejected;
-    auto const output = [this](QByteArray const& line, QString const& what) { print(line, what); };
+    RunSetting setting{*options, *recipe, m_log, m_terminal.get(),
+                       [this](QByteArray const& text, QString const& what) { return print(text, what); }};
     showWork(true);
-    int const exitCode = StationSubcommand(*options, *recipe, m_log, m_terminal.get(), output).run();
+    int const exitCode = work(setting);
     showWork(false);
     return exitCode;
 }
@@ -212,9 +202,8 @@ int HostTool::scanDevices()
     auto const options = ScanOptions::read(m_parser, m_log, error);
     if (!options)
         return reject(error);
-    ScanSubcommand const scan(options->root, options->nodes, options->source, options->exe, m_log);
     showWork(true);
-    auto const devices = scan.run();
+    auto const devices = findAndIdentify(*options, m_log);
     showWork(false);
     if (!devices)
         return ExitFailure;

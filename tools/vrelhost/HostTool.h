@@ -11,8 +11,8 @@
 
 class TerminalLog;
 enum class LogFormat;
-struct Recipe;
 struct RunOptions;
+struct RunSetting;
 
 /** The command-line host: parses its arguments and carries out one subcommand. */
 class HostTool
@@ -52,7 +52,8 @@ private:
     int unplugDevice();
     int checkRig();
 
-    bool accept(Recipe& recipe, RunOptions const& options);
+    /** Carries a request or recipe out. @param usual as for RunOptions::read, but for isMany */
+    int carryOut(RunOptions usual, int (*work)(RunSetting&));
     /** Logs what the tool itself has to say and yields the exit code for a rejection. */
     int reject(QString const& cause);
     /** Writes a result; yields the exit code. @param what it is, for people */

@@ -1,6 +1,6 @@
 #include "tools/vrelhost/RunOptions.h"
 
-#include "tools/common/ExecutableFault.h"
+#include "tools/common/CommandLine.h"
 #include "tools/vrelhost/DownloaderRun.h"
 #include "tools/vrelhost/Recipe.h"
 
@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
+#include <map>
 
 namespace {
 
@@ -30,12 +31,6 @@ QLatin1String const kInterval("interval");
 QLatin1String const kAgain("again");
 QLatin1String const kStopAfter("stop-after");
 
-QCommandLineOption option(QLatin1String name, char const* help, char const* value = "",
-                          char const* usual = "")
-{
-    return {name, QLatin1String(help), QLatin1String(value), QLatin1String(usual)};
-}
-
 /** Those of runs and stations. */
 QList<QCommandLineOption> commonDefinitions()
 {
@@ -48,8 +43,7 @@ QList<QCommandLineOption> commonDefinitions()
                "Run this downloader instead of working in-process: its path, or its name where PATH leads to "
                "it.",
                "PATH"),
-        option(kTimeout, "End a downloader that takes longer; 60000 without it, -1 for no limit.", "MS",
-               "60000"),
+        option(kTimeout, "End a downloader that takes longer; 60000 without it, -1 for no limit.", "MS"),
         option(kVerify, "Read back what writetoken has written, and compare it."),
         option(kLogDir,
                "Keep all log lines of each device in a new file of this directory, which is made if missing.",
@@ -68,37 +62,31 @@ struct NumberOption
     char const* more = "";
 };
 
-NumberOption const kRunNumbers[] = {
+NumberOption const kNumbers[] = {
     {kTimeout, &RunOptions::timeout, "milliseconds", 0, kMost, ", or -1 for no limit"},
     {kJobs, &RunOptions::jobs, "devices"},
     {kWait, &RunOptions::wait, "seconds", 1, Recipe::kLongestWait},
-};
-
-NumberOption const kStationNumbers[] = {
-    kRunNumbers[0],
-    kRunNumbers[1],
     {kInterval, &RunOptions::interval, "milliseconds", 1, kLongestInterval},
     {kStopAfter, &RunOptions::stopAfter, "devices"},
 };
 
-/** Of those that are given or have a usual value. @return what is wrong with one; empty when nothing is */
-template <std::size_t Count>
-QString readNumbers(QCommandLineParser const& parser, NumberOption const (&numbers)[Count],
-                    RunOptions& options)
+/** @return what is wrong with one of those that are given; empty when nothing is */
+QString readNumbers(QCommandLineParser const& parser, RunOptions& options)
 {
-    for (NumberOption const& number : numbers) {
-        QString const text = parser.value(number.name);
+    QStringList const given = parser.optionNames();
+    for (NumberOption const& number : kNumbers) {
+        if (!given.contains(number.name))
+            continue;
         bool isNumber = false;
-        int const value = text.toInt(&isNumber);
+        int const value = parser.value(number.name).toInt(&isNumber);
         bool const isNoLimit = *number.more != '\0' && value == DownloaderRun::kNoTimeout;
-        if (isNumber && (isNoLimit || (value >= number.least && value <= number.most)))
-            options.*number.member = value;
-        else if (parser.isSet(number.name))
+        if (!isNumber || !(isNoLimit || (value >= number.least && value <= number.most)))
             return QStringLiteral("--%1 is a number of %2 from %3 to %4%5")
                 .arg(number.name, QLatin1String(number.unit))
                 .arg(number.least)
                 .arg(number.most)
                 .arg(QLatin1String(number.more));
+        options.*number.member = value;
     }
     return QString();
 }
@@ -106,24 +94,13 @@ QString readNumbers(QCommandLineParser const& parser, NumberOption const (&numbe
 /** Serial numbers and paths in the order in which they are given. */
 std::vector<RunOptions::Device> namedDevices(QCommandLineParser const& parser)
 {
-    QStringList serials = parser.values(kSerial);
-    QStringList paths = parser.values(kPath);
+    std::map<QString, int> taken;
     std::vector<RunOptions::Device> devices;
     for (QString const& name : parser.optionNames()) {
-        if (name == kSerial)
-            devices.push_back({false, serials.takeFirst()});
-        else if (name == kPath)
-            devices.push_back({true, paths.takeFirst()});
+        if (name == kSerial || name == kPath)
+            devices.push_back({name == kPath, parser.values(name).at(taken[name]++)});
     }
     return devices;
-}
-
-QString jobsConflict(RunOptions const& options)
-{
-    if (options.exe && options.jobs.value_or(1) > 1)
-        return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
-                              "at a time");
-    return QString();
 }
 
 /** Why the options do not go together; empty when they do. */
@@ -135,37 +112,22 @@ QString conflict(RunOptions const& options, bool isRecipe)
     auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
     if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
         return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
-    return jobsConflict(options);
+    if (options.exe && options.jobs.value_or(1) > 1)
+        return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
+                              "at a time");
+    return QString();
 }
 
 /** A line for each option that changes nothing for a reason. */
-QStringList idleOptions(QCommandLineParser const& parser, std::initializer_list<QLatin1String> names,
+QStringList idleOptions(QStringList const& given, std::initializer_list<QLatin1String> names,
                         char const* reason)
 {
     QStringList lines;
     for (QLatin1String const name : names) {
-        if (parser.isSet(name))
+        if (given.contains(name))
             lines << QStringLiteral("--%1 has no effect %2").arg(name, QLatin1String(reason));
     }
     return lines;
-}
-
-QStringList idleTimeout(QCommandLineParser const& parser, RunOptions const& options)
-{
-    if (options.exe)
-        return {};
-    return idleOptions(parser, {kTimeout}, "without --exe: what runs in-process is waited for");
-}
-
-/** What runs and stations have. */
-void readCommon(QCommandLineParser const& parser, RunOptions& options)
-{
-    options.isJson = parser.isSet(kJson);
-    options.isVerified = parser.isSet(kVerify);
-    if (parser.isSet(kExe))
-        options.exe.emplace(findProgram(parser.value(kExe)));
-    if (parser.isSet(kLogDir))
-        options.logDirectory.emplace(parser.value(kLogDir));
 }
 
 } // namespace
@@ -195,47 +157,42 @@ QList<QCommandLineOption> RunOptions::runDefinitions()
 QList<QCommandLineOption> RunOptions::stationDefinitions()
 {
     QList<QCommandLineOption> const own = {
-        option(kInterval, "Look for devices so often; every 500 without it.", "MS", "500"),
+        option(kInterval, "Look for devices so often; every 500 without it.", "MS"),
         option(kAgain, "Serve also devices that were served with success, whenever they appear again."),
         option(kStopAfter, "End once so many devices have been served with success.", "N"),
     };
     return commonDefinitions() + own;
 }
 
-std::optional<RunOptions> RunOptions::readRun(QCommandLineParser const& parser, bool isRecipe, QString& error)
+std::optional<RunOptions> RunOptions::read(QCommandLineParser const& parser, RunOptions const& usual,
+                                           QString& error)
 {
-    RunOptions options;
-    error = readNumbers(parser, kRunNumbers, options);
+    RunOptions options = usual;
+    QStringList const given = parser.optionNames();
+    error = readNumbers(parser, options);
     if (!error.isEmpty())
         return std::nullopt;
-    readCommon(parser, options);
+    if (given.contains(kExe))
+        options.exe.emplace(findProgram(parser.value(kExe)));
+    if (given.contains(kLogDir))
+        options.logDirectory.emplace(parser.value(kLogDir));
     options.devices = namedDevices(parser);
-    options.isAll = parser.isSet(kAll);
-    options.isDryRun = parser.isSet(kDryRun);
-    options.isMany = isRecipe || options.isAll || options.isJson || options.jobs || options.hasPath() ||
+    options.isAll = usual.isAll || given.contains(kAll);
+    options.isDryRun = given.contains(kDryRun);
+    options.isJson = given.contains(kJson);
+    options.isVerified = given.contains(kVerify);
+    options.isAgain = given.contains(kAgain);
+    options.isMany = usual.isMany || options.isAll || options.isJson || options.jobs || options.hasPath() ||
                      options.devices.size() > 1;
-    error = conflict(options, isRecipe);
+    error = conflict(options, usual.isMany);
     if (!error.isEmpty())
         return std::nullopt;
     if (!options.isMany && !options.devices.empty() && options.devices.front().text.isEmpty())
         options.devices.clear(); // whichever is there
-    options.idle = options.isDryRun ? idleOptions(parser, {kExe, kTimeout, kJobs, kJson, kVerify, kLogDir},
-                                                  "with --dry-run: nothing is run")
-                                    : idleTimeout(parser, options);
-    return options;
-}
-
-std::optional<RunOptions> RunOptions::readStation(QCommandLineParser const& parser, QString& error)
-{
-    RunOptions options;
-    options.isMany = true;
-    error = readNumbers(parser, kStationNumbers, options);
-    readCommon(parser, options);
-    options.isAgain = parser.isSet(kAgain);
-    if (error.isEmpty())
-        error = jobsConflict(options);
-    if (!error.isEmpty())
-        return std::nullopt;
-    options.idle = idleTimeout(parser, options);
+    if (options.isDryRun)
+        options.idle = idleOptions(given, {kExe, kTimeout, kJobs, kJson, kVerify, kLogDir},
+                                   "with --dry-run: nothing is run");
+    else if (!options.exe)
+        options.idle = idleOptions(given, {kTimeout}, "without --exe: what runs in-process is waited for");
     return options;
 }

@@ -20,18 +20,18 @@ struct RunOptions
         QString text;
     };
 
-    std::vector<Device> devices; ///< in the order given
-    bool isAll = false;          ///< on every device that the vendor API lists
-    bool isMany = false;         ///< results are wanted per device
-    std::optional<int> jobs;     ///< devices at a time; all without
-    std::optional<QString> exe;  ///< the downloader, as findProgram yields it; in-process without
-    std::optional<int> timeout;  ///< milliseconds, -1 for no limit; always there
-    std::optional<int> wait;     ///< seconds, for a free vendor API and the devices
+    std::vector<Device> devices;        ///< in the order given
+    bool isAll = false;                 ///< on every device that the vendor API lists
+    bool isMany = false;                ///< results are wanted per device
+    std::optional<int> jobs;            ///< devices at a time; all without
+    std::optional<QString> exe;         ///< the downloader, as findProgram yields it; in-process without
+    std::optional<int> timeout = 60000; ///< milliseconds, -1 for no limit; always there
+    std::optional<int> wait;            ///< seconds, for a free vendor API and the devices
     bool isDryRun = false;
     bool isJson = false;                 ///< results as JSON
     bool isVerified = false;             ///< tokens are read back and compared
     std::optional<QString> logDirectory; ///< for a log file of each device
-    std::optional<int> interval;         ///< milliseconds between two looks for devices; a station's is there
+    std::optional<int> interval = 500;   ///< milliseconds between two looks for devices; always there
     bool isAgain = false;                ///< devices that succeeded are served again when they appear again
     std::optional<int> stopAfter;        ///< successes
     QStringList idle;                    ///< a line for each option that has no effect beside the others
@@ -43,9 +43,9 @@ struct RunOptions
     static QList<QCommandLineOption> stationDefinitions();
 
     /**
-     * @param isRecipe whether there is a recipe, which always has results per device
+     * @param usual what holds whatever is given: of a station isAll, of it and of recipes isMany
      * @return nothing, with the cause in `error`, for values or combinations that make no sense
      */
-    static std::optional<RunOptions> readRun(QCommandLineParser const& parser, bool isRecipe, QString& error);
-    static std::optional<RunOptions> readStation(QCommandLineParser const& parser, QString& error);
+    static std::optional<RunOptions> read(QCommandLineParser const& parser, RunOptions const& usual,
+                                          QString& error);
 };

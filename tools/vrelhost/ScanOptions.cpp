@@ -2,7 +2,7 @@
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
-#include "tools/common/ExecutableFault.h"
+#include "tools/common/CommandLine.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -20,18 +20,17 @@ QLatin1String const kJsonOption("json");
 QList<QCommandLineOption> ScanOptions::definitions()
 {
     return {
-        {kTreeOption, QStringLiteral("Read the USB devices there instead of in /sys/bus/usb/devices."),
-         QStringLiteral("DIR"), QStringLiteral("/sys/bus/usb/devices")},
-        {kNodesOption, QStringLiteral("Look for the device nodes there instead of in /dev/bus/usb."),
-         QStringLiteral("DIR"), QStringLiteral("/dev/bus/usb")},
-        {kSourceOption,
-         QStringLiteral("Take serial numbers from the vendor API (the default) or from the downloader."),
-         QStringLiteral("api|exe"), QStringLiteral("api")},
-        {kDownloaderOption,
-         QStringLiteral("The downloader to ask: its path, or its name where PATH leads to it; without it the "
-                        "ruxFwDownloader beside vrelhost."),
-         QStringLiteral("PATH"), QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")},
-        {kJsonOption, QStringLiteral("Show the devices as one line of JSON instead of a table.")},
+        option(kTreeOption, "Read the USB devices there instead of in /sys/bus/usb/devices.", "DIR",
+               QStringLiteral("/sys/bus/usb/devices")),
+        option(kNodesOption, "Look for the device nodes there instead of in /dev/bus/usb.", "DIR",
+               QStringLiteral("/dev/bus/usb")),
+        option(kSourceOption, "Take serial numbers from the vendor API (the default) or from the downloader.",
+               "api|exe", QStringLiteral("api")),
+        option(kDownloaderOption,
+               "The downloader to ask: its path, or its name where PATH leads to it; without it the "
+               "ruxFwDownloader beside vrelhost.",
+               "PATH", QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")),
+        option(kJsonOption, "Show the devices as one line of JSON instead of a table."),
     };
 }
 
@@ -53,6 +52,5 @@ std::optional<ScanOptions> ScanOptions::read(QCommandLineParser const& parser, L
         log.logMessage(kErrorLevel, QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe")
                                         .arg(exe, executableFault(exe)));
     return ScanOptions{parser.value(kTreeOption), parser.value(kNodesOption),
-                       isFromApi ? ScanSubcommand::SerialSource::Api : ScanSubcommand::SerialSource::Exe, exe,
-                       parser.isSet(kJsonOption)};
+                       isFromApi ? std::nullopt : std::make_optional(exe), parser.isSet(kJsonOption)};
 }

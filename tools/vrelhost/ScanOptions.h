@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tools/vrelhost/ScanSubcommand.h"
-
 #include <QCommandLineOption>
 #include <QList>
 #include <QString>
@@ -14,11 +12,10 @@ class QCommandLineParser;
 /** What the options of `scan` ask for. */
 struct ScanOptions
 {
-    QString root;  ///< of the tree of USB devices
-    QString nodes; ///< directory of the device nodes
-    ScanSubcommand::SerialSource source = ScanSubcommand::SerialSource::Api;
-    QString exe; ///< the downloader, as findProgram yields it
-    bool isJson = false;
+    QString root;               ///< of the tree of USB devices
+    QString nodes;              ///< directory of the device nodes, BUS/DEVICE of three digits each
+    std::optional<QString> exe; ///< the downloader that tells serial numbers; the vendor API without
+    bool isJson;
 
     static QList<QCommandLineOption> definitions();
 

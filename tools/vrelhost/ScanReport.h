@@ -1,10 +1,21 @@
 #pragma once
 
-#include "tools/vrelhost/ScannedDevice.h"
-
 #include <QByteArray>
+#include <QString>
 
+#include <cstdint>
 #include <vector>
+
+/** One device as a scan shows it. */
+struct ScannedDevice
+{
+    QString path; ///< "usb.devicePath"
+    std::uint16_t vendorId = 0;
+    std::uint16_t productId = 0;
+    bool isClaimed = false;
+    QString serial;        ///< null when it is not known
+    bool isDenied = false; ///< not known, and there is no permission to use the device
+};
 
 /** A scan's result in its two forms, UTF-8 with a line end. */
 namespace ScanReport {

@@ -8,26 +8,26 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "plugin/VrelManager.h"
-#include "tools/common/ExecutableFault.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DeviceNode.h"
 #include "tools/vrelhost/DownloaderRun.h"
 #include "tools/vrelhost/Interruption.h"
 #include "tools/vrelhost/ReportText.h"
-#include "tools/vrelhost/UsbScanner.h"
+#include "tools/vrelhost/ScanOptions.h"
+#include "tools/vrelhost/UsbTree.h"
 
+#include <list>
 #include <memory>
-#include <utility>
 
 namespace {
 
 using UseApi = bool (*)();
 
-UseApi useApi(ScanSubcommand::SerialSource source)
+UseApi useApi(ScanOptions const& options)
 {
-    if (source == ScanSubcommand::SerialSource::Api)
-        return [] { return true; };
-    return [] { return false; };
+    if (options.exe)
+        return [] { return false; };
+    return [] { return true; };
 }
 
 QString pathOf(DummyDevice const& device)
@@ -44,40 +44,9 @@ QString querySerial(DevicePropertyManagerAllocatorBase& allocator, DummyDevice c
     return manager->getProperty(QStringLiteral("vrel.serial"));
 }
 
-} // namespace
-
-ScanSubcommand::ScanSubcommand(QString root, QString nodes, SerialSource source, QString exe,
-                               LogHandler const& log)
-    : m_root(std::move(root))
-    , m_nodes(std::move(nodes))
-    , m_source(source)
-    , m_exe(std::move(exe))
-    , m_log(log)
+void claimDevices(VrelManager& manager, ScanOptions const& options, std::list<DummyDevice>& devices)
 {
-}
-
-std::optional<std::vector<ScannedDevice>> ScanSubcommand::run() const
-{
-    Interruption const interruption;
-    VrelManager manager;
-    // Before the tree is read: a vendor library may bring its devices up when it is first taken, as the
-    // emulator makes its rig.
-    VrelApiManager api = manager.fetchApi();
-    auto devices = UsbScanner(m_root, m_log).scan();
-    if (!devices)
-        return std::nullopt;
-    if (m_source == SerialSource::Exe)
-        api = VrelApiManager(); // for the downloader to take
-    VendorApi::DeviceList listed;
-    if (api.getDeviceList(listed) == 0)
-        VendorApi::warnOfFullList(listed, m_log);
-    claimDevices(manager, *devices);
-    return identify(manager, *devices);
-}
-
-void ScanSubcommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& devices) const
-{
-    VrelDeviceFilter const filter(&manager, new DeviceManagerTool, useApi(m_source));
+    VrelDeviceFilter const filter(&manager, new DeviceManagerTool, useApi(options));
     std::list<DummyDevice> claimed;
     DeviceFilterData* const data = filter.preScanEvent();
     filter.filterDevices(devices, claimed, data);
@@ -85,56 +54,80 @@ void ScanSubcommand::claimDevices(VrelManager& manager, std::list<DummyDevice>& 
     devices.merge(claimed, [](DummyDevice const& a, DummyDevice const& b) { return pathOf(a) < pathOf(b); });
 }
 
-std::optional<std::vector<ScannedDevice>>
-ScanSubcommand::identify(VrelManager& manager, std::list<DummyDevice> const& devices) const
+QString missingFromApi(VrelManager& manager)
 {
-    auto* const starter = new DownloaderStarter(m_exe); // the allocator's
-    VrelDevicePropertyManagerAllocator allocator(&manager, starter, useApi(m_source));
+    VrelApiManager api = manager.fetchApi();
+    if (!api)
+        return QStringLiteral("the vendor API is not available, another process may be using it");
+    QString error = QStringLiteral("The vendor API does not list it");
+    VendorApi::list(api, error);
+    return error.replace(0, 1, QLatin1Char('t')); // it goes on in a sentence
+}
+
+QString missingFromDownloader(QString const& exe, bool wasKilled)
+{
+    QString const fault = executableFault(exe);
+    if (!fault.isEmpty())
+        return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(exe, fault);
+    if (wasKilled)
+        return QStringLiteral("the downloader '%1' did not answer in time and was ended").arg(exe);
+    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed").arg(exe);
+}
+
+/** What is known of all devices; nothing, with the cause logged, when a downloader was not waited for. */
+std::optional<std::vector<ScannedDevice>> identify(std::list<DummyDevice> const& devices,
+                                                   VrelManager& manager, ScanOptions const& options,
+                                                   LogHandler const& log)
+{
+    auto* const starter = new DownloaderStarter(options.exe.value_or(QString())); // the allocator's
+    VrelDevicePropertyManagerAllocator allocator(&manager, starter, useApi(options));
     std::vector<ScannedDevice> result;
-    result.reserve(devices.size());
     for (DummyDevice const& record : devices) {
-        bool const isClaimed = record.isClaimed != 0;
+        QString const path = pathOf(record);
         QString const serial = querySerial(allocator, record);
-        if (m_source == SerialSource::Exe && Interruption::isRequested()) {
-            m_log.logMessage(kErrorLevel, starter->wasKilled()
-                                              ? "The downloader was ended: the scan was interrupted"
-                                              : "The scan was interrupted");
+        if (options.exe && Interruption::isRequested()) {
+            log.logMessage(kErrorLevel, starter->wasKilled()
+                                            ? "The downloader was ended: the scan was interrupted"
+                                            : "The scan was interrupted");
             return std::nullopt;
         }
-        bool isDenied = false;
-        if (isClaimed && serial.isNull()) {
-            QString const node = DeviceNode::path(m_root, pathOf(record), m_nodes);
-            isDenied = DeviceNode::isDenied(node);
-            m_log.logMessage(
-                kWarningLevel,
-                QStringLiteral("No serial number for the device at %1: %2")
-                    .arg(ReportText::printable(pathOf(record)),
-                         isDenied
-                             ? QStringLiteral("no permission to use its node '%1'; "
-                                              "install the udev rules that come with the tools and be at "
-                                              "the seat or in the group plugdev, or scan with more rights")
-                                   .arg(node)
-                             : missingSerialCause(manager, *starter)));
-        }
-        result.push_back({pathOf(record), record.vendorId, record.productId, isClaimed, serial, isDenied});
+        ScannedDevice& device = result.emplace_back(
+            ScannedDevice{path, record.vendorId, record.productId, record.isClaimed != 0, serial});
+        if (!device.isClaimed || !serial.isNull())
+            continue;
+        QString const node = UsbTree::node(options.root, path, options.nodes);
+        device.isDenied = UsbTree::isDenied(node);
+        QString const cause =
+            device.isDenied
+                ? QStringLiteral("no permission to use its node '%1'; install the udev rules that "
+                                 "come with the tools and be at the seat or in the group plugdev, "
+                                 "or scan with more rights")
+                      .arg(node)
+            : options.exe ? missingFromDownloader(*options.exe, starter->wasKilled())
+                          : missingFromApi(manager);
+        log.logMessage(kWarningLevel, QStringLiteral("No serial number for the device at %1: %2")
+                                          .arg(ReportText::printable(path), cause));
     }
     return result;
 }
 
-QString ScanSubcommand::missingSerialCause(VrelManager& manager, DownloaderStarter const& starter) const
+} // namespace
+
+std::optional<std::vector<ScannedDevice>> findAndIdentify(ScanOptions const& options, LogHandler const& log)
 {
-    if (m_source == SerialSource::Api) {
-        VrelApiManager api = manager.fetchApi();
-        if (!api)
-            return QStringLiteral("the vendor API is not available, another process may be using it");
-        QString error = QStringLiteral("does not list it");
-        VendorApi::list(api, error);
-        return QStringLiteral("the vendor API ") + error;
-    }
-    QString const fault = executableFault(m_exe);
-    if (!fault.isEmpty())
-        return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(m_exe, fault);
-    if (starter.wasKilled())
-        return QStringLiteral("the downloader '%1' did not answer in time and was ended").arg(m_exe);
-    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed").arg(m_exe);
+    Interruption const interruption;
+    VrelManager manager;
+    // Before the tree is read: a vendor library may bring its devices up when it is first taken, as the
+    // emulator makes its rig.
+    VrelApiManager api = manager.fetchApi();
+    auto devices = UsbTree::devices(options.root, log);
+    if (!devices)
+        return std::nullopt;
+    if (options.exe)
+        api = VrelApiManager(); // for the downloader to take
+    VendorApi::DeviceList listed;
+    if (api.getDeviceList(listed) == 0)
+        VendorApi::warnOfFullList(listed, log);
+    claimDevices(manager, options, *devices);
+    return identify(*devices, manager, options, log);
 }

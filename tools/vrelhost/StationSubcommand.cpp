@@ -1,7 +1,9 @@
 #include "tools/vrelhost/StationSubcommand.h"
 
 #include "external/LogHandler.h"
-#include "tools/common/ExitCode.h"
+#include "tools/common/ToolProcess.h"
+#include "tools/common/VendorApi.h"
+#include "tools/vrelhost/DeviceRun.h"
 #include "tools/vrelhost/DeviceSelection.h"
 #include "tools/vrelhost/ReportText.h"
 #include "tools/vrelhost/RequestRules.h"
@@ -11,8 +13,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <future>
 #include <limits>
-#include <system_error>
+#include <list>
+#include <map>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -20,66 +25,87 @@ namespace {
 
 constexpr int kNoLimit = std::numeric_limits<int>::max();
 
-} // namespace
-
-struct StationSubcommand::Service
+/** One appearance of a device. */
+struct Service
 {
     DeviceRun run;
     LogHandler& log;
-    bool isOver = false;
-    std::thread thread; ///< none where the station's own thread does the work
-
-    Service(RunSetting& setting, DeviceName const& device, VrelApiManager const& api, LogHandler& deviceLog)
-        : run(setting, device, api)
-        , log(deviceLog)
-    {
-    }
-
-    Service(Service const&) = delete;
-    Service& operator=(Service const&) = delete;
-
-    ~Service()
-    {
-        if (thread.joinable())
-            thread.join();
-    }
+    std::future<void> end;
 };
 
-StationSubcommand::StationSubcommand(RunOptions options, Recipe recipe, LogHandler& log,
-                                     TerminalLog* terminal, Output output)
-    : m_options(std::move(options))
-    , m_recipe(std::move(recipe))
-    , m_log(log)
-    , m_terminal(terminal)
-    , m_output(std::move(output))
-    , m_setting(m_options, m_recipe)
+/** Also of one that is this thread's to do. */
+bool isOver(Service const& service)
 {
+    return service.end.wait_for(std::chrono::seconds(0)) != std::future_status::timeout;
 }
 
-StationSubcommand::~StationSubcommand() = default;
+class Station
+{
+public:
+    explicit Station(RunSetting& setting)
+        : m_setting(setting)
+    {
+    }
 
-int StationSubcommand::run()
+    /** @return the exit code */
+    int run();
+
+private:
+    enum class State
+    {
+        Served,   ///< now, or with success
+        Unlisted, ///< likewise, and gone since: what is served now has appeared again when it is listed
+        Finished, ///< to be served when it appears again
+    };
+
+    void serveUntilEnd();
+    bool isEnough() const;
+    bool look(VrelApiManager& api, VendorApi::DeviceList& list);
+    void forgetAbsent(VendorApi::DeviceList const& list);
+    void serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api);
+    bool isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list);
+    void serve(DeviceName const& device, VrelApiManager const& api);
+    void waitForEnd() const;
+    bool hasEnded() const;
+    void collect();
+    void tell(DeviceResult const& result);
+    void showProgress() const;
+
+    RunSetting& m_setting;
+    RunOptions const& m_options = m_setting.options;
+    Recipe const& m_recipe = m_setting.recipe;
+
+    std::map<QString, State> m_states; ///< by serial number, of devices that were begun
+    std::set<QString> m_refused;       ///< paths of listed devices that cannot be named
+    bool m_isListFailing = false;
+    bool m_isListFull = false;
+    int m_succeeded = 0;
+    int m_failed = 0;
+    std::list<Service> m_services; ///< under way
+};
+
+int Station::run()
 {
     int const shared = m_recipe.sharedFileStep();
     if (shared != 0) {
-        m_log.logMessage(kErrorLevel,
-                         "All devices would write to the same file: put {serial} or {path} into its name");
+        m_setting.toolLog.logMessage(
+            kErrorLevel, "All devices would write to the same file: put {serial} or {path} into its name");
         if (m_recipe.isArray)
-            m_log.logMessage(kErrorLevel, m_recipe.rejection(shared));
+            m_setting.toolLog.logMessage(kErrorLevel, m_recipe.rejection(shared));
         return ExitRejected;
     }
-    if (!m_setting.prepare(m_log, m_terminal))
+    if (!m_setting.prepare())
         return ExitFailure;
     m_setting.manager.emplace();
     if (!m_options.isJson)
-        m_output(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
+        m_setting.print(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
     serveUntilEnd();
-    m_log.logMessage(kProgressLevel,
-                     QStringLiteral("Station: %1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
+    m_setting.toolLog.logMessage(
+        kProgressLevel, QStringLiteral("Station: %1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
     return m_failed == 0 ? ExitSuccess : ExitFailure;
 }
 
-void StationSubcommand::serveUntilEnd()
+void Station::serveUntilEnd()
 {
     VrelApiManager api;
     showProgress();
@@ -89,37 +115,37 @@ void StationSubcommand::serveUntilEnd()
             forgetAbsent(list);
             serveDue(list, api);
         }
-        waitForEnd(std::chrono::milliseconds(*m_options.interval));
+        waitForEnd();
         collect();
     }
     while (!m_services.empty()) {
-        waitForEnd(std::chrono::milliseconds(*m_options.interval));
+        waitForEnd();
         collect();
     }
 }
 
-bool StationSubcommand::isEnough() const
+bool Station::isEnough() const
 {
     return m_options.stopAfter && m_succeeded >= *m_options.stopAfter;
 }
 
 /** In-process the handle is kept; a failure is told once. */
-bool StationSubcommand::look(VrelApiManager& api, VendorApi::DeviceList& list)
+bool Station::look(VrelApiManager& api, VendorApi::DeviceList& list)
 {
     QString error;
     if (!api)
         api = m_setting.manager->fetchApi();
-    auto listed = VendorApi::look(api, error);
+    auto listed = VendorApi::list(api, error);
     if (m_options.exe)
         api = VrelApiManager(); // the downloaders take it
     if (!listed && !m_isListFailing)
-        m_log.logMessage(kErrorLevel, error);
+        m_setting.toolLog.logMessage(kErrorLevel, error);
     m_isListFailing = !listed;
     if (listed)
         list = std::move(*listed);
     bool const isFull = VendorApi::isFull(list);
     if (isFull && !m_isListFull)
-        m_log.logMessage(
+        m_setting.toolLog.logMessage(
             kWarningLevel,
             "The vendor API lists as many devices as it can: more are served when these are unplugged");
     m_isListFull = isFull;
@@ -127,7 +153,7 @@ bool StationSubcommand::look(VrelApiManager& api, VendorApi::DeviceList& list)
 }
 
 /** A device that is not listed any more will be a new one when it is. */
-void StationSubcommand::forgetAbsent(VendorApi::DeviceList const& list)
+void Station::forgetAbsent(VendorApi::DeviceList const& list)
 {
     std::set<QString> serials;
     for (auto const& [path, serial] : list)
@@ -143,7 +169,7 @@ void StationSubcommand::forgetAbsent(VendorApi::DeviceList const& list)
         path = list.count(*path) == 0 ? m_refused.erase(path) : std::next(path);
 }
 
-void StationSubcommand::serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api)
+void Station::serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api)
 {
     auto const jobs = static_cast<std::size_t>(m_options.exe ? 1 : m_options.jobs.value_or(kNoLimit));
     for (auto const& device : list) {
@@ -154,81 +180,68 @@ void StationSubcommand::serveDue(VendorApi::DeviceList const& list, VrelApiManag
     }
 }
 
-bool StationSubcommand::isDue(VendorApi::DeviceList::value_type const& device,
-                              VendorApi::DeviceList const& list)
+bool Station::isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list)
 {
     QString const fault = namingFault(device, list);
     if (fault.isEmpty())
         return m_states.count(device.second) == 0;
     if (m_refused.insert(device.first).second)
-        m_log.logMessage(kErrorLevel, fault + QStringLiteral(": not served"));
+        m_setting.toolLog.logMessage(kErrorLevel, fault + QStringLiteral(": not served"));
     return false;
 }
 
-void StationSubcommand::serve(DeviceName const& device, VrelApiManager const& api)
+void Station::serve(DeviceName const& device, VrelApiManager const& api)
 {
     QString error;
     LogHandler& log = m_setting.log->add(device, true, error);
     if (!error.isEmpty())
         log.logMessage(kWarningLevel, error);
     m_states[device.serial] = State::Served;
-    Service& service =
-        m_services.emplace_back(m_setting, device, m_options.exe ? VrelApiManager() : api, log);
-    if (!service.run.prepare(nullptr, log)) {
-        service.run.reject(log);
-        service.isOver = true;
-        return;
-    }
-    auto const work = [this, &service] {
-        service.run.run(service.log);
-        std::lock_guard const lock(m_mutex);
-        service.isOver = true;
-        m_ended.notify_one();
-    };
-    try {
-        if (!m_options.exe) {
-            service.thread = std::thread(work);
-            return;
-        }
-    } catch (std::system_error const&) {
-        // Without another thread this one does the work.
-    }
-    work();
+    m_services.push_back({DeviceRun(m_setting, device, m_options.exe ? VrelApiManager() : api), log, {}});
+    Service& service = m_services.back();
+    bool const isReady = service.run.prepare(nullptr, log);
+    // What is deferred, also for lack of threads, is this thread's to do, in collect.
+    std::launch const onThisThread = std::launch::deferred;
+    std::launch const policy = m_options.exe || !isReady ? onThisThread : std::launch::async | onThisThread;
+    service.end = std::async(policy, [&service, isReady] {
+        if (isReady)
+            service.run.run(service.log);
+        else
+            service.run.reject(service.log);
+    });
 }
 
-bool StationSubcommand::hasEnded() const
+bool Station::hasEnded() const
 {
-    return std::any_of(m_services.begin(), m_services.end(),
-                       [](Service const& service) { return service.isOver; });
+    return std::any_of(m_services.begin(), m_services.end(), isOver);
 }
 
 /** Returns when a service has ended, the time is over, or an end is asked for and services are under way no
  * more. */
-void StationSubcommand::waitForEnd(std::chrono::milliseconds time)
+void Station::waitForEnd() const
 {
-    constexpr std::chrono::milliseconds kPause(50); // a signal wakes nobody
-    auto const deadline = std::chrono::steady_clock::now() + time;
-    std::unique_lock lock(m_mutex);
+    constexpr std::chrono::milliseconds kPause(20); // no signal and no service wakes it
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(*m_options.interval);
     while (!hasEnded() && std::chrono::steady_clock::now() < deadline &&
            !(Interruption::isRequested() && m_services.empty()))
-        m_ended.wait_until(lock, std::min(std::chrono::steady_clock::now() + kPause, deadline));
+        std::this_thread::sleep_until(std::min(std::chrono::steady_clock::now() + kPause, deadline));
 }
 
-void StationSubcommand::collect()
+void Station::collect()
 {
     for (auto service = m_services.begin(); service != m_services.end();) {
-        std::unique_lock lock(m_mutex);
-        bool const isOver = service->isOver;
-        lock.unlock();
-        if (isOver) {
-            tell(service->run.result());
-            m_setting.log->remove(service->log);
+        if (!isOver(*service)) {
+            ++service;
+            continue;
         }
-        service = isOver ? m_services.erase(service) : std::next(service);
+        service->end.get();
+        tell(service->run.result());
+        m_setting.log->remove(service->log);
+        service = m_services.erase(service);
     }
 }
 
-void StationSubcommand::tell(DeviceResult const& result)
+void Station::tell(DeviceResult const& result)
 {
     bool const succeeded = result.kind == Outcome::Success;
     ++(succeeded ? m_succeeded : m_failed);
@@ -240,14 +253,22 @@ void StationSubcommand::tell(DeviceResult const& result)
     else
         m_states.erase(state);
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    m_output(m_options.isJson ? RunReport::toJsonLine(result, time) : RunReport::toTableRow(result),
-             QStringLiteral("the result of '%1' (%2)")
-                 .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
+    m_setting.print(m_options.isJson ? RunReport::toJsonLine(result, time) : RunReport::toTableRow(result),
+                    QStringLiteral("the result of '%1' (%2)")
+                        .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
     showProgress();
 }
 
-void StationSubcommand::showProgress()
+void Station::showProgress() const
 {
-    if (m_terminal != nullptr)
-        m_terminal->showProgress(QStringLiteral("%1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
+    if (m_setting.terminal != nullptr)
+        m_setting.terminal->showProgress(
+            QStringLiteral("%1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
+}
+
+} // namespace
+
+int serveDevices(RunSetting& setting)
+{
+    return Station(setting).run();
 }

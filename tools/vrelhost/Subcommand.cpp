@@ -21,9 +21,8 @@ QList<QCommandLineOption> noOptions()
 
 QList<QCommandLineOption> newRigOptions()
 {
-    return {{QStringLiteral("devices"),
-             QStringLiteral("So many devices, from 1 to %1; needed.").arg(RigSubcommand::kMostDevices),
-             QStringLiteral("N")}};
+    QString const help = QStringLiteral("So many devices, from 1 to %1; needed.");
+    return {{QStringLiteral("devices"), help.arg(RigSubcommand::kMostDevices), QStringLiteral("N")}};
 }
 
 QCommandLineOption helpOption(char const* meaning)
@@ -159,18 +158,15 @@ QString HostTool::Subcommand::help() const
 QList<QCommandLineOption> HostTool::Subcommand::commonOptions()
 {
     return {
-        {QStringLiteral("log-format"),
-         QStringLiteral(
-             "Write log lines to standard error for a person (the default), or as one JSON object a "
-             "line."),
-         QStringLiteral("text|json"), QStringLiteral("text")},
-        {QStringLiteral("log-level"),
-         QStringLiteral(
-             "Leave out log lines above this level: 1 errors, 2 warnings, 3 progress and results (the "
-             "default), 4 what is being run, 5 raw output. Level 0 is always shown."),
-         QStringLiteral("N"), QString::number(kProgressLevel)},
+        option(QLatin1String("log-format"),
+               "Write log lines to standard error for a person (the default), or as one JSON object a line.",
+               "text|json", QStringLiteral("text")),
+        option(QLatin1String("log-level"),
+               "Leave out log lines above this level: 1 errors, 2 warnings, 3 progress and results (the "
+               "default), 4 what is being run, 5 raw output. Level 0 is always shown.",
+               "N", QString::number(kProgressLevel)),
         helpOption("Show this help; with a subcommand, that of its own."),
-        {QStringLiteral("version"), QStringLiteral("Show what the subcommand version shows.")},
+        option(QLatin1String("version"), "Show what the subcommand version shows."),
     };
 }
 

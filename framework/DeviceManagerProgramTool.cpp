@@ -1,5 +1,0 @@
-#include "external/DeviceManagerProgramTool.h"
-
-DeviceManagerProgramTool::DeviceManagerProgramTool() = default;
-
-DeviceManagerProgramTool::~DeviceManagerProgramTool() = default;

@@ -1,5 +1,0 @@
-#include "external/DeviceManagerTool.h"
-
-DeviceManagerTool::DeviceManagerTool() = default;
-
-DeviceManagerTool::~DeviceManagerTool() = default;

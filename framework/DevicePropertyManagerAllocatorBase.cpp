@@ -1,5 +1,0 @@
-#include "external/DevicePropertyManagerAllocatorBase.h"
-
-DevicePropertyManagerAllocatorBase::DevicePropertyManagerAllocatorBase() = default;
-
-DevicePropertyManagerAllocatorBase::~DevicePropertyManagerAllocatorBase() = default;
