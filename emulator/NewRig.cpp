@@ -85,12 +85,12 @@ std::string cid(QString const& name, QString const& number)
 void makeStorage(Directory const& directory, std::string const& serial, std::string const& name)
 {
     auto const kind = QString::fromStdString(name).section('-', 0, 0) + '/';
+    auto const label = QString::fromStdString(serial + ' ' + name + ' ');
     for (auto const& file : QDir(":/newrig/" + kind).entryInfoList()) {
         auto const templateName = kind + file.fileName();
         auto content = filledIn(templateName);
         if (file.suffix() == "img")
-            content = recognisableImage(serial + ' ' + name + ' ' + file.baseName().toStdString(),
-                                        std::stoul(content));
+            content = recognisableImage((label + file.baseName()).toStdString(), std::stoul(content));
         else if (file.fileName() == "cid.hex")
             content = cid(templateName, derivedHex(serial, name, 4));
         directory.create(file.fileName().toStdString(), content);
