@@ -89,6 +89,8 @@ TokenCheck::~TokenCheck()
     static_cast<void>(::write(m_life, "\n", 1)); // what a library has forked may hold this end, too
     ::close(m_life);
     ::waitpid(m_remover, nullptr, 0);
+    if (m_fault.isEmpty())
+        QDir(m_directory).removeRecursively(); // where the other process could not
 }
 
 QString TokenCheck::fault(JsonObject const& written)
