@@ -93,7 +93,7 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
 
 } // namespace
 
-int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
+int workOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
 {
     return guarded(call, [&] {
         failAsAsked(call.name);
@@ -101,7 +101,7 @@ int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work
     });
 }
 
-int onDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
+int workOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work)
 {
     return guarded(call, [&] {
         auto const delay = wantedDelay();

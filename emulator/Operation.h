@@ -43,13 +43,27 @@ struct Operation
 };
 
 /** Works on the rig. @return 0, else a code with the reason in the error buffer; lets no exception out */
-int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
+int workOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
 
 /**
  * Works on the one device that the call names, which is the operation's own meanwhile; fails when the device
  * has been unplugged before the end. A recovery module has to be one that could be sent to the device.
  */
-int onDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
+int workOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
+
+// The same, with work of any size by reference: a copy of it would have to find memory before anything is
+// caught.
+template <typename Work>
+int onRig(OperationCall const& call, Work const& work)
+{
+    return workOnRig(call, std::cref(work));
+}
+
+template <typename Work>
+int onDevice(OperationCall const& call, Work const& work)
+{
+    return workOnDevice(call, std::cref(work));
+}
 
 /** @return a text that is neither null nor empty */
 std::string requiredText(char const* text, char const* what);

@@ -183,12 +183,14 @@ std::string Rig::select(std::string const& serial) const
 
 std::shared_ptr<void> Rig::claim(std::string const& serial)
 {
-    std::lock_guard const lock(m_mutex);
-    if (!m_busy.insert(serial).second)
+    std::unique_lock lock(m_mutex);
+    auto const [claimed, isFree] = m_busy.insert(serial);
+    if (!isFree)
         throw RigError("Device " + inQuotes(serial) + " is busy with another operation");
-    return {nullptr, [this, serial](void*) {
+    lock.unlock(); // without memory for the claim it ends at once
+    return {nullptr, [this, device = claimed](void*) {
                 std::lock_guard const endLock(m_mutex);
-                m_busy.erase(serial);
+                m_busy.erase(device);
             }};
 }
 
