@@ -4,6 +4,7 @@
 #include "tools/vrelhost/UsbTree.h"
 
 #include <QByteArrayList>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstdio>
@@ -19,7 +20,7 @@
  * @file
  * A tree of USB devices: the input holds a name and two attributes for each, all ended by a NUL; or a name,
  * what the entry is and nothing. First bytes tell what to make: '=' a file, '>' a link, '/' a directory, '|'
- * a pipe.
+ * a pipe. The attributes are those of an ID, or, under a name with a '#', those of a node.
  */
 namespace {
 
@@ -65,6 +66,18 @@ int idOf(std::string const& path, QByteArray const& attribute)
     return isId ? text.toInt(nullptr, 16) : -1;
 }
 
+bool hasNode(std::string const& name)
+{
+    return name.find('#') != std::string::npos;
+}
+
+/** Whether a node lies where nodes do: below two directories named by numbers. */
+bool isNode(QString const& node)
+{
+    static QRegularExpression const s_form(QStringLiteral("^/dev/\\d{3}/\\d{3}$"));
+    return node.isEmpty() || s_form.match(node).hasMatch();
+}
+
 /** A USB path is no interface, which has a colon, and no root hub, which is "usb" and a number. */
 bool isDevice(std::string const& name)
 {
@@ -88,6 +101,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         if (fields[i].contains('/') || !make(path, hasFiles ? "/" : fields[i + 1]))
             continue;
         auto& [vendor, product] = entries[{QString::fromUtf8(fields[i]), fields[i].toStdString()}];
+        if (hasFiles && hasNode(path)) {
+            make(path + "/busnum", fields[i + 1]);
+            make(path + "/devnum", fields[i + 2]);
+            continue;
+        }
         if (hasFiles && make(path + "/idVendor", fields[i + 1]))
             vendor = fields[i + 1];
         if (hasFiles && make(path + "/idProduct", fields[i + 2]))
@@ -117,8 +135,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     }
     require(device == devices->end() && warnings == 0, "all else is left out, each with a warning");
     for (auto const& entry : entries) {
-        for (char const* const file : {"/idVendor", "/idProduct", ""})
-            std::remove((s_root + '/' + entry.first.second + file).c_str());
+        auto const& [text, name] = entry.first;
+        if (hasNode(name))
+            require(isNode(UsbTree::node(QString::fromStdString(s_root), text, QStringLiteral("/dev"))),
+                    "a node lies below two numbers");
+        for (char const* const file :
+             {hasNode(name) ? "/busnum" : "/idVendor", hasNode(name) ? "/devnum" : "/idProduct", ""})
+            std::remove((s_root + '/' + name + file).c_str());
     }
     return 0;
 }
