@@ -83,6 +83,9 @@ struct Operation
 /** @return all operations on a device, each after those whose work it needs */
 std::vector<Operation> const& deviceOperations();
 
+/** So many allocations by "new" are made until one fails; below 0 none does. */
+extern long g_allocationsLeft;
+
 /** Runs the work in a child process, which ends without cleaning up. @return its process ID */
 int runInChild(std::function<int()> const& work);
 
