@@ -51,10 +51,8 @@ public:
         m_isCut = true;
     }
 
+    QByteArray bytes() const { return m_bytes; }
     bool isCut() const { return m_isCut; }
-
-    /** Without a line that was cut: what is left of it might look like a serial number. */
-    QByteArray wholeLines() const { return m_isCut ? m_bytes.left(m_bytes.lastIndexOf('\n') + 1) : m_bytes; }
 
 private:
     QObject m_lifetime;
@@ -71,7 +69,7 @@ std::optional<Run> runDownloader(DeviceManagerProgramTool& tool, QStringList con
     if (!tool.startProgram(process, arguments) || !VrelProcessWait::waitForExit(process, kRunTime))
         return std::nullopt;
     output.take();
-    return Run{process.exitCode(), VrelSerialOutput::text(output.wholeLines()), output.isCut()};
+    return Run{process.exitCode(), VrelSerialOutput::text(output.bytes()), output.isCut()};
 }
 
 } // namespace
@@ -168,14 +166,14 @@ QString VrelDevicePropertyManager::serialFromExe(QString const& path) const
     log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Output: ") + run->output);
     log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Error: ") + QString::number(run->exitCode));
     if (run->isCut)
-        log.logMessage(
-            VrelLogLevel::kWarning,
-            QStringLiteral("Output for UID %1 beyond %2 bytes was dropped").arg(path).arg(kMostOutput));
+        log.logMessage(VrelLogLevel::kWarning, QStringLiteral("Output for UID %1 beyond %2 bytes was dropped")
+                                                   .arg(path, QString::number(kMostOutput)));
     if (run->exitCode > 0) {
         log.logMessage(VrelLogLevel::kWarning, "Fail to get Vrel devices list");
         log.logMessage(VrelLogLevel::kRaw, run->output);
     }
-    return run->exitCode == 0 ? VrelSerialOutput::serialNumber(run->output) : QString();
+    // What was dropped might have held another line that looks like a serial number.
+    return run->exitCode == 0 && !run->isCut ? VrelSerialOutput::serialNumber(run->output) : QString();
 }
 
 bool VrelDevicePropertyManager::isServed() const

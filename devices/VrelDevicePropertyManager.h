@@ -42,8 +42,8 @@ public:
     /**
      * Delivers the number into `value`, from the downloader's output unless it is known.
      *
-     * Only standard output counts, and of that the first MiB; what is dropped is told at level 2. A run that
-     * ends by itself is logged at level 4, a failed one also at levels 2 and 5.
+     * Only standard output counts. More than 1 MiB of it gives no number; what is dropped is told at level 2.
+     * A run that ends by itself is logged at level 4, a failed one also at levels 2 and 5.
      * @return whether there is one
      */
     bool updateSerialThoughExe(QString& value);

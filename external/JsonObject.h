@@ -57,6 +57,7 @@ public:
     void setValue(QString const& key, unsigned int const& value);
     /** For plain numbers in a host's source; a negative one is stored, and unusable when it is read. */
     void setValue(QString const& key, int value) { setValue(key, QVariant(value)); }
+    void setValue(QString const& key, bool value) { setValue(key, QVariant(value)); }
 
     /**
      * Stores the name of `value` as a text.

@@ -5,7 +5,7 @@
 
 /**
  * Keeps handle states from calling a manager that is gone. Held by a manager and by the states it issued;
- * frees itself with its last holder. No lock is held while a manager is called.
+ * frees itself with its last holder. It holds no lock of its own while a manager is called.
  */
 class VrelManagerLife
 {

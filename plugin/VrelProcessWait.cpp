@@ -3,6 +3,19 @@
 #include <QDeadlineTimer>
 #include <QProcess>
 
+#include <sys/wait.h>
+
+namespace {
+
+/** Whether a process was not reaped yet: afterwards its ID may be another one's. */
+bool isThere(QProcess const& process)
+{
+    siginfo_t info;
+    return ::waitid(P_PID, static_cast<id_t>(process.processId()), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+} // namespace
+
 bool VrelProcessWait::waitForExit(QProcess& process, unsigned long long timeout)
 {
     constexpr int kReapTime = 5000;
@@ -11,7 +24,7 @@ bool VrelProcessWait::waitForExit(QProcess& process, unsigned long long timeout)
 
     // waitForFinished does not look at the clock while output keeps coming: a flooding process is ended here.
     auto const killInTime = [&process, &deadline] {
-        if (deadline.hasExpired())
+        if (deadline.hasExpired() && isThere(process))
             process.kill();
     };
     QMetaObject::Connection const guard =

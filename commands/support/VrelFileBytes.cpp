@@ -40,7 +40,8 @@ std::size_t readAt(int file, std::size_t offset, unsigned char* bytes, std::size
 {
     std::size_t count = 0;
     while (count < size) {
-        ssize_t const part = ::pread(file, bytes + count, size - count, static_cast<off_t>(offset + count));
+        ssize_t const part = TEMP_FAILURE_RETRY(
+            ::pread(file, bytes + count, size - count, static_cast<off_t>(offset + count)));
         if (part <= 0)
             break;
         count += static_cast<std::size_t>(part);
@@ -55,13 +56,12 @@ bool isAbandoned(int pipe)
     return ::poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-/** Copies the first bytes that a pipe holds, and keeps; returns how many, 0 without a writer, -1 for none
- * yet. */
+/** Copies the first bytes that a pipe holds, and keeps; returns how many, or nothing above 0 for none. */
 ssize_t peek(int pipe, std::vector<unsigned char>& bytes)
 {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        return 0;
+        return -1;
     Descriptor const out(ends[0]);
     Descriptor const in(ends[1]);
     ssize_t const copied = ::tee(pipe, in.get(), bytes.size(), SPLICE_F_NONBLOCK);
@@ -78,7 +78,7 @@ std::size_t readPipe(int pipe, std::size_t offset, unsigned char* bytes, std::si
     for (;;) {
         bool const isLast = isAbandoned(pipe) || deadline.hasExpired(); // before the look: it misses nothing
         ssize_t const count = peek(pipe, held);
-        if (count != 0 && count < static_cast<ssize_t>(held.size()) && !isLast) {
+        if (count < static_cast<ssize_t>(held.size()) && !isLast) {
             QThread::msleep(kInterval);
             continue;
         }
@@ -94,8 +94,9 @@ std::size_t readPipe(int pipe, std::size_t offset, unsigned char* bytes, std::si
 std::size_t readFileBytes(QString const& path, std::size_t offset, unsigned char* bytes, std::size_t size)
 {
     // Named in UTF-8 as towards the vendor API, so that both mean the same file in every locale. Not
-    // blocking, so that a pipe without a writer counts as empty instead of holding everything up.
-    Descriptor const file(::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    // blocking, so that a pipe without a writer does not hold everything up.
+    Descriptor const file(static_cast<int>(
+        TEMP_FAILURE_RETRY(::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))));
     struct stat status = {};
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
         return 0;

@@ -202,9 +202,9 @@ TEST_F(DevicePropertyTest, RunsTheDownloaderAndJudgesItsOutput)
         {R"(printf '[%s]' "$@" >&2; [ $# -eq 4 ] && printf '\nzZ09\r\n')", "\nzZ09\r\n", "zZ09"},
         {R"(printf 'some text:\r\n\r\rAB12\r-\n')", "some text:\r\n\r\rAB12\r-\n", "AB12"},
         {R"(printf 'AB12\n\0\nCD34\n')", "AB12\n", "AB12"},
-        {"echo AB12; yes - | head -c 3000000", "AB12\n" + dashes(524285), "AB12", 0, true},
+        {"echo AB12; yes - | head -c 3000000", "AB12\n" + dashes(524285) + '-', "null", 0, true},
         {"yes - | head -c 3000000; echo AB12", dashes(524288), "null", 0, true},
-        {"head -c 3000000 /dev/zero | tr '\\0' A; echo", "", "null", 0, true}, // a part of a line is none
+        {"head -c 3000000 /dev/zero | tr '\\0' A; echo", std::string(1048576, 'A'), "null", 0, true},
         {"echo AB12 >&2; yes - | head -c 3000000 >&2", "", "null"},
     };
     make(fromExe);

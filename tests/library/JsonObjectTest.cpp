@@ -61,12 +61,13 @@ TEST(JsonObjectTest, StoredValuesKeepTheirText)
     object.setValue(QStringLiteral("c"), QVariant::fromValue<unsigned char>(66));
     object.setValue(QStringLiteral("e"), QStringList{QStringLiteral("x"), QStringLiteral("y")});
     object.setValue(QStringLiteral("f"), QVariant(2e15));
+    object.setValue(QStringLiteral("g"), true);
     std::string texts;
     for (auto const& [key, value] : object)
         texts += (key + QLatin1Char('=') + value.toString() + QLatin1Char(' ')).toStdString();
-    EXPECT_EQ(texts, "a=4000000000 b=65 c=66 d=gr\xC3\xBC\xC3\x9F e= f=2000000000000000 ");
+    EXPECT_EQ(texts, "a=4000000000 b=65 c=66 d=gr\xC3\xBC\xC3\x9F e= f=2000000000000000 g=true ");
     EXPECT_EQ(text(object), "{\"a\":4000000000,\"b\":65,\"c\":66,\"d\":\"gr\xC3\xBC\xC3\x9F\",\"e\":[\"x\","
-                            "\"y\"],\"f\":2000000000000000}");
+                            "\"y\"],\"f\":2000000000000000,\"g\":true}");
 }
 
 TEST(ConverterTest, FlagsChooseSeparatorPaddingAndOrder)
