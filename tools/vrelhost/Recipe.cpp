@@ -9,7 +9,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cstdio>
+#include <unistd.h>
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr qint64 kLargestRequest = qint64{1024} * 1024;
 bool open(QFile& file, QString const& argument)
 {
     if (argument == QLatin1String("-"))
-        return file.open(stdin, QIODevice::ReadOnly);
+        return file.open(STDIN_FILENO, QIODevice::ReadOnly); // as a stream it would end at a pause
     file.setFileName(argument);
     return file.open(QIODevice::ReadOnly);
 }

@@ -234,8 +234,13 @@ void Station::collect()
             ++service;
             continue;
         }
-        service->end.get();
-        tell(service->run.result());
+        bool const isBegun = service->end.wait_for(std::chrono::seconds(0)) != std::future_status::deferred;
+        if (isBegun || !(Interruption::isRequested() || isEnough())) {
+            service->end.get();
+            tell(service->run.result());
+        } else {
+            m_states.erase(service->run.result().device.serial);
+        }
         m_setting.log->remove(service->log);
         service = m_services.erase(service);
     }
