@@ -93,7 +93,7 @@ int guarded(OperationCall const& call, std::function<void()> const& work)
 
 } // namespace
 
-int workOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
+int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work)
 {
     return guarded(call, [&] {
         failAsAsked(call.name);

@@ -43,7 +43,7 @@ struct Operation
 };
 
 /** Works on the rig. @return 0, else a code with the reason in the error buffer; lets no exception out */
-int workOnRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
+int onRig(OperationCall const& call, std::function<void(Rig const&)> const& work);
 
 /**
  * Works on the one device that the call names, which is the operation's own meanwhile; fails when the device
@@ -51,14 +51,7 @@ int workOnRig(OperationCall const& call, std::function<void(Rig const&)> const& 
  */
 int workOnDevice(OperationCall const& call, std::function<void(Operation const&)> const& work);
 
-// The same, with work of any size by reference: a copy of it would have to find memory before anything is
-// caught.
-template <typename Work>
-int onRig(OperationCall const& call, Work const& work)
-{
-    return workOnRig(call, std::cref(work));
-}
-
+/** The same, with work of any size by reference: a copy would need memory before anything is caught. */
 template <typename Work>
 int onDevice(OperationCall const& call, Work const& work)
 {
