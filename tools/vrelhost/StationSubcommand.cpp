@@ -33,10 +33,15 @@ struct Service
     std::future<void> end;
 };
 
-/** Also of one that is this thread's to do. */
+/** "deferred" is one that is this thread's to do. */
+std::future_status statusOf(Service const& service)
+{
+    return service.end.wait_for(std::chrono::seconds(0));
+}
+
 bool isOver(Service const& service)
 {
-    return service.end.wait_for(std::chrono::seconds(0)) != std::future_status::timeout;
+    return statusOf(service) != std::future_status::timeout;
 }
 
 class Station
@@ -234,8 +239,7 @@ void Station::collect()
             ++service;
             continue;
         }
-        bool const isBegun = service->end.wait_for(std::chrono::seconds(0)) != std::future_status::deferred;
-        if (isBegun || !(Interruption::isRequested() || isEnough())) {
+        if (statusOf(*service) == std::future_status::ready || !(Interruption::isRequested() || isEnough())) {
             service->end.get();
             tell(service->run.result());
         } else {
