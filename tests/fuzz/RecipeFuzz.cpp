@@ -2,7 +2,7 @@
 #include "external/LogHandler.h"
 #include "framework/JsonText.h"
 #include "tests/fuzz/Require.h"
-#include "tools/vrelhost/Recipe.h"
+#include "tools/vrelhost/request/Recipe.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "tests/fuzz/Require.h"
-#include "tools/vrelhost/UsbTree.h"
+#include "tools/vrelhost/subcommands/UsbTree.h"
 
 #include <QByteArrayList>
 #include <QRegularExpression>

@@ -1,6 +1,6 @@
 #include "tools/common/ToolProcess.h"
-#include "tools/vrelhost/HostTool.h"
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/commandline/HostTool.h"
+#include "tools/vrelhost/log/TerminalLog.h"
 
 #include <QCoreApplication>
 

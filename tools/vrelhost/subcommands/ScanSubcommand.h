@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/vrelhost/ScanReport.h"
+#include "tools/vrelhost/subcommands/ScanReport.h"
 
 #include <optional>
 #include <vector>

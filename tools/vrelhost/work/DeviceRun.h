@@ -2,12 +2,12 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "plugin/VrelManager.h"
-#include "tools/vrelhost/Interruption.h"
-#include "tools/vrelhost/Recipe.h"
-#include "tools/vrelhost/RunLog.h"
-#include "tools/vrelhost/RunOptions.h"
-#include "tools/vrelhost/RunReport.h"
-#include "tools/vrelhost/TokenCheck.h"
+#include "tools/vrelhost/log/RunLog.h"
+#include "tools/vrelhost/log/RunReport.h"
+#include "tools/vrelhost/request/Recipe.h"
+#include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/work/RunOptions.h"
+#include "tools/vrelhost/work/TokenCheck.h"
 
 #include <functional>
 #include <memory>

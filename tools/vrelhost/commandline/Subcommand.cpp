@@ -1,10 +1,10 @@
-#include "tools/vrelhost/Subcommand.h"
+#include "tools/vrelhost/commandline/Subcommand.h"
 
 #include "framework/LogSink.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/RigSubcommand.h"
-#include "tools/vrelhost/RunOptions.h"
-#include "tools/vrelhost/ScanOptions.h"
+#include "tools/vrelhost/subcommands/RigSubcommand.h"
+#include "tools/vrelhost/subcommands/ScanOptions.h"
+#include "tools/vrelhost/work/RunOptions.h"
 
 #include <QCommandLineParser>
 #include <QSet>

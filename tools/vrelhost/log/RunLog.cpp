@@ -1,11 +1,11 @@
-#include "tools/vrelhost/RunLog.h"
+#include "tools/vrelhost/log/RunLog.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogLines.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/LogFile.h"
-#include "tools/vrelhost/ReportText.h"
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/log/LogFile.h"
+#include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/log/TerminalLog.h"
 
 #include <map>
 #include <mutex>

@@ -1,8 +1,8 @@
-#include "tools/vrelhost/RequestRules.h"
+#include "tools/vrelhost/request/RequestRules.h"
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 #include <QStringList>
 

@@ -1,11 +1,11 @@
-#include "tools/vrelhost/DownloaderRun.h"
+#include "tools/vrelhost/work/DownloaderRun.h"
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "plugin/VrelProcessWait.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/Interruption.h"
+#include "tools/vrelhost/work/Interruption.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

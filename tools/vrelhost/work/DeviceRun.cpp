@@ -1,10 +1,10 @@
-#include "tools/vrelhost/DeviceRun.h"
+#include "tools/vrelhost/work/DeviceRun.h"
 
 #include "external/LogHandler.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DownloaderRun.h"
-#include "tools/vrelhost/LogFile.h"
-#include "tools/vrelhost/RequestRules.h"
+#include "tools/vrelhost/log/LogFile.h"
+#include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/work/DownloaderRun.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

@@ -1,6 +1,6 @@
-#include "tools/vrelhost/RequestTemplate.h"
+#include "tools/vrelhost/request/RequestTemplate.h"
 
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 #include <algorithm>
 #include <iterator>

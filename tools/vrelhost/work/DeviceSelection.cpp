@@ -1,7 +1,7 @@
-#include "tools/vrelhost/DeviceSelection.h"
+#include "tools/vrelhost/work/DeviceSelection.h"
 
 #include "external/LogHandler.h"
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/ScanOptions.h"
+#include "tools/vrelhost/subcommands/ScanOptions.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/HostTool.h"
+#include "tools/vrelhost/commandline/HostTool.h"
 
 #include "commands/VrelFlashUtils.h"
 #include "framework/JsonText.h"
@@ -8,14 +8,14 @@
 #include "tools/common/CommandLine.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DeviceRun.h"
-#include "tools/vrelhost/RigSubcommand.h"
-#include "tools/vrelhost/RunSubcommand.h"
-#include "tools/vrelhost/ScanOptions.h"
-#include "tools/vrelhost/ScanSubcommand.h"
-#include "tools/vrelhost/StationSubcommand.h"
-#include "tools/vrelhost/Subcommand.h"
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/commandline/Subcommand.h"
+#include "tools/vrelhost/log/TerminalLog.h"
+#include "tools/vrelhost/subcommands/RigSubcommand.h"
+#include "tools/vrelhost/subcommands/RunSubcommand.h"
+#include "tools/vrelhost/subcommands/ScanOptions.h"
+#include "tools/vrelhost/subcommands/ScanSubcommand.h"
+#include "tools/vrelhost/subcommands/StationSubcommand.h"
+#include "tools/vrelhost/work/DeviceRun.h"
 
 HostTool::HostTool(std::FILE* output, std::FILE* log)
     : m_output(output)

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/LogFile.h"
+#include "tools/vrelhost/log/LogFile.h"
 
 #include "framework/LogLines.h"
 

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/UsbTree.h"
+#include "tools/vrelhost/subcommands/UsbTree.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

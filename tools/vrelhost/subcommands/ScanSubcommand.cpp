@@ -1,4 +1,4 @@
-#include "tools/vrelhost/ScanSubcommand.h"
+#include "tools/vrelhost/subcommands/ScanSubcommand.h"
 
 #include "devices/VrelDeviceFilter.h"
 #include "devices/VrelDevicePropertyManagerAllocator.h"
@@ -10,11 +10,11 @@
 #include "plugin/VrelManager.h"
 #include "tools/common/CommandLine.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DownloaderRun.h"
-#include "tools/vrelhost/Interruption.h"
-#include "tools/vrelhost/ReportText.h"
-#include "tools/vrelhost/ScanOptions.h"
-#include "tools/vrelhost/UsbTree.h"
+#include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/subcommands/ScanOptions.h"
+#include "tools/vrelhost/subcommands/UsbTree.h"
+#include "tools/vrelhost/work/DownloaderRun.h"
+#include "tools/vrelhost/work/Interruption.h"
 
 #include <list>
 #include <memory>

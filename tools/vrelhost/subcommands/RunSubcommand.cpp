@@ -1,12 +1,12 @@
-#include "tools/vrelhost/RunSubcommand.h"
+#include "tools/vrelhost/subcommands/RunSubcommand.h"
 
 #include "external/LogHandler.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DeviceRun.h"
-#include "tools/vrelhost/DeviceSelection.h"
-#include "tools/vrelhost/RequestRules.h"
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/log/TerminalLog.h"
+#include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/work/DeviceRun.h"
+#include "tools/vrelhost/work/DeviceSelection.h"
 
 #include <algorithm>
 #include <atomic>

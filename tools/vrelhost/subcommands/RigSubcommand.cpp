@@ -1,4 +1,4 @@
-#include "tools/vrelhost/RigSubcommand.h"
+#include "tools/vrelhost/subcommands/RigSubcommand.h"
 
 #include "devices/VrelClaimRule.h"
 #include "emulator/Rig.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/vrelhost/RequestTemplate.h"
+#include "tools/vrelhost/request/RequestTemplate.h"
 
 #include <QJsonValue>
 #include <QString>

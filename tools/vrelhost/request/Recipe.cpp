@@ -1,8 +1,8 @@
-#include "tools/vrelhost/Recipe.h"
+#include "tools/vrelhost/request/Recipe.h"
 
 #include "external/LogHandler.h"
 #include "framework/JsonText.h"
-#include "tools/vrelhost/RequestRules.h"
+#include "tools/vrelhost/request/RequestRules.h"
 
 #include <QFile>
 #include <QJsonArray>

@@ -1,6 +1,6 @@
-#include "tools/vrelhost/ScanReport.h"
+#include "tools/vrelhost/subcommands/ScanReport.h"
 
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 namespace {
 

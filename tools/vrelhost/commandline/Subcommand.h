@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/vrelhost/HostTool.h"
+#include "tools/vrelhost/commandline/HostTool.h"
 
 #include <QCommandLineOption>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/TokenCheck.h"
+#include "tools/vrelhost/work/TokenCheck.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

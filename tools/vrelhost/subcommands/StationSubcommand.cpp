@@ -1,13 +1,13 @@
-#include "tools/vrelhost/StationSubcommand.h"
+#include "tools/vrelhost/subcommands/StationSubcommand.h"
 
 #include "external/LogHandler.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/DeviceRun.h"
-#include "tools/vrelhost/DeviceSelection.h"
-#include "tools/vrelhost/ReportText.h"
-#include "tools/vrelhost/RequestRules.h"
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/log/TerminalLog.h"
+#include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/work/DeviceRun.h"
+#include "tools/vrelhost/work/DeviceSelection.h"
 
 #include <QDateTime>
 

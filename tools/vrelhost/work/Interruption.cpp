@@ -1,6 +1,6 @@
-#include "tools/vrelhost/Interruption.h"
+#include "tools/vrelhost/work/Interruption.h"
 
-#include "tools/vrelhost/TerminalLog.h"
+#include "tools/vrelhost/log/TerminalLog.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,8 +1,8 @@
-#include "tools/vrelhost/RunOptions.h"
+#include "tools/vrelhost/work/RunOptions.h"
 
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/DownloaderRun.h"
-#include "tools/vrelhost/Recipe.h"
+#include "tools/vrelhost/request/Recipe.h"
+#include "tools/vrelhost/work/DownloaderRun.h"
 
 #include <QCommandLineParser>
 

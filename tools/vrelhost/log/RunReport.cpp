@@ -1,6 +1,6 @@
-#include "tools/vrelhost/RunReport.h"
+#include "tools/vrelhost/log/RunReport.h"
 
-#include "tools/vrelhost/ReportText.h"
+#include "tools/vrelhost/log/ReportText.h"
 
 #include <algorithm>
 #include <iterator>
