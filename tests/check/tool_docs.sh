@@ -52,6 +52,7 @@ usages=$(vrelhost usages)
 commands=$(grep -oP '^\t\K[a-z]+' <<<"$usages")
 expect "${commands//$'\n'/|}" vrelhost types ''
 for command in $commands; do
+    grep -qx "## $command" "$2"/../docs/commands-*.md || fail "add a section '## $command' to one of docs/commands-*.md"
     request="'{\"command\": \"$command\", "
     keys=$(sed -n "/^\t$command\t*$/,/^$/ s/^\t* *--\([^ ]*\) .*/\1/p" <<<"$usages" | sort)
     [[ $(complete_line vrelhost run "$request" | grep -oE '[^"]+("?:? ?)$' | tr -d '": ' | sort -u) == "$keys" ]] ||

@@ -17,6 +17,8 @@
 #include <climits>
 #include <functional>
 #include <memory>
+#include <regex>
+#include <set>
 
 namespace {
 
@@ -205,12 +207,21 @@ INSTANTIATE_TEST_SUITE_P(Of, CommandTest, ::testing::ValuesIn(commandFiles()),
 
 TEST(CommandFilesTest, TheRegistryHasACommandForEachAndNoOther)
 {
-    std::string usages;
+    std::string const usages = VrelFlashUtils::getUsages().toStdString();
+    std::string expected;
+    std::set<std::string> names;
     for (CommandFile const& file : commandFiles()) {
+        names.insert(file.name);
         if (file.isRegistered())
-            usages += (usages.empty() ? "" : "\n") + usageOf(file);
+            expected += (expected.empty() ? "" : "\n") + usageOf(file);
     }
-    EXPECT_EQ(VrelFlashUtils::getUsages().toStdString(), usages);
+    std::regex const name("\n\t([^ \t]+)\t*\n");
+    std::string const lines = '\n' + usages;
+    for (std::sregex_iterator found(lines.begin(), lines.end(), name), end; found != end; ++found) {
+        if (names.count((*found)[1]) == 0)
+            GTEST_FAIL() << "add tests/commands/" << (*found)[1] << ".txt";
+    }
+    EXPECT_EQ(usages, expected);
 }
 
 } // namespace

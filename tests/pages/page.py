@@ -5,6 +5,7 @@ usage: page.py [--exe] PAGE TOOLS_DIR
 
 An example is an indented line that begins with "$ ", and all below it, as deep or blank, up to the next one;
 one that shows nothing has to succeed.
+Below an example, what begins with "ruxFwDownloader" is the command line that its request prints with --dry-run.
 In what a page shows, "…" stands for anything, also for several lines; "(exit code N)" at its end tells one that is not
 0; times, ports and dates may differ; lines of several devices may come in any order. A command goes on after a "\\".
 A page that ends with `exit 77` is skipped; one of man is rendered first.
@@ -12,8 +13,10 @@ A page that ends with `exit 77` is skipped; one of man is rendered first.
 
 import difflib
 import doctest
+import json
 import os
 import re
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -49,21 +52,24 @@ def text_of(page):
 
 
 def examples(text):
-    """Line number, command and expected lines of each example."""
+    """Line number, command, expected lines, and the command line below, of each example."""
     found = []
     depth = None
     for number, line in enumerate(text.splitlines(), 1):
         command = re.match(r"( +)\$ (.*)", line)
         if command:
             depth = command[1]
-            found.append((number, [command[2]], []))
+            found.append((number, [command[2]], [], []))
         elif depth and (line.startswith(depth) or not line):
-            _, commands, expected = found[-1]
+            _, commands, expected, _ = found[-1]
             (commands if commands[-1].endswith("\\") else expected).append(line[len(depth):])
         else:
             depth = None
-    return [(number, "\n".join(commands), "\n".join(expected).rstrip("\n").split("\n"))
-            for number, commands, expected in found]
+            below = found[-1][3] if found else []
+            if line.startswith("    ruxFwDownloader ") or below and below[-1].endswith("\\"):
+                below.append(line)
+    return [(number, "\n".join(commands), "\n".join(expected).rstrip("\n").split("\n"), shlex.split(" ".join(below).replace("\\ ", ""))[1:])
+            for number, commands, expected, below in found]
 
 
 def run(command, shell):
@@ -118,12 +124,16 @@ def main():
                               stdout=subprocess.PIPE) as shell:
             if through_downloader:
                 run(THROUGH_DOWNLOADER, shell)
-            for number, command, expected in found:
-                actual = [line for line in run(command, shell) if line not in unshown]
-                if not matches(expected, actual):
-                    failures += 1
-                    print(f"{page}:{number}: $ {command}", *difflib.unified_diff(expected, actual, "shown", "printed",
-                                                                                 lineterm=""), sep="\n")
+            for number, command, expected, below in found:
+                pairs = [(expected, [line for line in run(command, shell) if line not in unshown])]
+                if below:
+                    line = json.dumps(below, separators=(",", ":"))
+                    pairs.append(([line], run(command + " --dry-run 2>/dev/null", shell)))
+                for shown, printed in pairs:
+                    if not matches(shown, printed):
+                        failures += 1
+                        print(f"{page}:{number}: $ {command}", *difflib.unified_diff(shown, printed, "shown", "printed",
+                                                                                     lineterm=""), sep="\n")
             shell.stdin.close()
     print(f"{page}: {len(found)} examples, {failures} failed")
     sys.exit(failures != 0)
