@@ -200,8 +200,8 @@ protected:
 
 TEST_P(KilledWriterTest, LeavesFilesWholeAndTheNextProcessStartsClean)
 {
-    constexpr int kRounds = 30;
-    constexpr qint64 kBudget = 1500;
+    constexpr int kRounds = 10;
+    constexpr qint64 kBudget = 600;
     char const* const enumerate = R"({"command":"enumerate"})";
     auto const& requests = GetParam().requests;
     Rows const& rows = *std::find_if(requests.begin(), requests.end(),
