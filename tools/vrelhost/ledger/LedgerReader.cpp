@@ -1,0 +1,394 @@
+#include "tools/vrelhost/ledger/LedgerReader.h"
+
+#include "tools/vrelhost/ledger/LedgerDatabase.h"
+#include "tools/vrelhost/ledger/LedgerProcesses.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <map>
+#include <sys/stat.h>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+/** Statements that share their beginning, with the values for its placeholders. */
+struct Selection
+{
+    QString tables; ///< of the beginning, each as "name AS (…)"
+    QVariantList values;
+
+    void add(QString const& table) { tables += QStringLiteral(", ") + table; }
+
+    void read(LedgerDatabase const& database, QString const& statement,
+              std::function<void(QSqlQuery const& row)> const& show) const
+    {
+        database.read(QStringLiteral("WITH ") + tables + QLatin1Char(' ') + statement, values, show);
+    }
+};
+
+QString numbers(QList<qint64> const& list)
+{
+    QStringList texts{QStringLiteral("0")}; // which no process has: an empty list is no SQL
+    for (qint64 const number : list)
+        texts << QString::number(number);
+    return texts.join(QLatin1Char(','));
+}
+
+/** The table "chosen": services by all of the filter but the result, which is in their column "state". */
+Selection chosenServices(LedgerFilter const& filter, QList<qint64> const& dead)
+{
+    Selection selection;
+    QString condition = QStringLiteral("began >= ? AND began < ?");
+    selection.values = {filter.since, filter.until};
+    auto const demand = [&](char const* column, std::optional<QString> const& text) {
+        if (!text)
+            return;
+        condition += QStringLiteral(" AND %1 = ?").arg(QLatin1String(column));
+        selection.values << *text;
+    };
+    demand("job", filter.job);
+    demand("serial", filter.serial);
+    demand("station", filter.station);
+    selection.tables =
+        QStringLiteral("chosen AS (SELECT services.*, CASE WHEN result = 'under way' AND process IN (%1) "
+                       "THEN 'interrupted' ELSE result END AS state FROM services WHERE %2)")
+            .arg(numbers(dead), condition);
+    return selection;
+}
+
+/** Adds a table of those rows of `from` that have the filter's result. */
+void addWithResult(Selection& selection, QString const& name, QString const& from, LedgerFilter const& filter)
+{
+    selection.add(QStringLiteral("%1 AS (SELECT * FROM %2%3)")
+                      .arg(name, from, filter.result ? QStringLiteral(" AND state = ?") : QString()));
+    if (filter.result)
+        selection.values << *filter.result;
+}
+
+/** Adds the table "ranked": what is chosen, with the last service of each group at 1 in column "age". */
+void addRanked(Selection& selection, QString const& group)
+{
+    selection.add(QStringLiteral("ranked AS (SELECT chosen.*, ROW_NUMBER() OVER (PARTITION BY %1 "
+                                 "ORDER BY began DESC, service DESC) AS age, COUNT(*) OVER (PARTITION BY %1) "
+                                 "AS attempts, MIN(began) OVER (PARTITION BY %1) AS first FROM chosen)")
+                      .arg(group));
+}
+
+QString limitOf(LedgerFilter const& filter)
+{
+    return QStringLiteral(" LIMIT %1 OFFSET %2").arg(filter.limit).arg(filter.offset);
+}
+
+QString text(QSqlQuery const& row, int column)
+{
+    return row.value(column).toString();
+}
+
+qint64 number(QSqlQuery const& row, int column)
+{
+    return row.value(column).toLongLong();
+}
+
+std::optional<qint64> numberIfAny(QSqlQuery const& row, int column)
+{
+    QVariant const value = row.value(column);
+    return value.isNull() ? std::nullopt : std::make_optional(value.toLongLong());
+}
+
+LedgerService serviceIn(QSqlQuery const& row)
+{
+    LedgerService service;
+    int column = 0;
+    for (QString LedgerService::*const field :
+         {&LedgerService::service, &LedgerService::serial, &LedgerService::path, &LedgerService::job,
+          &LedgerService::station, &LedgerService::route, &LedgerService::result, &LedgerService::error,
+          &LedgerService::log, &LedgerService::tool, &LedgerService::library})
+        service.*field = text(row, column++);
+    service.began = number(row, column++);
+    service.ended = numberIfAny(row, column++);
+    service.duration = numberIfAny(row, column++);
+    service.isRecipe = number(row, column++) != 0;
+    return service;
+}
+
+/** Those in the table "wanted", by their begin, with steps and inputs. */
+std::vector<LedgerService> wantedServices(LedgerDatabase const& database, Selection const& selection)
+{
+    std::vector<LedgerService> services;
+    std::map<QString, std::size_t> places;
+    selection.read(
+        database,
+        QStringLiteral("SELECT service, serial, path, job, station, route, state, error, log, tool, "
+                       "library, began, ended, duration, recipe FROM wanted "
+                       "ORDER BY began, service"),
+        [&](QSqlQuery const& row) {
+            places.emplace(text(row, 0), services.size());
+            services.push_back(serviceIn(row));
+        });
+    selection.read(database,
+                   QStringLiteral("SELECT steps.service, number, command, steps.result, steps.duration, "
+                                  "steps.error FROM wanted JOIN steps ON steps.service = wanted.service "
+                                  "ORDER BY steps.service, number"),
+                   [&](QSqlQuery const& row) {
+                       services[places.at(text(row, 0))].steps.push_back({static_cast<int>(number(row, 1)),
+                                                                          text(row, 2), text(row, 3),
+                                                                          number(row, 4), text(row, 5)});
+                   });
+    selection.read(
+        database,
+        QStringLiteral("SELECT inputs.service, name, size, sha256 FROM wanted "
+                       "JOIN inputs ON inputs.service = wanted.service "
+                       "ORDER BY inputs.service, name"),
+        [&](QSqlQuery const& row) {
+            services[places.at(text(row, 0))].inputs.push_back({text(row, 1), number(row, 2), text(row, 3)});
+        });
+    return services;
+}
+
+LedgerBoard boardIn(QSqlQuery const& row)
+{
+    LedgerBoard board;
+    int column = 0;
+    for (QString LedgerBoard::*const field : {&LedgerBoard::serial, &LedgerBoard::job, &LedgerBoard::station,
+                                              &LedgerBoard::path, &LedgerBoard::result, &LedgerBoard::error})
+        board.*field = text(row, column++);
+    board.attempts = number(row, column++);
+    board.first = number(row, column++);
+    board.last = numberIfAny(row, column++);
+    bool const isRecipe = number(row, column++) != 0;
+    qint64 const all = number(row, column++);
+    auto const stop = numberIfAny(row, column++);
+    bool const isReached = stop && (!board.last || text(row, column) == QLatin1String("failure"));
+    if (isRecipe)
+        board.step = stepText(stop ? *stop - 1 : all, all, isReached ? text(row, column + 1) : QString());
+    return board;
+}
+
+/** The runs of one step in a job, and how many there were of each duration, which grows. */
+struct StepRuns
+{
+    LedgerSummary::Step step;
+    std::vector<std::pair<qint64, qint64>> durations;
+
+    /** The run that is in this place, from 0, when they are sorted. */
+    qint64 durationAt(qint64 place) const
+    {
+        auto at = durations.begin();
+        for (; place >= at->second; ++at)
+            place -= at->second;
+        return at->first;
+    }
+
+    LedgerSummary::Step finished() const
+    {
+        LedgerSummary::Step result = step;
+        result.longest = durations.back().first;
+        result.median = static_cast<double>(durationAt((step.runs - 1) / 2) + durationAt(step.runs / 2)) / 2;
+        return result;
+    }
+};
+
+using Jobs = std::vector<LedgerSummary>;
+
+LedgerSummary& jobIn(Jobs& jobs, QString const& name)
+{
+    return *std::find_if(jobs.begin(), jobs.end(),
+                         [&name](LedgerSummary const& job) { return job.job == name; });
+}
+
+void addBoards(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+{
+    auto const count = [](char const* condition) {
+        return QStringLiteral(", SUM(CASE WHEN %1 THEN 1 ELSE 0 END)").arg(QLatin1String(condition));
+    };
+    selection.read(
+        database,
+        QStringLiteral("SELECT job, COUNT(*)") + count("state = 'success'") + count("state = 'failure'") +
+            count("state = 'interrupted'") + count("state = 'under way'") + count("start = 'success'") +
+            count("start = 'success' AND state <> 'under way'") +
+            QStringLiteral(
+                ", MIN(first) FROM (SELECT boards.*, (SELECT result FROM services AS early WHERE "
+                "early.serial = boards.serial AND early.job = boards.job ORDER BY early.began, early.service "
+                "LIMIT 1) AS start FROM boards) AS started GROUP BY job ORDER BY MIN(first), job"),
+        [&jobs](QSqlQuery const& row) {
+            LedgerSummary& job = jobs.emplace_back();
+            job.job = text(row, 0);
+            int column = 1;
+            for (qint64 LedgerSummary::*const field :
+                 {&LedgerSummary::boards, &LedgerSummary::success, &LedgerSummary::failure,
+                  &LedgerSummary::interrupted, &LedgerSummary::underWay, &LedgerSummary::firstPass,
+                  &LedgerSummary::firstPassAtRest, &LedgerSummary::began})
+                job.*field = number(row, column++);
+        });
+    selection.read(database, QStringLiteral("SELECT job, MAX(ended) FROM worked GROUP BY job"),
+                   [&jobs](QSqlQuery const& row) { jobIn(jobs, text(row, 0)).ended = numberIfAny(row, 1); });
+}
+
+/** Durations are counted by the database, which is quicker than to sort the runs of each step. */
+void addSteps(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+{
+    std::map<std::tuple<QString, int, QString>, StepRuns> steps;
+    selection.read(
+        database,
+        QStringLiteral("SELECT job, number, command, steps.duration, COUNT(*), "
+                       "SUM(CASE WHEN steps.result = 'failure' THEN 1 ELSE 0 END) FROM worked "
+                       "JOIN steps ON steps.service = worked.service WHERE steps.result <> 'not run' "
+                       "GROUP BY job, number, command, steps.duration ORDER BY steps.duration"),
+        [&steps](QSqlQuery const& row) {
+            auto const place = static_cast<int>(number(row, 1));
+            auto& [step, durations] = steps[{text(row, 0), place, text(row, 2)}];
+            step.number = place;
+            step.command = text(row, 2);
+            step.runs += number(row, 4);
+            step.failures += number(row, 5);
+            durations.emplace_back(number(row, 3), number(row, 4));
+        });
+    for (auto const& [key, runs] : steps)
+        jobIn(jobs, std::get<0>(key)).steps.push_back(runs.finished());
+}
+
+void addErrors(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+{
+    selection.read(database,
+                   QStringLiteral("SELECT job, boards.error, number, command, COUNT(*) FROM boards "
+                                  "LEFT JOIN steps ON steps.service = boards.service "
+                                  "AND steps.result = 'failure' WHERE state = 'failure' "
+                                  "GROUP BY job, boards.error, number, command "
+                                  "ORDER BY COUNT(*) DESC, number, boards.error"),
+                   [&jobs](QSqlQuery const& row) {
+                       jobIn(jobs, text(row, 0))
+                           .errors.push_back({text(row, 1), static_cast<int>(number(row, 2)), text(row, 3),
+                                              number(row, 4)});
+                   });
+}
+
+/** The state of the files of a ledger that nobody writes. */
+using Stamp = std::tuple<bool, dev_t, ino_t, off_t, time_t, decltype(timespec::tv_nsec)>;
+
+/** @return first whether there is no log of writes that are not in the file itself yet */
+Stamp stampOf(QString const& file)
+{
+    struct stat status = {};
+    static_cast<void>(::stat(QFile::encodeName(file).constData(), &status));
+    QString const target = QFileInfo(file).canonicalFilePath();
+    return {!QFileInfo::exists(target + QStringLiteral("-wal")),
+            status.st_dev,
+            status.st_ino,
+            status.st_size,
+            status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
+}
+
+} // namespace
+
+LedgerReader::LedgerReader(QString file)
+    : m_file(std::move(file))
+{
+}
+
+/**
+ * Where nobody has the ledger open, it is read without locks and without the files that they need: these
+ * would stay, could belong to the wrong user, and cannot be made everywhere. Should a writer come meanwhile,
+ * what was read may not fit together, and is read again.
+ */
+void LedgerReader::read(Query const& query) const
+{
+    constexpr int kLongestChange = 3;
+    for (int attempt = 1;; ++attempt) {
+        Stamp const stamp = stampOf(m_file);
+        bool const isQuiet = std::get<0>(stamp) && attempt <= kLongestChange;
+        auto const hasChanged = [&] { return isQuiet && stampOf(m_file) != stamp; };
+        try {
+            LedgerDatabase const database(m_file, isQuiet ? LedgerDatabase::Access::ReadQuiet
+                                                          : LedgerDatabase::Access::Read);
+            QList<qint64> processes;
+            database.read(QStringLiteral("SELECT DISTINCT process FROM services WHERE result = 'under way' "
+                                         "AND process IS NOT NULL"),
+                          {}, [&](QSqlQuery const& row) { processes << number(row, 0); });
+            // Before what is read now: who is dead does not write any more, who is alive may come to an end.
+            QList<qint64> const dead = LedgerProcesses(m_file).dead(processes);
+            database.transaction([&] { query(database, dead); });
+            if (!hasChanged())
+                return;
+        } catch (LedgerError const&) {
+            if (!hasChanged())
+                throw;
+        }
+    }
+}
+
+std::vector<LedgerBoard> LedgerReader::boards(LedgerFilter const& filter) const
+{
+    std::vector<LedgerBoard> boards;
+    read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
+        boards.clear();
+        Selection selection = chosenServices(filter, dead);
+        addRanked(selection, QStringLiteral("serial, job"));
+        addWithResult(selection, QStringLiteral("wanted"), QStringLiteral("ranked WHERE age = 1"), filter);
+        selection.read(
+            database,
+            QStringLiteral(
+                "SELECT serial, job, station, path, state, wanted.error, attempts, first, ended, "
+                "recipe, (SELECT COUNT(*) FROM steps WHERE steps.service = wanted.service), "
+                "stop.number, stop.result, stop.command FROM wanted LEFT JOIN steps AS stop "
+                "ON stop.service = wanted.service AND stop.number = (SELECT MIN(number) FROM steps "
+                "WHERE steps.service = wanted.service AND steps.result <> 'success') "
+                "ORDER BY serial, job") +
+                limitOf(filter),
+            [&](QSqlQuery const& row) { boards.push_back(boardIn(row)); });
+    });
+    return boards;
+}
+
+std::vector<LedgerService> LedgerReader::services(LedgerFilter const& filter) const
+{
+    std::vector<LedgerService> services;
+    read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
+        Selection selection = chosenServices(filter, dead);
+        addWithResult(selection, QStringLiteral("matching"), QStringLiteral("chosen WHERE 1 = 1"), filter);
+        selection.add(QStringLiteral("wanted AS (SELECT * FROM matching ORDER BY began, service%1)")
+                          .arg(limitOf(filter)));
+        services = wantedServices(database, selection);
+    });
+    return services;
+}
+
+std::vector<LedgerService> LedgerReader::places(LedgerFilter const& filter) const
+{
+    std::vector<LedgerService> services;
+    read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
+        Selection selection = chosenServices(filter, dead);
+        addRanked(selection, QStringLiteral("station, path"));
+        addWithResult(selection, QStringLiteral("matching"),
+                      QStringLiteral("ranked WHERE age = 1 AND path IS NOT NULL"), filter);
+        selection.add(QStringLiteral("wanted AS (SELECT * FROM matching ORDER BY station, path%1)")
+                          .arg(limitOf(filter)));
+        services = wantedServices(database, selection);
+    });
+    std::sort(services.begin(), services.end(), [](LedgerService const& a, LedgerService const& b) {
+        return std::tie(a.station, a.path) < std::tie(b.station, b.path);
+    });
+    return services;
+}
+
+std::vector<LedgerSummary> LedgerReader::summary(LedgerFilter const& filter) const
+{
+    std::vector<LedgerSummary> jobs;
+    read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
+        Selection selection = chosenServices(filter, dead);
+        addRanked(selection, QStringLiteral("serial, job"));
+        addWithResult(selection, QStringLiteral("boards"), QStringLiteral("ranked WHERE age = 1"), filter);
+        selection.add(filter.result
+                          ? QStringLiteral("worked AS (SELECT chosen.* FROM chosen JOIN boards ON "
+                                           "boards.serial = chosen.serial AND boards.job = chosen.job)")
+                          : QStringLiteral("worked AS (SELECT * FROM chosen)"));
+        jobs.clear();
+        addBoards(jobs, database, selection);
+        addSteps(jobs, database, selection);
+        addErrors(jobs, database, selection);
+    });
+    return jobs;
+}
