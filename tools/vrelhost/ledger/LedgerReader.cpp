@@ -2,6 +2,7 @@
 
 #include "tools/vrelhost/ledger/LedgerDatabase.h"
 #include "tools/vrelhost/ledger/LedgerProcesses.h"
+#include "tools/vrelhost/ledger/LedgerSelection.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -13,74 +14,6 @@
 #include <utility>
 
 namespace {
-
-/** Statements that share their beginning, with the values for its placeholders. */
-struct Selection
-{
-    QString tables; ///< of the beginning, each as "name AS (…)"
-    QVariantList values;
-
-    void add(QString const& table) { tables += QStringLiteral(", ") + table; }
-
-    void read(LedgerDatabase const& database, QString const& statement,
-              std::function<void(QSqlQuery const& row)> const& show) const
-    {
-        database.read(QStringLiteral("WITH ") + tables + QLatin1Char(' ') + statement, values, show);
-    }
-};
-
-QString numbers(QList<qint64> const& list)
-{
-    QStringList texts{QStringLiteral("0")}; // which no process has: an empty list is no SQL
-    for (qint64 const number : list)
-        texts << QString::number(number);
-    return texts.join(QLatin1Char(','));
-}
-
-/** The table "chosen": services by all of the filter but the result, which is in their column "state". */
-Selection chosenServices(LedgerFilter const& filter, QList<qint64> const& dead)
-{
-    Selection selection;
-    QString condition = QStringLiteral("began >= ? AND began < ?");
-    selection.values = {filter.since, filter.until};
-    auto const demand = [&](char const* column, std::optional<QString> const& text) {
-        if (!text)
-            return;
-        condition += QStringLiteral(" AND %1 = ?").arg(QLatin1String(column));
-        selection.values << *text;
-    };
-    demand("job", filter.job);
-    demand("serial", filter.serial);
-    demand("station", filter.station);
-    selection.tables =
-        QStringLiteral("chosen AS (SELECT services.*, CASE WHEN result = 'under way' AND process IN (%1) "
-                       "THEN 'interrupted' ELSE result END AS state FROM services WHERE %2)")
-            .arg(numbers(dead), condition);
-    return selection;
-}
-
-/** Adds a table of those rows of `from` that have the filter's result. */
-void addWithResult(Selection& selection, QString const& name, QString const& from, LedgerFilter const& filter)
-{
-    selection.add(QStringLiteral("%1 AS (SELECT * FROM %2%3)")
-                      .arg(name, from, filter.result ? QStringLiteral(" AND state = ?") : QString()));
-    if (filter.result)
-        selection.values << *filter.result;
-}
-
-/** Adds the table "ranked": what is chosen, with the last service of each group at 1 in column "age". */
-void addRanked(Selection& selection, QString const& group)
-{
-    selection.add(QStringLiteral("ranked AS (SELECT chosen.*, ROW_NUMBER() OVER (PARTITION BY %1 "
-                                 "ORDER BY began DESC, service DESC) AS age, COUNT(*) OVER (PARTITION BY %1) "
-                                 "AS attempts, MIN(began) OVER (PARTITION BY %1) AS first FROM chosen)")
-                      .arg(group));
-}
-
-QString limitOf(LedgerFilter const& filter)
-{
-    return QStringLiteral(" LIMIT %1 OFFSET %2").arg(filter.limit).arg(filter.offset);
-}
 
 QString text(QSqlQuery const& row, int column)
 {
@@ -115,7 +48,7 @@ LedgerService serviceIn(QSqlQuery const& row)
 }
 
 /** Those in the table "wanted", by their begin, with steps and inputs. */
-std::vector<LedgerService> wantedServices(LedgerDatabase const& database, Selection const& selection)
+std::vector<LedgerService> wantedServices(LedgerDatabase const& database, LedgerSelection const& selection)
 {
     std::vector<LedgerService> services;
     std::map<QString, std::size_t> places;
@@ -199,7 +132,7 @@ LedgerSummary& jobIn(Jobs& jobs, QString const& name)
                          [&name](LedgerSummary const& job) { return job.job == name; });
 }
 
-void addBoards(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+void addBoards(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
 {
     auto const count = [](char const* condition) {
         return QStringLiteral(", SUM(CASE WHEN %1 THEN 1 ELSE 0 END)").arg(QLatin1String(condition));
@@ -228,7 +161,7 @@ void addBoards(Jobs& jobs, LedgerDatabase const& database, Selection const& sele
 }
 
 /** Durations are counted by the database, which is quicker than to sort the runs of each step. */
-void addSteps(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+void addSteps(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
 {
     std::map<std::tuple<QString, int, QString>, StepRuns> steps;
     selection.read(
@@ -250,7 +183,7 @@ void addSteps(Jobs& jobs, LedgerDatabase const& database, Selection const& selec
         jobIn(jobs, std::get<0>(key)).steps.push_back(runs.finished());
 }
 
-void addErrors(Jobs& jobs, LedgerDatabase const& database, Selection const& selection)
+void addErrors(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
 {
     selection.read(database,
                    QStringLiteral("SELECT job, boards.error, number, command, COUNT(*) FROM boards "
@@ -325,9 +258,9 @@ std::vector<LedgerBoard> LedgerReader::boards(LedgerFilter const& filter) const
     std::vector<LedgerBoard> boards;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
         boards.clear();
-        Selection selection = chosenServices(filter, dead);
-        addRanked(selection, QStringLiteral("serial, job"));
-        addWithResult(selection, QStringLiteral("wanted"), QStringLiteral("ranked WHERE age = 1"), filter);
+        LedgerSelection selection(filter, dead);
+        selection.addRanked(QStringLiteral("serial, job"));
+        selection.addWithResult(QStringLiteral("wanted"), QStringLiteral("ranked WHERE age = 1"));
         selection.read(
             database,
             QStringLiteral(
@@ -337,7 +270,7 @@ std::vector<LedgerBoard> LedgerReader::boards(LedgerFilter const& filter) const
                 "ON stop.service = wanted.service AND stop.number = (SELECT MIN(number) FROM steps "
                 "WHERE steps.service = wanted.service AND steps.result <> 'success') "
                 "ORDER BY serial, job") +
-                limitOf(filter),
+                LedgerSelection::limitOf(filter),
             [&](QSqlQuery const& row) { boards.push_back(boardIn(row)); });
     });
     return boards;
@@ -347,10 +280,10 @@ std::vector<LedgerService> LedgerReader::services(LedgerFilter const& filter) co
 {
     std::vector<LedgerService> services;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
-        Selection selection = chosenServices(filter, dead);
-        addWithResult(selection, QStringLiteral("matching"), QStringLiteral("chosen WHERE 1 = 1"), filter);
+        LedgerSelection selection(filter, dead);
+        selection.addWithResult(QStringLiteral("matching"), QStringLiteral("chosen WHERE 1 = 1"));
         selection.add(QStringLiteral("wanted AS (SELECT * FROM matching ORDER BY began, service%1)")
-                          .arg(limitOf(filter)));
+                          .arg(LedgerSelection::limitOf(filter)));
         services = wantedServices(database, selection);
     });
     return services;
@@ -360,12 +293,12 @@ std::vector<LedgerService> LedgerReader::places(LedgerFilter const& filter) cons
 {
     std::vector<LedgerService> services;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
-        Selection selection = chosenServices(filter, dead);
-        addRanked(selection, QStringLiteral("station, path"));
-        addWithResult(selection, QStringLiteral("matching"),
-                      QStringLiteral("ranked WHERE age = 1 AND path IS NOT NULL"), filter);
+        LedgerSelection selection(filter, dead);
+        selection.addRanked(QStringLiteral("station, path"));
+        selection.addWithResult(QStringLiteral("matching"),
+                                QStringLiteral("ranked WHERE age = 1 AND path IS NOT NULL"));
         selection.add(QStringLiteral("wanted AS (SELECT * FROM matching ORDER BY station, path%1)")
-                          .arg(limitOf(filter)));
+                          .arg(LedgerSelection::limitOf(filter)));
         services = wantedServices(database, selection);
     });
     std::sort(services.begin(), services.end(), [](LedgerService const& a, LedgerService const& b) {
@@ -378,9 +311,9 @@ std::vector<LedgerSummary> LedgerReader::summary(LedgerFilter const& filter) con
 {
     std::vector<LedgerSummary> jobs;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
-        Selection selection = chosenServices(filter, dead);
-        addRanked(selection, QStringLiteral("serial, job"));
-        addWithResult(selection, QStringLiteral("boards"), QStringLiteral("ranked WHERE age = 1"), filter);
+        LedgerSelection selection(filter, dead);
+        selection.addRanked(QStringLiteral("serial, job"));
+        selection.addWithResult(QStringLiteral("boards"), QStringLiteral("ranked WHERE age = 1"));
         selection.add(filter.result
                           ? QStringLiteral("worked AS (SELECT chosen.* FROM chosen JOIN boards ON "
                                            "boards.serial = chosen.serial AND boards.job = chosen.job)")

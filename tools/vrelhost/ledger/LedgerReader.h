@@ -31,10 +31,12 @@ public:
     /** The last service of each place, which is a USB path of a station; by these. */
     std::vector<LedgerService> places(LedgerFilter const& filter) const;
 
-private:
+    /** @param dead processes whose services are under way no more */
     using Query = std::function<void(LedgerDatabase const& database, QList<qint64> const& dead)>;
 
+    /** Another question; it may be asked several times, of which the last one counts. */
     void read(Query const& query) const;
 
+private:
     QString const m_file;
 };

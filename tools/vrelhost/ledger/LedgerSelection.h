@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tools/vrelhost/ledger/LedgerFilter.h"
+
+#include <QList>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+
+class LedgerDatabase;
+class QSqlQuery;
+
+/**
+ * The services that a filter chooses, as tables that statements begin with. The first is "chosen": services
+ * by all of the filter but the result, which is in their column "state".
+ */
+class LedgerSelection
+{
+public:
+    /** @param dead processes whose services are under way no more */
+    LedgerSelection(LedgerFilter const& filter, QList<qint64> const& dead);
+
+    /** @param table as "name AS (...)" */
+    void add(QString const& table) { m_tables += QStringLiteral(", ") + table; }
+
+    /** Adds a table of those rows of `from`, which ends in a condition, that have the filter's result. */
+    void addWithResult(QString const& name, QString const& from);
+
+    /** Adds the table "ranked": what is chosen, with the last service of each group at 1 in column "age". */
+    void addRanked(QString const& group);
+
+    /** Shows each row that a statement about these tables yields. */
+    void read(LedgerDatabase const& database, QString const& statement,
+              std::function<void(QSqlQuery const& row)> const& show) const;
+
+    /** The end of a statement. */
+    static QString limitOf(LedgerFilter const& filter);
+
+private:
+    std::optional<QString> const m_result;
+    QString m_tables;
+    QVariantList m_values;
+};
