@@ -33,7 +33,7 @@ void add(Factories& factories)
 
 Factories VrelCommand::initCommandFactories()
 {
-    Factories factories;
+    Factories factories; // sorts by name, so their order here means nothing
     add<VrelClearRpmbCommand>(factories);
     add<VrelConfigPart>(factories);
     add<VrelDownloadFwOs>(factories);

@@ -76,6 +76,7 @@ private:
 class Directory
 {
 public:
+    /** Names no directory: a place for one that is opened later. */
     Directory() = default;
 
     /** Opens a directory that the caller named, through symbolic links if need be. */

@@ -75,7 +75,7 @@ private:
     {
         QByteArray line = m_rest.left(size);
         m_rest.remove(0, size);
-        if (line.endsWith('\r'))
+        if (line.endsWith('\r')) // as through a pseudo-terminal, or from a program made for Windows
             line.chop(1);
         receive(line);
     }

@@ -31,7 +31,7 @@ bool isPartOf(JsonObject const& part, JsonObject const& whole)
 
 void checkRun(VrelFlashUtils& utils, int result)
 {
-    LogRecorder const recorder;
+    LogRecorder const recorder; // also keeps the lines off standard error
     LogHandler log;
     FakeVendor vendor;
     vendor.result = result;

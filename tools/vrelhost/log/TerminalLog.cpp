@@ -65,7 +65,7 @@ QString cut(QString const& text, int width)
             break;
     }
     if (size > 0 && size < text.size() && text.at(size - 1).isHighSurrogate())
-        --size;
+        --size; // not half a surrogate pair
     return text.left(size);
 }
 

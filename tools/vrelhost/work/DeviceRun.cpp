@@ -74,7 +74,7 @@ bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
 bool DeviceRun::parse(Recipe::Step const& step, TargetFiles* targets, LogHandler& log)
 {
     Step& parsed = m_steps.emplace_back(Step{nullptr, step.wait});
-    if (!step.request)
+    if (!step.request) // a wait
         return true;
     QString error;
     auto const request = step.request->forDevice(m_result.device, error);
@@ -95,7 +95,7 @@ QByteArray DeviceRun::downloaderArguments(LogHandler& log)
 {
     QByteArray lines;
     for (Step const& step : m_steps) {
-        if (!step.request)
+        if (!step.request) // a wait, which has no command line
             continue;
         QStringList const arguments = DownloaderRun(*step.request, m_result.device.serial, log).arguments();
         lines += QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact) + '\n';
