@@ -1,11 +1,26 @@
 #!/bin/sh
-# The library may include its own folders and external/, never the stand-ins.
+# The library may include its own folders and external/, never the stand-ins; in the host tool no room includes one above.
 # usage: library_includes.sh SOURCE_DIR
 set -eu
 cd "$1"
-status=0
-grep -rnE '#[[:space:]]*include.*(framework|tools|emulator|tests|benchmarks)/' plugin commands devices external || status=$?
-[ "$status" -eq 1 ] || {
-    echo "The lines above reach from the library into a stand-in, or a folder is missing" >&2
-    exit 1
+
+# Fails for includes of the first in the others.
+never()
+{
+    reached=$1
+    shift
+    status=0
+    grep -rnE "#[[:space:]]*include.*$reached/" "$@" || status=$?
+    [ "$status" -eq 1 ] || {
+        echo "The lines above reach up, or a folder is missing" >&2
+        exit 1
+    }
 }
+
+never '(framework|tools|emulator|tests|benchmarks)' plugin commands devices external
+never 'vrelhost' tools/common
+cd tools/vrelhost
+never 'vrelhost/subcommands' commandline work request log
+never 'vrelhost/commandline' work request log
+never 'vrelhost/work' commandline request log
+never 'vrelhost/request' log

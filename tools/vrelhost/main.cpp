@@ -1,6 +1,7 @@
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/commandline/HostTool.h"
 #include "tools/vrelhost/log/TerminalLog.h"
+#include "tools/vrelhost/subcommands/Subcommands.h"
 
 #include <QCoreApplication>
 
@@ -8,7 +9,10 @@ namespace {
 
 int run(int argc, char* argv[])
 {
-    HostTool tool(stdout, stderr); // first, so that what Qt has to say finds the log
+#define VRELHOST_ROWS(source) Subcommands::source(),
+    // First, so that what Qt has to say finds the log.
+    HostTool tool({VRELHOST_SUBCOMMANDS(VRELHOST_ROWS)}, stdout, stderr);
+#undef VRELHOST_ROWS
     QCoreApplication const application(argc, argv);
     return tool.run(QCoreApplication::arguments().mid(1));
 }

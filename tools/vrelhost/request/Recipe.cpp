@@ -2,6 +2,7 @@
 
 #include "external/LogHandler.h"
 #include "framework/JsonText.h"
+#include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
 
 #include <QFile>
@@ -27,17 +28,22 @@ bool open(QFile& file, QString const& argument)
     return file.open(QIODevice::ReadOnly);
 }
 
-/** All that a file or standard input holds; with the cause in `error` when it cannot be read. */
-QByteArray content(QString const& argument, QString& error)
+[[noreturn]] void refuse(QString const& argument, QString const& cause)
+{
+    throw Refusal(QStringLiteral("Cannot read the request '%1': %2").arg(argument, cause));
+}
+
+/** All that a file or standard input holds. */
+QByteArray content(QString const& argument)
 {
     QFile file;
     QByteArray text;
     if (open(file, argument))
         text = file.read(kLargestRequest + 1);
     if (file.error() != QFileDevice::NoError)
-        error = file.errorString();
-    else if (text.size() > kLargestRequest)
-        error = QStringLiteral("it is larger than %1 bytes").arg(kLargestRequest);
+        refuse(argument, file.errorString());
+    if (text.size() > kLargestRequest)
+        refuse(argument, QStringLiteral("it is larger than %1 bytes").arg(kLargestRequest));
     return text;
 }
 
@@ -46,25 +52,18 @@ bool isJson(QString const& argument)
     return argument.startsWith(QLatin1Char('{')) || argument.startsWith(QLatin1Char('['));
 }
 
-QString unreadable(QString const& argument, QString const& cause)
-{
-    return QStringLiteral("Cannot read the request '%1': %2").arg(argument, cause);
-}
-
 /** What `parse` makes of the text that an argument stands for. */
 template <typename Parsed>
-std::optional<Parsed> readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& error),
-                             QString const& argument, QString& error)
+Parsed readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& error), QString const& argument)
 {
+    QByteArray const text = argument.isEmpty() || isJson(argument) ? argument.toUtf8() : content(argument);
+    if (text.trimmed().isEmpty())
+        refuse(argument, QStringLiteral("it is empty"));
     QString cause;
-    QByteArray const text =
-        argument.isEmpty() || isJson(argument) ? argument.toUtf8() : content(argument, cause);
-    if (cause.isEmpty() && text.trimmed().isEmpty())
-        cause = QStringLiteral("it is empty");
-    auto parsed = cause.isEmpty() ? parse(text, cause) : std::nullopt;
+    auto const parsed = parse(text, cause);
     if (!parsed)
-        error = unreadable(argument, cause);
-    return parsed;
+        refuse(argument, cause);
+    return *parsed;
 }
 
 /** What a wait says in seconds; 0 when that is no time to wait. */
@@ -106,19 +105,16 @@ bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
 
 } // namespace
 
-std::optional<Recipe> Recipe::read(QString const& argument, QString& error)
+Recipe Recipe::read(QString const& argument)
 {
-    auto const json = readAs(parseJson, argument, error);
-    if (!json)
-        return std::nullopt;
+    QJsonDocument const json = readAs(parseJson, argument);
     Recipe recipe;
-    recipe.isArray = json->isArray();
-    for (QJsonValue const value : recipe.isArray ? json->array() : QJsonArray{json->object()})
+    recipe.isArray = json.isArray();
+    for (QJsonValue const value : recipe.isArray ? json.array() : QJsonArray{json.object()})
         recipe.steps.push_back({value, {}, 0, {}});
-    if (!recipe.steps.empty())
-        return recipe;
-    error = unreadable(argument, QStringLiteral("it is a recipe without steps"));
-    return std::nullopt;
+    if (recipe.steps.empty())
+        refuse(argument, QStringLiteral("it is a recipe without steps"));
+    return recipe;
 }
 
 bool Recipe::accept(LogHandler& log)
@@ -150,13 +146,12 @@ bool Recipe::has(char const* command) const
 int Recipe::sharedFileStep() const
 {
     auto const isShared = [](Step const& step) {
-        QString error;
         if (!step.request)
             return false;
         QString const name = RequestRules::writtenFile(step.request->request());
-        auto const one = step.request->forDevice({QStringLiteral("A"), QStringLiteral("1-1")}, error);
-        auto const other = step.request->forDevice({QStringLiteral("B"), QStringLiteral("1-2")}, error);
-        return !name.isEmpty() && RequestRules::writtenFile(*one) == RequestRules::writtenFile(*other);
+        auto const one = step.request->forDevice({QStringLiteral("A"), QStringLiteral("1-1")});
+        auto const other = step.request->forDevice({QStringLiteral("B"), QStringLiteral("1-2")});
+        return !name.isEmpty() && RequestRules::writtenFile(one) == RequestRules::writtenFile(other);
     };
     auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
     return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;
@@ -170,7 +165,7 @@ QString Recipe::rejection(int number, QString const& cause) const
              cause);
 }
 
-std::optional<JsonObject> readRequest(QString const& argument, QString& error)
+JsonObject readRequest(QString const& argument)
 {
-    return readAs(parseJsonObject, argument, error);
+    return readAs(parseJsonObject, argument);
 }

@@ -32,9 +32,9 @@ struct Recipe
     /**
      * Reads it from where an argument says: the JSON text itself (it begins with "{" or "["), "-" for
      * standard input, or the path of a file.
-     * @return nothing, with the cause in `error`, when there are no steps to be had
+     * Throws Refusal when there are no steps to be had.
      */
-    static std::optional<Recipe> read(QString const& argument, QString& error);
+    static Recipe read(QString const& argument);
 
     /** Whether library and tool take all steps, for any device. The first that is not is logged at level 1.
      */
@@ -50,5 +50,5 @@ struct Recipe
     QString rejection(int number, QString const& cause = {}) const;
 };
 
-/** Reads one request likewise. @return nothing, with the cause in `error` */
-std::optional<JsonObject> readRequest(QString const& argument, QString& error);
+/** Reads one request likewise. */
+JsonObject readRequest(QString const& argument);

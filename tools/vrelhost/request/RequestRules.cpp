@@ -3,6 +3,7 @@
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
 #include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/request/Refusal.h"
 
 #include <QStringList>
 
@@ -84,15 +85,16 @@ QString RequestRules::writtenFile(JsonObject const& request)
     return file;
 }
 
-QString TargetFiles::take(JsonObject const& request, DeviceName const& device)
+void TargetFiles::take(JsonObject const& request, DeviceName const& device)
 {
     QString const file = RequestRules::writtenFile(request);
     if (file.isEmpty())
-        return QString();
+        return;
     QString const owner = m_owners.emplace(identity(file), device.serial).first->second;
-    if (owner == device.serial)
-        return QString();
-    return QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
-                          "with {serial} or {path} in the name")
-        .arg(ReportText::printable(owner), ReportText::printable(device.serial), file);
+    if (owner != device.serial)
+        throw Refusal(
+            QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
+                           "with {serial} or {path} in the name")
+                .arg(ReportText::printable(owner), ReportText::printable(device.serial), file),
+            Refusal::NoAdvice);
 }

@@ -29,10 +29,10 @@ class TargetFiles
 {
 public:
     /**
-     * Takes the file that a device's request writes to.
-     * @return why it cannot be had, when another device has it, under whatever name; otherwise empty
+     * Takes the file that a device's request writes to. Throws Refusal when another device has it, under
+     * whatever name.
      */
-    QString take(JsonObject const& request, DeviceName const& device);
+    void take(JsonObject const& request, DeviceName const& device);
 
 private:
     std::map<std::string, QString> m_owners; ///< serial numbers, by what tells a file from others

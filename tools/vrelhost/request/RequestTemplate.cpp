@@ -1,6 +1,7 @@
 #include "tools/vrelhost/request/RequestTemplate.h"
 
 #include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/request/Refusal.h"
 
 #include <algorithm>
 #include <iterator>
@@ -77,8 +78,9 @@ RequestTemplate::RequestTemplate(JsonObject const& request)
         replaced(replaceable(entry), note);
 }
 
-std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, QString& error) const
+JsonObject RequestTemplate::forDevice(DeviceName const& device) const
 {
+    QString error;
     if ((m_needsSerial || m_needsPath) && device.serial.isEmpty())
         error =
             QStringLiteral("The request holds %1, but no device is named: name it with --sn, --path or --all")
@@ -96,7 +98,7 @@ std::optional<JsonObject> RequestTemplate::forDevice(DeviceName const& device, Q
                                "request, or the device")
                     .arg(device.path);
     if (!error.isEmpty())
-        return std::nullopt;
+        throw Refusal(error, Refusal::NoAdvice);
     JsonObject request = m_request;
     auto const value = [&device](QString const& placeholder) {
         return placeholder == kSerialWord ? device.serial : device.path;

@@ -5,8 +5,6 @@
 
 #include <QString>
 
-#include <optional>
-
 /**
  * A request whose texts, but for the command's name, may hold {serial} and {path} in a device's place, and
  * {{serial}} and {{path}} for these words themselves.
@@ -22,9 +20,9 @@ public:
     /**
      * The request for one device. Serial number and path come from outside and mostly get into file names:
      * one that could lead to another directory is refused.
-     * @return nothing, with the cause in `error`, when what is to be put in is not there or refused
+     * Throws Refusal when what is to be put in is not there or refused.
      */
-    std::optional<JsonObject> forDevice(DeviceName const& device, QString& error) const;
+    JsonObject forDevice(DeviceName const& device) const;
 
 private:
     JsonObject const m_request;

@@ -2,7 +2,9 @@
 
 #include "external/LogHandler.h"
 #include "tools/common/VendorApi.h"
+#include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/LogFile.h"
+#include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
 #include "tools/vrelhost/work/DownloaderRun.h"
 
@@ -44,7 +46,7 @@ bool RunSetting::prepare()
         fault = LogFile::directoryFault(*options.logDirectory);
     if (!fault.isEmpty())
         toolLog.logMessage(kErrorLevel, fault);
-    log.emplace(terminal, options.logDirectory);
+    log.emplace(console.terminal(), options.logDirectory);
     return fault.isEmpty();
 }
 
@@ -61,14 +63,18 @@ DeviceRun::DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager cons
 bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
 {
     Recipe const& recipe = m_setting.recipe;
-    for (Recipe::Step const& step : recipe.steps) {
-        if (!parse(step, targets, log)) {
-            if (recipe.isArray)
-                log.logMessage(kErrorLevel, recipe.rejection(static_cast<int>(m_steps.size())));
+    auto const parseStep = [&](Recipe::Step const& step) {
+        try {
+            return parse(step, targets, log);
+        } catch (Refusal const& refusal) {
+            log.logMessage(kErrorLevel, refusal.cause());
             return false;
         }
-    }
-    return true;
+    };
+    bool const isGood = std::all_of(recipe.steps.begin(), recipe.steps.end(), parseStep);
+    if (!isGood && recipe.isArray)
+        log.logMessage(kErrorLevel, recipe.rejection(static_cast<int>(m_steps.size())));
+    return isGood;
 }
 
 bool DeviceRun::parse(Recipe::Step const& step, TargetFiles* targets, LogHandler& log)
@@ -76,19 +82,16 @@ bool DeviceRun::parse(Recipe::Step const& step, TargetFiles* targets, LogHandler
     Step& parsed = m_steps.emplace_back(Step{nullptr, step.wait});
     if (!step.request) // a wait
         return true;
-    QString error;
-    auto const request = step.request->forDevice(m_result.device, error);
-    if (request && targets != nullptr)
-        error = targets->take(*request, m_result.device);
-    if (request && error.isEmpty() && m_setting.options.isVerified &&
-        step.command == QLatin1String(kWriteToken))
-        error = TokenCheck::fault(*request);
-    if (!error.isEmpty()) {
-        log.logMessage(kErrorLevel, error);
-        return false;
+    JsonObject const request = step.request->forDevice(m_result.device);
+    if (targets != nullptr)
+        targets->take(request, m_result.device);
+    if (m_setting.options.isVerified && step.command == QLatin1String(kWriteToken)) {
+        QString const fault = TokenCheck::fault(request);
+        if (!fault.isEmpty())
+            throw Refusal(fault);
     }
     parsed.request = std::make_unique<VrelFlashUtils>();
-    return parsed.request->parseArguments(*request, log);
+    return parsed.request->parseArguments(request, log);
 }
 
 QByteArray DeviceRun::downloaderArguments(LogHandler& log)

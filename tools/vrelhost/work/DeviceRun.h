@@ -9,11 +9,11 @@
 #include "tools/vrelhost/work/RunOptions.h"
 #include "tools/vrelhost/work/TokenCheck.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
+class Console;
 class LogHandler;
 class TargetFiles;
 
@@ -22,11 +22,8 @@ struct RunSetting
 {
     RunOptions const options;
     Recipe const recipe;
+    Console const& console;
     LogHandler& toolLog;
-    TerminalLog* const terminal; ///< shows what is being done; may be null
-
-    /** Takes results at once; yields the exit code. @param what they are, for people */
-    std::function<int(QByteArray const& text, QString const& what)> const print;
 
     Interruption const interruption = {};
     std::optional<VrelManager> manager = {}; ///< where this process uses the vendor API

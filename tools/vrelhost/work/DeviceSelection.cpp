@@ -1,13 +1,18 @@
 #include "tools/vrelhost/work/DeviceSelection.h"
 
-#include "external/LogHandler.h"
 #include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/request/Refusal.h"
 
 #include <algorithm>
 
 namespace {
 
 using VendorApi::DeviceList;
+
+[[noreturn]] void refuse(QString const& cause)
+{
+    throw Refusal(cause, Refusal::NoAdvice);
+}
 
 DeviceName deviceOfSerial(QString const& serial, DeviceList const& list)
 {
@@ -38,38 +43,31 @@ QString namingFault(DeviceList::value_type const& device, DeviceList const& list
     return QString();
 }
 
-std::optional<std::vector<DeviceName>> selectDevices(RunOptions const& options, DeviceList const& list,
-                                                     LogHandler const& log)
+std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList const& list)
 {
     std::vector<DeviceName> devices;
     auto const addListed = [&](DeviceList::value_type const& device) {
         QString const cause = namingFault(device, list);
         if (!cause.isEmpty())
-            log.logMessage(kErrorLevel, cause + QStringLiteral(": name the others with --sn or --path"));
+            refuse(cause + QStringLiteral(": name the others with --sn or --path"));
         addOnce(devices, {device.second, device.first});
-        return cause.isEmpty();
     };
-    if (options.isAll && !std::all_of(list.begin(), list.end(), addListed))
-        return std::nullopt;
+    if (options.isAll)
+        std::for_each(list.begin(), list.end(), addListed);
     for (RunOptions::Device const& device : options.devices) {
         if (!device.isPath) {
             addOnce(devices, deviceOfSerial(device.text, list));
             continue;
         }
         auto const listed = list.find(device.text);
-        if (listed == list.end()) {
-            log.logMessage(kErrorLevel,
-                           VendorApi::isFull(list)
-                               ? QStringLiteral("The vendor API lists as many devices as it can, but none "
-                                                "at the USB path '%1': name it with --sn")
-                                     .arg(ReportText::printable(device.text))
-                               : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan "
-                                                "shows the paths")
-                                     .arg(ReportText::printable(device.text)));
-            return std::nullopt;
-        }
-        if (!addListed(*listed))
-            return std::nullopt;
+        if (listed == list.end())
+            refuse((VendorApi::isFull(list)
+                        ? QStringLiteral("The vendor API lists as many devices as it can, but none at the "
+                                         "USB path '%1': name it with --sn")
+                        : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
+                                         "paths"))
+                       .arg(ReportText::printable(device.text)));
+        addListed(*listed);
     }
     return devices;
 }
@@ -87,16 +85,12 @@ QStringList unlisted(RunOptions const& options, DeviceList const& list)
     return names;
 }
 
-bool areListed(std::vector<DeviceName> const& devices, DeviceList const& list, LogHandler const& log)
+void requireListed(std::vector<DeviceName> const& devices, DeviceList const& list)
 {
-    auto const isListed = [&](DeviceName const& device) {
-        bool const isThere = !device.path.isNull() || VendorApi::isFull(list);
-        if (!isThere)
-            log.logMessage(kErrorLevel,
-                           QStringLiteral("The vendor API lists no device with the serial number "
-                                          "'%1'; vrelhost scan shows the serial numbers")
-                               .arg(ReportText::printable(device.serial)));
-        return isThere;
-    };
-    return std::all_of(devices.begin(), devices.end(), isListed);
+    for (DeviceName const& device : devices) {
+        if (device.path.isNull() && !VendorApi::isFull(list))
+            refuse(QStringLiteral("The vendor API lists no device with the serial number '%1'; vrelhost scan "
+                                  "shows the serial numbers")
+                       .arg(ReportText::printable(device.serial)));
+    }
 }

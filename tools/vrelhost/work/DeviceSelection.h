@@ -4,18 +4,15 @@
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/work/RunOptions.h"
 
-#include <optional>
 #include <vector>
 
 /**
  * The devices that a command line names, each once: all listed ones in the order of their paths, then the
  * others in the order given.
+ * Throws Refusal when one of them cannot be found or told from another.
  * @param list of the vendor API; empty when it is not needed
- * @return nothing, with the cause logged at level 1, when one of them cannot be found or told
- *         from another
  */
-std::optional<std::vector<DeviceName>>
-selectDevices(RunOptions const& options, VendorApi::DeviceList const& list, LogHandler const& log);
+std::vector<DeviceName> selectDevices(RunOptions const& options, VendorApi::DeviceList const& list);
 
 /** Why a listed device cannot be named to the vendor API, as a sentence without its end; empty when it can.
  */
@@ -25,9 +22,5 @@ QString namingFault(VendorApi::DeviceList::value_type const& device, VendorApi::
  *  hidden by a full list either. */
 QStringList unlisted(RunOptions const& options, VendorApi::DeviceList const& list);
 
-/**
- * Whether the vendor API lists all devices, or so many that there may be more than it tells.
- * @return false, with the first one that it does not list logged at level 1
- */
-bool areListed(std::vector<DeviceName> const& devices, VendorApi::DeviceList const& list,
-               LogHandler const& log);
+/** Throws Refusal for a device that the vendor API does not list, unless there may be more than it tells. */
+void requireListed(std::vector<DeviceName> const& devices, VendorApi::DeviceList const& list);

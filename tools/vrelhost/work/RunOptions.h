@@ -1,14 +1,10 @@
 #pragma once
 
-#include <QCommandLineOption>
-#include <QList>
 #include <QString>
-#include <QStringList>
 
+#include <algorithm>
 #include <optional>
 #include <vector>
-
-class QCommandLineParser;
 
 /** What the options of `run` and `station` ask for. */
 struct RunOptions
@@ -34,18 +30,11 @@ struct RunOptions
     std::optional<int> interval = 500;   ///< milliseconds between two looks for devices; always there
     bool isAgain = false;                ///< devices that succeeded are served again when they appear again
     std::optional<int> stopAfter;        ///< successes
-    QStringList idle;                    ///< a line for each option that has no effect beside the others
 
-    bool hasPath() const;
     bool isNamed() const { return isAll || !devices.empty(); }
-
-    static QList<QCommandLineOption> runDefinitions();
-    static QList<QCommandLineOption> stationDefinitions();
-
-    /**
-     * @param usual what holds whatever is given: of a station isAll, of it and of recipes isMany
-     * @return nothing, with the cause in `error`, for values or combinations that make no sense
-     */
-    static std::optional<RunOptions> read(QCommandLineParser const& parser, RunOptions const& usual,
-                                          QString& error);
+    bool hasPath() const
+    {
+        return std::any_of(devices.begin(), devices.end(),
+                           [](Device const& device) { return device.isPath; });
+    }
 };

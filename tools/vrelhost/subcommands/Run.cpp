@@ -1,10 +1,11 @@
-#include "tools/vrelhost/subcommands/RunSubcommand.h"
-
 #include "external/LogHandler.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/log/TerminalLog.h"
+#include "tools/vrelhost/commandline/OptionTable.h"
+#include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/subcommands/DeviceSubcommand.h"
+#include "tools/vrelhost/subcommands/Subcommands.h"
 #include "tools/vrelhost/work/DeviceRun.h"
 #include "tools/vrelhost/work/DeviceSelection.h"
 
@@ -22,6 +23,20 @@ namespace {
 
 using VendorApi::DeviceList;
 using DeviceRuns = std::deque<DeviceRun>;
+
+constexpr DeviceSubcommand::Option kRunOptions[] = {
+    {"sn",
+     "SERIAL",
+     {},
+     "The device with this serial number; without it the only device. Given several times, all these "
+     "devices."},
+    {"path", "USB-PATH", {}, "The device at this USB path, such as 1-4.2. May be given several times."},
+    {"all", "", &RunOptions::isAll, "All devices that the vendor API lists, which are 24 at most."},
+    {"wait", "SECONDS", DeviceSubcommand::Number{&RunOptions::wait, "seconds", 1, Recipe::kLongestWait},
+     "Wait so long for the vendor API to be free and for the devices to be there."},
+    {"dry-run", "", &RunOptions::isDryRun,
+     "Touch no device, and show the downloader's arguments as a JSON array."},
+};
 
 bool isInProcess(RunOptions const& options)
 {
@@ -88,13 +103,11 @@ bool findDevices(RunSetting& setting, VrelApiManager& api, DeviceList& list)
     return isFound;
 }
 
-std::optional<std::vector<DeviceName>> chooseDevices(RunSetting const& setting, DeviceList const& list)
+std::vector<DeviceName> chooseDevices(RunOptions const& options, DeviceList const& list)
 {
-    RunOptions const& options = setting.options;
-    auto chosen =
-        options.isNamed() ? selectDevices(options, list, setting.toolLog) : std::vector<DeviceName>(1);
-    if (chosen && options.isMany && isInProcess(options) && !areListed(*chosen, list, setting.toolLog))
-        return std::nullopt;
+    auto chosen = options.isNamed() ? selectDevices(options, list) : std::vector<DeviceName>(1);
+    if (options.isMany && isInProcess(options))
+        requireListed(chosen, list);
     return chosen;
 }
 
@@ -159,8 +172,7 @@ void runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs, RunSetting 
     int const total = static_cast<int>(runs.size());
     std::atomic<int> done{0};
     auto const showProgress = [&] {
-        if (setting.terminal != nullptr)
-            setting.terminal->showProgress(QStringLiteral("%1/%2").arg(done).arg(total));
+        setting.console.showProgress(QStringLiteral("%1/%2").arg(done).arg(total));
     };
     showProgress();
     auto const work = [&](int index) {
@@ -232,9 +244,8 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
         return ExitFailure;
     if (!isInProcess(options))
         api = VrelApiManager(); // the downloaders take it
-    auto const devices = chooseDevices(setting, list);
     runs.clear();
-    if (!devices || !judge(*devices, setting, api, runs))
+    if (!judge(chooseDevices(options, list), setting, api, runs))
         return ExitRejected;
     if (!options.isDryRun)
         return runAll(runs, setting, output) ? ExitSuccess : ExitFailure;
@@ -243,16 +254,36 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
     return ExitSuccess;
 }
 
-} // namespace
-
 int runOnDevices(RunSetting& setting)
 {
     QByteArray output;
     int const exitCode = judgeAndRun(setting, output);
     setting.manager.reset(); // others may take the vendor API while the result is being written
-    if (setting.terminal != nullptr)
-        setting.terminal->showWork(false);
-    if (output.isEmpty() || setting.print(output, QStringLiteral("the result")) == ExitSuccess)
-        return exitCode;
-    return ExitFailure;
+    setting.console.showWork(false);
+    return output.isEmpty() || setting.console.print(output) == ExitSuccess ? exitCode : ExitFailure;
+}
+
+QList<QCommandLineOption> runOptions()
+{
+    return definitions(kRunOptions) + DeviceSubcommand::options();
+}
+
+/** All devices' requests are judged before anything is run. */
+int carryOutRun(Invocation const& call)
+{
+    RunOptions given;
+    readOptions(call.options, kRunOptions, given);
+    return DeviceSubcommand::carryOut(call, given, runOnDevices);
+}
+
+} // namespace
+
+Subcommands::Rows Subcommands::run()
+{
+    return {{"run", DeviceSubcommand::kRequestOrRecipe, runOptions, carryOutRun,
+             "Carries a request or a recipe out on one device or many, in-process or by a downloader.",
+             "success, on many devices on every one",
+             "failure, on many devices on one or more, also for lack of a vendor API or a\n"
+             "     device, by an interruption, or since the result cannot be written",
+             R"(vrelhost run '{"command": "startover", "flags": 1}' --sn 0A1B2C3D)"}};
 }

@@ -1,11 +1,12 @@
-#include "tools/vrelhost/subcommands/StationSubcommand.h"
-
 #include "external/LogHandler.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/common/VendorApi.h"
+#include "tools/vrelhost/commandline/OptionTable.h"
+#include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/ReportText.h"
-#include "tools/vrelhost/log/TerminalLog.h"
 #include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/subcommands/DeviceSubcommand.h"
+#include "tools/vrelhost/subcommands/Subcommands.h"
 #include "tools/vrelhost/work/DeviceRun.h"
 #include "tools/vrelhost/work/DeviceSelection.h"
 
@@ -24,6 +25,16 @@
 namespace {
 
 constexpr int kNoLimit = std::numeric_limits<int>::max();
+constexpr int kLongestInterval = 60000; ///< milliseconds
+
+constexpr DeviceSubcommand::Option kStationOptions[] = {
+    {"interval", "MS", DeviceSubcommand::Number{&RunOptions::interval, "milliseconds", 1, kLongestInterval},
+     "Look for devices so often; every 500 without it."},
+    {"again", "", &RunOptions::isAgain,
+     "Serve also devices that were served with success, whenever they appear again."},
+    {"stop-after", "N", DeviceSubcommand::Number{&RunOptions::stopAfter, "devices"},
+     "End once so many devices have been served with success."},
+};
 
 /** One appearance of a device. */
 struct Service
@@ -103,7 +114,7 @@ int Station::run()
         return ExitFailure;
     m_setting.manager.emplace();
     if (!m_options.isJson)
-        m_setting.print(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
+        m_setting.console.print(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
     serveUntilEnd();
     m_setting.toolLog.logMessage(
         kProgressLevel, QStringLiteral("Station: %1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
@@ -262,22 +273,43 @@ void Station::tell(DeviceResult const& result)
     else
         m_states.erase(state);
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    m_setting.print(m_options.isJson ? RunReport::toJsonLine(result, time) : RunReport::toTableRow(result),
-                    QStringLiteral("the result of '%1' (%2)")
-                        .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
+    m_setting.console.print(m_options.isJson ? RunReport::toJsonLine(result, time)
+                                             : RunReport::toTableRow(result),
+                            QStringLiteral("the result of '%1' (%2)")
+                                .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
     showProgress();
 }
 
 void Station::showProgress() const
 {
-    if (m_setting.terminal != nullptr)
-        m_setting.terminal->showProgress(
-            QStringLiteral("%1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
+    m_setting.console.showProgress(QStringLiteral("%1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
 }
-
-} // namespace
 
 int serveDevices(RunSetting& setting)
 {
     return Station(setting).run();
+}
+
+QList<QCommandLineOption> stationOptions()
+{
+    return DeviceSubcommand::options() + definitions(kStationOptions);
+}
+
+int carryOutStation(Invocation const& call)
+{
+    RunOptions given;
+    given.isAll = true;
+    readOptions(call.options, kStationOptions, given);
+    return DeviceSubcommand::carryOut(call, given, serveDevices);
+}
+
+} // namespace
+
+Subcommands::Rows Subcommands::station()
+{
+    return {{"station", DeviceSubcommand::kRequestOrRecipe, stationOptions, carryOutStation,
+             "Carries a request or a recipe out on each device that is there or appears, until it is "
+             "interrupted.",
+             "no device failed", "a device failed, or the station could not begin",
+             R"(vrelhost station '{"command": "startover", "flags": 1}' --stop-after 2)"}};
 }

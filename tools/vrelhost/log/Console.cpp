@@ -1,0 +1,55 @@
+#include "tools/vrelhost/log/Console.h"
+
+#include "external/LogHandler.h"
+#include "framework/LogLines.h"
+#include "tools/common/ToolProcess.h"
+#include "tools/common/VendorApi.h"
+#include "tools/vrelhost/log/TerminalLog.h"
+
+Console::Console(std::FILE* output, std::FILE* log)
+    : m_output(output)
+    , m_logStream(log)
+    , m_log(VendorApi::lastingLog(QStringLiteral("vrelhost")))
+{
+    setLog(LogFormat::Text, kProgressLevel);
+}
+
+void Console::setLog(LogFormat format, Logger::LogLevel maxLevel)
+{
+    m_terminal.reset();
+    if (format == LogFormat::Text && TerminalLog::isTerminal(m_logStream))
+        m_terminal = std::make_shared<TerminalLog>(m_logStream, maxLevel);
+    if (m_terminal)
+        setLogSink([terminal = m_terminal](LogLine const& line) { terminal->write(line); });
+    else
+        setLogSink(makeLogLineWriter(m_logStream, format, maxLevel));
+}
+
+void Console::showWork(bool isShown) const
+{
+    if (m_terminal)
+        m_terminal->showWork(isShown);
+}
+
+void Console::showProgress(QString const& progress) const
+{
+    if (m_terminal)
+        m_terminal->showProgress(progress);
+}
+
+int Console::print(QByteArray const& text, QString const& what) const
+{
+    QString fault;
+    auto const write = [&] {
+        if (!writeWhole(m_output, text))
+            fault = qt_error_string();
+    };
+    if (m_terminal)
+        m_terminal->writeBetween(write); // which may be the same terminal
+    else
+        write();
+    if (fault.isEmpty())
+        return ExitSuccess;
+    m_log.logMessage(kErrorLevel, QStringLiteral("Cannot write %1: %2").arg(what, fault));
+    return ExitFailure;
+}

@@ -1,0 +1,106 @@
+#include "tools/vrelhost/subcommands/DeviceSubcommand.h"
+
+#include "external/LogHandler.h"
+#include "tools/common/ToolProcess.h"
+#include "tools/vrelhost/log/Console.h"
+#include "tools/vrelhost/work/DeviceRun.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <map>
+
+namespace {
+
+using DeviceSubcommand::Number;
+
+constexpr DeviceSubcommand::Option kShared[] = {
+    {"jobs", "N", Number{&RunOptions::jobs, "devices"},
+     "At most so many devices at a time; without it all at once, with --exe one after another."},
+    {"json", "", &RunOptions::isJson, "Show the results on many devices as JSON instead of a table."},
+    {"exe", "PATH", &RunOptions::exe,
+     "Run this downloader instead of working in-process: its path, or its name where PATH leads to it."},
+    {"timeout", "MS", Number{&RunOptions::timeout, "milliseconds", 0, Number::kMost, true},
+     "End a downloader that takes longer; 60000 without it, -1 for no limit."},
+    {"verify", "", &RunOptions::isVerified, "Read back what writetoken has written, and compare it."},
+    {"log-dir", "DIR", &RunOptions::logDirectory,
+     "Keep all log lines of each device in a new file of this directory, which is made if missing."},
+};
+
+/** Serial numbers and paths in the order in which they are given. */
+std::vector<RunOptions::Device> namedDevices(QCommandLineParser const& parser)
+{
+    QLatin1String const path("path");
+    std::map<QString, int> taken;
+    std::vector<RunOptions::Device> devices;
+    for (QString const& name : parser.optionNames()) {
+        if (name == path || name == QLatin1String("sn"))
+            devices.push_back({name == path, parser.values(name).at(taken[name]++)});
+    }
+    return devices;
+}
+
+/** Why the options do not go together; empty when they do. */
+QString conflict(RunOptions const& options, bool isRecipe)
+{
+    if (options.isMany && !options.isNamed())
+        return QStringLiteral("%1 a device: name it with --sn, --path or --all")
+            .arg(QLatin1String(isRecipe ? "A recipe needs" : "--jobs and --json need"));
+    auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
+    if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
+        return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
+    if (options.exe && options.jobs.value_or(1) > 1)
+        return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
+                              "at a time");
+    return QString();
+}
+
+RunOptions readAll(QCommandLineParser const& parser, RunOptions options, bool isRecipe)
+{
+    readOptions(parser, kShared, options);
+    if (options.exe)
+        options.exe = findProgram(*options.exe);
+    options.devices = namedDevices(parser);
+    options.isMany = isRecipe || options.isAll || options.isJson || options.jobs || options.hasPath() ||
+                     options.devices.size() > 1;
+    QString const fault = conflict(options, isRecipe);
+    if (!fault.isEmpty())
+        throw Refusal(fault);
+    if (!options.isMany && !options.devices.empty() && options.devices.front().text.isEmpty())
+        options.devices.clear(); // whichever is there
+    return options;
+}
+
+void warnOfIdle(Invocation const& call, std::initializer_list<char const*> names, char const* reason)
+{
+    for (char const* const name : names) {
+        if (call.options.isSet(QLatin1String(name)))
+            call.console.log().logMessage(
+                kWarningLevel,
+                QStringLiteral("--%1 has no effect %2").arg(QLatin1String(name), QLatin1String(reason)));
+    }
+}
+
+} // namespace
+
+QList<QCommandLineOption> DeviceSubcommand::options()
+{
+    return definitions(kShared);
+}
+
+int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given, int (*work)(RunSetting&))
+{
+    Recipe recipe = Recipe::read(call.arguments.constFirst());
+    RunOptions const options = readAll(call.options, given, recipe.isArray);
+    if (options.isDryRun)
+        warnOfIdle(call, {"exe", "timeout", "jobs", "json", "verify", "log-dir"},
+                   "with --dry-run: nothing is run");
+    else if (!options.exe)
+        warnOfIdle(call, {"timeout"}, "without --exe: what runs in-process is waited for");
+    if (!recipe.accept(call.console.log()))
+        return ExitRejected;
+    RunSetting setting{options, recipe, call.console, call.console.log()};
+    call.console.showWork(true);
+    int const exitCode = work(setting);
+    call.console.showWork(false);
+    return exitCode;
+}

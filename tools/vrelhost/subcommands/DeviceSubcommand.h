@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/vrelhost/commandline/OptionTable.h"
+#include "tools/vrelhost/commandline/Subcommand.h"
+#include "tools/vrelhost/work/RunOptions.h"
+
+struct RunSetting;
+
+/** What subcommands share that carry a request or recipe out on devices. */
+namespace DeviceSubcommand {
+
+constexpr Arguments::Meaning kRequestMeaning = {
+    "REQUEST",
+    "The path of a JSON file, - for standard input, or the JSON text itself, which begins with {. Its key "
+    "\"command\" names a command, its other keys are that command's parameters. Its other texts may hold "
+    "{serial} and {path}, which stand for the device's; {{serial}} and {{path}} are these words themselves."};
+constexpr Arguments kRequest = {"REQUEST", {kRequestMeaning}};
+constexpr Arguments kRequestOrRecipe = {
+    "REQUEST|RECIPE",
+    {kRequestMeaning,
+     {"RECIPE",
+      "Likewise a JSON array of steps, taken in order on each device up to the first that fails. A step is a "
+      "request, or {\"wait\": SECONDS}, which waits until the vendor API lists the device."}}};
+
+using Option = OptionRow<RunOptions>;
+using Number = Option::Number;
+
+/** The options that they share. */
+QList<QCommandLineOption> options();
+
+/**
+ * Carries the request or recipe out that the first argument is.
+ * @param given the values of the subcommand's own options
+ * @param work what is done with both; yields the exit code
+ */
+int carryOut(Invocation const& call, RunOptions const& given, int (*work)(RunSetting&));
+
+} // namespace DeviceSubcommand
