@@ -23,7 +23,7 @@ void addLink(Directory const& tree, std::string const& name, std::string const& 
     if (tree.linkText(name) == text)
         return;
     if (tree.has(name))
-        throw RigError(inQuotes(tree.path(name)) + " is there already: another device is at this path");
+        throw RigError(inQuotes(tree.path(name)) + " exists already: another device is at this path");
     tree.makeLink(name, text);
 }
 

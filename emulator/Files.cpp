@@ -37,7 +37,7 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
     for (std::uint64_t size = 0; size <= kMost;) {
         pollfd state = {file.get(), POLLIN, 0};
         if (::poll(&state, 1, kWait) == 0)
-            failTo("read", path, "nothing comes through the pipe");
+            failTo("read", path, "the pipe delivers nothing");
         ssize_t const count = ::read(file.get(), piece.data(), piece.size());
         if (count == 0)
             return memory;
@@ -47,7 +47,7 @@ FileDescriptor spooled(FileDescriptor const& file, std::string const& path)
         memory.write({piece.data(), length}, path);
         size += length;
     }
-    failTo("read", path, "more comes through the pipe than is accepted");
+    failTo("read", path, "the pipe delivers more than is accepted");
 }
 
 } // namespace
@@ -98,7 +98,7 @@ InputFile::InputFile(FileDescriptor file, std::string path, std::uint64_t maximu
         failAt("open", m_path);
     m_status = m_file.status();
     if (!S_ISREG(m_status.st_mode))
-        failTo("read", m_path, "it is no regular file");
+        failTo("read", m_path, "it is not a regular file");
     if (size() > maximum)
         throw RigError(inQuotes(m_path) + " holds " + std::to_string(size()) + " bytes, at most " +
                        std::to_string(maximum) + " are accepted");
@@ -199,7 +199,7 @@ FileDescriptor Directory::openFile(std::string const& name, int flags) const
     int const mode = flags | kOpenFlags | O_NOFOLLOW;
     FileDescriptor file(checked(::openat(m_file.get(), name.c_str(), mode, modeOf(0666)), "open", name));
     if (!S_ISREG(file.status().st_mode))
-        failTo("open", path(name), "it is no regular file");
+        failTo("open", path(name), "it is not a regular file");
     return file;
 }
 
@@ -265,7 +265,7 @@ int Directory::checked(int result, char const* action, std::string const& name) 
 {
     int const reason = errno;
     if (result < 0 && S_ISLNK(status(name).st_mode))
-        failTo(action, path(name), "it is a symbolic link, and those of a rig are not followed");
+        failTo(action, path(name), "it is a symbolic link, which is not followed in a rig");
     errno = reason;
     if (result < 0)
         failAt(action, path(name));
@@ -305,7 +305,7 @@ OutputFile::OutputFile(Directory directory, std::string name)
     auto const old = m_directory.status(m_name);
     bool const isThere = old.st_mode != 0;
     if (isThere && !S_ISREG(old.st_mode))
-        failTo("write", m_path, "it is no regular file");
+        failTo("write", m_path, "it is not a regular file");
     // A rename would replace what this process may not write.
     if (isThere && ::faccessat(m_directory.m_file.get(), m_name.c_str(), W_OK, AT_EACCESS) != 0)
         failAt("write", m_path);

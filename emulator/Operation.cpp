@@ -53,11 +53,13 @@ void failAsAsked(char const* operation, std::chrono::milliseconds delay = {})
     if (parts.size() == 1)
         refuse(kFaultVariable, value, "OPERATION:CODE[:TEXT] is expected");
     if (!QByteArray(kOperationsThatCanFail).split(' ').contains(parts[0]))
-        refuse(kFaultVariable, value, inQuotes(parts[0].toStdString()) + " is no operation that can fail");
+        refuse(kFaultVariable, value,
+               inQuotes(parts[0].toStdString()) + " is not an operation that can fail");
     auto const code = parseCode(parts[1].toStdString()).value_or(0);
     if (code == 0)
         refuse(kFaultVariable, value,
-               inQuotes(parts[1].toStdString()) + " is no 32-bit number other than 0, which means success");
+               inQuotes(parts[1].toStdString()) +
+                   " is not a 32-bit number other than 0, which means success");
     if (parts[0] != operation)
         return;
     std::this_thread::sleep_for(delay);

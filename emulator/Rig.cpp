@@ -27,7 +27,8 @@ FileDescriptor openMarker(Directory const& root, int flags = 0)
     auto const names = root.names();
     bool const isThere = std::binary_search(names.begin(), names.end(), kMarker);
     if (!isThere && !names.empty())
-        throw RigError(inQuotes(root.path()) + " is not empty and no rig: it has no file '" + kMarker + "'");
+        throw RigError(inQuotes(root.path()) + " is not empty and not a rig: it has no file '" + kMarker +
+                       "'");
     return isThere || flags != 0 ? root.openFile(kMarker, O_RDWR | flags) : FileDescriptor();
 }
 
@@ -46,7 +47,7 @@ bool isBegun(Directory const& root, FileDescriptor const& marker)
         return false;
     if (content == kMarkerContent)
         return true;
-    throw RigError(inQuotes(root.path()) + " is no rig: the emulator did not write its file '" + kMarker +
+    throw RigError(inQuotes(root.path()) + " is not a rig: the emulator did not write its file '" + kMarker +
                    "'");
 }
 
@@ -86,7 +87,7 @@ Directory existingRig(std::string const& path)
 {
     Directory root(path);
     if (!isBegun(root, openMarker(root)))
-        throw RigError(inQuotes(path) + " is empty and no rig");
+        throw RigError(inQuotes(path) + " is empty and not a rig");
     return root;
 }
 
@@ -291,7 +292,7 @@ std::string configuredRoot()
     if (stateHome.rfind('/', 0) == 0)
         return stateHome + "/vrel/rig";
     if (home.empty())
-        throw RigError("There is no place for the rig: neither VREL_RIG nor HOME is set");
+        throw RigError("There is no directory for the rig: set VREL_RIG or HOME");
     return home + "/.local/state/vrel/rig";
 }
 

@@ -220,7 +220,7 @@ public:
             StorageDevice const storage(on.device, deviceType, deviceIndex);
             constexpr char const* kStored = "partitions.xml";
             if (!storage.kind.isManaged)
-                throw RigError(std::string(storage.kind.title) + " takes no partition configuration");
+                throw RigError(std::string(storage.kind.title) + " accepts no partition configuration");
             auto const config = openCallerFile(configPath, "partition configuration", kMebibyte).content();
             auto const count = checkPartitionConfig(config, configPath);
             bool const isConfigured = storage.directory.has(kStored);
@@ -239,7 +239,7 @@ public:
                     void* context) override
     {
         return onDevice({__func__, serial, errorText, log, context, modulePath}, [&](Operation const& on) {
-            on.info("Reading what a token is made for, flags " + std::to_string(flags));
+            on.info("Reading the values for a token, flags " + std::to_string(flags));
             JsonFile const description(on.device, kDescription);
             description.tell("partId", required(partId, "partId").bytes);
             description.tell("nonce", nonce);
