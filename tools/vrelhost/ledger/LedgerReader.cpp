@@ -289,14 +289,24 @@ std::vector<LedgerService> LedgerReader::services(LedgerFilter const& filter) co
     return services;
 }
 
+/** From place to place along the index, since a ledger has few of them and many services. */
 std::vector<LedgerService> LedgerReader::places(LedgerFilter const& filter) const
 {
     std::vector<LedgerService> services;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
         LedgerSelection selection(filter, dead);
-        selection.addRanked(QStringLiteral("station, path"));
-        selection.addWithResult(QStringLiteral("matching"),
-                                QStringLiteral("ranked WHERE age = 1 AND path IS NOT NULL"));
+        selection.add(
+            QStringLiteral("place(station, path) AS (SELECT * FROM (SELECT station, path FROM services WHERE "
+                           "path IS NOT NULL "
+                           "ORDER BY station, path LIMIT 1) UNION ALL SELECT next.station, next.path FROM "
+                           "place JOIN services AS next "
+                           "ON next.service = (SELECT service FROM services WHERE path IS NOT NULL AND "
+                           "(station, path) > (place.station, place.path) ORDER BY station, path LIMIT 1))"));
+        selection.add(
+            QStringLiteral("last AS (SELECT chosen.* FROM place JOIN chosen ON chosen.service = "
+                           "(SELECT service FROM chosen AS own WHERE own.station = place.station AND "
+                           "own.path = place.path ORDER BY own.began DESC, own.service DESC LIMIT 1))"));
+        selection.addWithResult(QStringLiteral("matching"), QStringLiteral("last WHERE 1 = 1"));
         selection.add(QStringLiteral("wanted AS (SELECT * FROM matching ORDER BY station, path%1)")
                           .arg(LedgerSelection::limitOf(filter)));
         services = wantedServices(database, selection);

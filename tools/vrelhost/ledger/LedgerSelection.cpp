@@ -28,18 +28,23 @@ LedgerSelection::LedgerSelection(LedgerFilter const& filter, QList<qint64> const
     demand("job", filter.job);
     demand("serial", filter.serial);
     demand("station", filter.station);
-    m_tables =
-        QStringLiteral("chosen AS (SELECT services.*, CASE WHEN result = 'under way' AND process IN (%1) "
-                       "THEN 'interrupted' ELSE result END AS state FROM services WHERE %2)")
-            .arg(numbers(dead), condition);
+    m_tables = QStringLiteral("chosen AS NOT MATERIALIZED (SELECT services.*, CASE WHEN result = 'under way' "
+                              "AND process IN (%1) "
+                              "THEN 'interrupted' ELSE result END AS state FROM services WHERE %2)")
+                   .arg(numbers(dead), condition);
+}
+
+void LedgerSelection::add(QString const& table, QVariantList const& values)
+{
+    m_tables += QStringLiteral(", ") + table;
+    m_values += values;
 }
 
 void LedgerSelection::addWithResult(QString const& name, QString const& from)
 {
-    add(QStringLiteral("%1 AS (SELECT * FROM %2%3)")
-            .arg(name, from, m_result ? QStringLiteral(" AND state = ?") : QString()));
-    if (m_result)
-        m_values << *m_result;
+    QString const condition = m_result ? QStringLiteral(" AND state = ?") : QString();
+    add(QStringLiteral("%1 AS (SELECT * FROM %2%3)").arg(name, from, condition),
+        m_result ? QVariantList{*m_result} : QVariantList());
 }
 
 void LedgerSelection::addRanked(QString const& group)
@@ -53,7 +58,8 @@ void LedgerSelection::addRanked(QString const& group)
 void LedgerSelection::read(LedgerDatabase const& database, QString const& statement,
                            std::function<void(QSqlQuery const& row)> const& show) const
 {
-    database.read(QStringLiteral("WITH ") + m_tables + QLatin1Char(' ') + statement, m_values, show);
+    database.read(QStringLiteral("WITH RECURSIVE ") + m_tables + QLatin1Char(' ') + statement, m_values,
+                  show);
 }
 
 QString LedgerSelection::limitOf(LedgerFilter const& filter)

@@ -21,8 +21,8 @@ public:
     /** @param dead processes whose services are under way no more */
     LedgerSelection(LedgerFilter const& filter, QList<qint64> const& dead);
 
-    /** @param table as "name AS (...)" */
-    void add(QString const& table) { m_tables += QStringLiteral(", ") + table; }
+    /** @param table as "name AS (...)", with values for its placeholders */
+    void add(QString const& table, QVariantList const& values = {});
 
     /** Adds a table of those rows of `from`, which ends in a condition, that have the filter's result. */
     void addWithResult(QString const& name, QString const& from);
