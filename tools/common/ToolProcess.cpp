@@ -68,8 +68,7 @@ void say(QString const& text)
     static std::mutex s_isSaid;
     s_isSaid.lock();
     say(QStringLiteral(
-            "The vendor library or another one ended the process by %1 before its work was done: take "
-            "what was being done for failed")
+            "The vendor library or another one called %1 during an operation; treat that operation as failed")
             .arg(how));
     if (s_lastAct != nullptr)
         s_lastAct();

@@ -11,26 +11,24 @@ namespace {
 QString commandHelp()
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Carries a command out on a device in RuX recovery mode; getSerial shows its\n"
-                       "serial number."));
+    parser.setApplicationDescription(QStringLiteral(
+        "Runs a command on a device in RuX recovery mode; getSerial prints its\nserial number."));
     parser.addOptions({
-        option(QLatin1String("command"), "The command, as vrelhost usages tells them.", "NAME"),
-        option(QLatin1String("sn"), "The device with this serial number; without it the only device.",
+        option(QLatin1String("command"), "The command; vrelhost usages lists them.", "NAME"),
+        option(QLatin1String("sn"), "The device with this serial number; default: the only device.",
                "SERIAL"),
         option(QLatin1String("KEY"),
                "A parameter of the command. Numbers are decimal, or hexadecimal with 0x.", "VALUE"),
         {{QStringLiteral("h"), QStringLiteral("help")},
-         QStringLiteral("Show this help; with getSerial, that of its own.")},
-        option(QLatin1String("version"),
-               "Show the versions of library and vendor API, and the date of the build."),
+         QStringLiteral("Show this help, or that of getSerial.")},
+        option(QLatin1String("version"), "Print versions and exit."),
     });
     return helpText(QStringLiteral("ruxFwDownloader --command NAME [--sn SERIAL] [--KEY VALUE ...]\n"
                                    "       ruxFwDownloader getSerial [--quiet] --uid PATH"),
                     parser,
                     QStringLiteral("Exit code:\n"
                                    "  0  success\n"
-                                   "  1  the command failed, or there was no vendor API for it\n"
+                                   "  1  the command failed, or the vendor API is not available\n"
                                    "  2  the arguments were rejected; nothing was run\n\n"
                                    "Example:\n"
                                    "  $ ruxFwDownloader --command startover --sn 0A1B2C3D --flags 1\n"));
@@ -40,12 +38,12 @@ QString serialQueryHelp()
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Shows the serial number of a device, alone on one line."));
+        QStringLiteral("Prints the serial number of a device, alone on one line."));
     parser.addOptions(serialQueryOptions());
     return helpText(QStringLiteral("ruxFwDownloader getSerial [--quiet] --uid PATH"), parser,
                     QStringLiteral("Exit code:\n"
                                    "  0  success\n"
-                                   "  1  there is no device at the path, or no vendor API\n"
+                                   "  1  there is no device at the path, or the vendor API is not available\n"
                                    "  2  the arguments were rejected\n\n"
                                    "Example:\n"
                                    "  $ ruxFwDownloader getSerial --quiet --uid 1-4.2\n"));
@@ -71,6 +69,6 @@ QList<QCommandLineOption> serialQueryOptions()
 {
     return {
         option(QLatin1String("uid"), "The device at this USB path, such as 1-4.2.", "PATH"),
-        option(QLatin1String("quiet"), "Show nothing else, which is so in any case."),
+        option(QLatin1String("quiet"), "Has no effect: only the number is printed anyway."),
     };
 }

@@ -67,7 +67,7 @@ QString Subcommand::help() const
                                    "  2  the arguments or the request were rejected; nothing was run\n\n"
                                    "Example:\n"
                                    "  $ %3\n\n"
-                                   "vrelhost --help tells of the options that all subcommands have.\n")
+                                   "vrelhost --help lists the options that all subcommands have.\n")
                         .arg(QLatin1String(success), QLatin1String(failure), QLatin1String(example)));
 }
 
@@ -109,14 +109,14 @@ QList<QCommandLineOption> SubcommandTable::commonOptions()
 {
     return {
         option(QLatin1String("log-format"),
-               "Write log lines to standard error for a person (the default), or as one JSON object a line.",
+               "Write log lines to standard error as text (default), or as one JSON object per line.",
                "text|json", QStringLiteral("text")),
         option(QLatin1String("log-level"),
                "Leave out log lines above this level: 1 errors, 2 warnings, 3 progress and results (the "
                "default), 4 what is being run, 5 raw output. Level 0 is always shown.",
                "N", QString::number(kProgressLevel)),
-        helpOption("Show this help; with a subcommand, that of its own."),
-        option(QLatin1String("version"), "Show what the subcommand version shows."),
+        helpOption("Show this help, or that of a subcommand."),
+        option(QLatin1String("version"), "Print versions and exit."),
     };
 }
 
@@ -131,6 +131,6 @@ QString SubcommandTable::overview() const
                                      QLatin1String(entry.purpose));
     return helpText(QStringLiteral("vrelhost [options] SUBCOMMAND ..."), parser,
                     QStringLiteral(
-                        "vrelhost SUBCOMMAND --help tells of its options, exit codes, and an example.\n"))
+                        "vrelhost SUBCOMMAND --help lists its options and exit codes, with an example.\n"))
         .replace(QLatin1String("\nArguments:\n"), QLatin1String("\nSubcommands:\n"));
 }

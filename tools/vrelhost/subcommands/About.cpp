@@ -42,7 +42,7 @@ int showParameters(Invocation const& call)
     return ExitRejected;
 }
 
-constexpr Arguments kName = {"NAME", {{"NAME", "A command, as vrelhost usages tells them."}}};
+constexpr Arguments kName = {"NAME", {{"NAME", "A command's name; vrelhost usages lists them."}}};
 constexpr char const* kNotWritten = "the result cannot be written";
 
 } // namespace
@@ -51,14 +51,14 @@ Subcommands::Rows Subcommands::about()
 {
     return {
         {"version", kNoArguments, nullptr, showVersion,
-         "Shows the versions of library and vendor API, and the date of the build.", "success", kNotWritten,
+         "Prints the versions of library and vendor API, and the build date.", "success", kNotWritten,
          "vrelhost version"},
         {"usages", kNoArguments, nullptr, showUsages, "Shows every command with its parameters.", "success",
          kNotWritten, "vrelhost usages"},
         {"types", kName, nullptr, showTypes, "Shows the parameter types of a command as one line of JSON.",
          "success", kNotWritten, "vrelhost types erasetoken"},
         {"parameters", DeviceSubcommand::kRequest, nullptr, showParameters,
-         "Shows the parameters that a request holds as one line of JSON.", "success", kNotWritten,
+         "Shows the parameters in a request as one line of JSON.", "success", kNotWritten,
          R"(vrelhost parameters '{"command": "startover", "flags": 1}')"},
     };
 }

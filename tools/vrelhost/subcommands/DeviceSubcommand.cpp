@@ -15,15 +15,15 @@ using DeviceSubcommand::Number;
 
 constexpr DeviceSubcommand::Option kShared[] = {
     {"jobs", "N", Number{&RunOptions::jobs, "devices"},
-     "At most so many devices at a time; without it all at once, with --exe one after another."},
-    {"json", "", &RunOptions::isJson, "Show the results on many devices as JSON instead of a table."},
+     "Serve at most N devices at a time. Default: all at once; with --exe, one at a time."},
+    {"json", "", &RunOptions::isJson, "Print the results of many devices as JSON instead of a table."},
     {"exe", "PATH", &RunOptions::exe,
-     "Run this downloader instead of working in-process: its path, or its name where PATH leads to it."},
+     "Run this downloader instead of working in-process: a path, or a name to be found in PATH."},
     {"timeout", "MS", Number{&RunOptions::timeout, "milliseconds", 0, Number::kMost, true},
-     "End a downloader that takes longer; 60000 without it, -1 for no limit."},
-    {"verify", "", &RunOptions::isVerified, "Read back what writetoken has written, and compare it."},
+     "Kill a downloader that runs longer than MS milliseconds; default 60000, -1 for no limit."},
+    {"verify", "", &RunOptions::isVerified, "Read each token back after writetoken, and compare it."},
     {"log-dir", "DIR", &RunOptions::logDirectory,
-     "Keep all log lines of each device in a new file of this directory, which is made if missing."},
+     "Write all log lines of each device to a new file in this directory, which is made if missing."},
 };
 
 /** Serial numbers and paths in the order in which they are given. */

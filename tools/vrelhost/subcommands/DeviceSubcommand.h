@@ -10,17 +10,17 @@ struct RunSetting;
 namespace DeviceSubcommand {
 
 constexpr Arguments::Meaning kRequestMeaning = {
-    "REQUEST",
-    "The path of a JSON file, - for standard input, or the JSON text itself, which begins with {. Its key "
-    "\"command\" names a command, its other keys are that command's parameters. Its other texts may hold "
-    "{serial} and {path}, which stand for the device's; {{serial}} and {{path}} are these words themselves."};
+    "REQUEST", "A JSON file, - for standard input, or JSON text that begins with {. Its key "
+               "\"command\" names a command, its other keys are the command's parameters. Texts of these may "
+               "contain {serial} and {path}, which stand for the device's; {{serial}} and {{path}} give "
+               "{serial} and {path} themselves."};
 constexpr Arguments kRequest = {"REQUEST", {kRequestMeaning}};
 constexpr Arguments kRequestOrRecipe = {
     "REQUEST|RECIPE",
     {kRequestMeaning,
      {"RECIPE",
-      "Likewise a JSON array of steps, taken in order on each device up to the first that fails. A step is a "
-      "request, or {\"wait\": SECONDS}, which waits until the vendor API lists the device."}}};
+      "Likewise a JSON array of steps, run in order on each device up to the first that fails. A step is a "
+      "request or {\"wait\": SECONDS}, which waits until the vendor API lists the device."}}};
 
 using Option = OptionRow<RunOptions>;
 using Number = Option::Number;

@@ -45,7 +45,7 @@ QString directoryOf(Invocation const& call)
 {
     QString const directory = call.arguments.constFirst();
     if (directory.isEmpty())
-        throw Refusal(QStringLiteral("The rig's directory has a name that is not empty"));
+        throw Refusal(QStringLiteral("DIR must not be empty"));
     return directory;
 }
 
@@ -68,7 +68,7 @@ constexpr int kMostDevices = 1000;
 
 QList<QCommandLineOption> newRigOptions()
 {
-    QString const help = QStringLiteral("So many devices, from 1 to %1; needed.").arg(kMostDevices);
+    QString const help = QStringLiteral("Number of devices, 1 to %1. Required.").arg(kMostDevices);
     return {option(kDevicesOption, help.toLatin1().constData(), "N")};
 }
 
@@ -130,16 +130,16 @@ Subcommands::Rows Subcommands::rig()
 {
     return {
         {"rig create", kDir, newRigOptions, createRig,
-         "Makes a rig of emulated devices in a new or empty directory.", "success", "it cannot be made",
+         "Makes a rig of emulated devices in a new or empty directory.", "success", "the rig cannot be made",
          "vrelhost rig create bench --devices 24"},
         {"rig unplug", kDirAndSerial, nullptr, unplugDevice,
          "Unplugs a device of a rig, also while the rig is in use.", "success",
-         "it is unplugged already, or cannot be", "vrelhost rig unplug bench VREL0001"},
+         "the device is already unplugged, or cannot be unplugged", "vrelhost rig unplug bench VREL0001"},
         {"rig plug", kDirAndSerial, nullptr, plugDevice,
          "Plugs in a device of a rig that was unplugged, also while the rig is in use.", "success",
-         "it is plugged in already, or cannot be", "vrelhost rig plug bench VREL0001"},
+         "the device is already plugged in, or cannot be plugged in", "vrelhost rig plug bench VREL0001"},
         {"rig check", kAnyDir, nullptr, checkRig,
-         "Tells whether a rig, without DIR the one that the emulator would take, can be taken or made.",
-         "it can be", "it cannot be, for the reason that is told", "vrelhost rig check bench"},
+         "Checks whether a rig can be used or made; without DIR, the rig that the emulator would use.",
+         "it can be used or made", "it cannot; the log gives the reason", "vrelhost rig check bench"},
     };
 }

@@ -28,14 +28,13 @@ constexpr DeviceSubcommand::Option kRunOptions[] = {
     {"sn",
      "SERIAL",
      {},
-     "The device with this serial number; without it the only device. Given several times, all these "
-     "devices."},
+     "The device with this serial number; default: the only device. May be given several times."},
     {"path", "USB-PATH", {}, "The device at this USB path, such as 1-4.2. May be given several times."},
-    {"all", "", &RunOptions::isAll, "All devices that the vendor API lists, which are 24 at most."},
+    {"all", "", &RunOptions::isAll, "All devices that the vendor API lists, at most 24."},
     {"wait", "SECONDS", DeviceSubcommand::Number{&RunOptions::wait, "seconds", 1, Recipe::kLongestWait},
-     "Wait so long for the vendor API to be free and for the devices to be there."},
+     "Wait up to SECONDS for the vendor API to become free and the devices to appear."},
     {"dry-run", "", &RunOptions::isDryRun,
-     "Touch no device, and show the downloader's arguments as a JSON array."},
+     "Touch no device; print the downloader's arguments as a JSON array."},
 };
 
 bool isInProcess(RunOptions const& options)
@@ -281,9 +280,9 @@ int carryOutRun(Invocation const& call)
 Subcommands::Rows Subcommands::run()
 {
     return {{"run", DeviceSubcommand::kRequestOrRecipe, runOptions, carryOutRun,
-             "Carries a request or a recipe out on one device or many, in-process or by a downloader.",
-             "success, on many devices on every one",
-             "failure, on many devices on one or more, also for lack of a vendor API or a\n"
-             "     device, by an interruption, or since the result cannot be written",
+             "Runs a request or a recipe on one device or many, in-process or through a downloader.",
+             "success; with many devices, on every one",
+             "failure; with many devices, on one or more. Also: no vendor API, no device,\n     an "
+             "interruption, or a result that cannot be written",
              R"(vrelhost run '{"command": "startover", "flags": 1}' --sn 0A1B2C3D)"}};
 }

@@ -38,14 +38,15 @@ struct ScanOptions
 };
 
 constexpr OptionRow<ScanOptions> kScanOptions[] = {
-    {"sysfs", "DIR", &ScanOptions::root, "Read the USB devices there instead of in /sys/bus/usb/devices."},
-    {"dev", "DIR", &ScanOptions::nodes, "Look for the device nodes there instead of in /dev/bus/usb."},
+    {"sysfs", "DIR", &ScanOptions::root,
+     "Directory of USB devices in the form of sysfs; default /sys/bus/usb/devices."},
+    {"dev", "DIR", &ScanOptions::nodes, "Directory of the device nodes; default /dev/bus/usb."},
     {"serial-from", "api|exe", &ScanOptions::source,
-     "Take serial numbers from the vendor API (the default) or from the downloader."},
+     "Get serial numbers from the vendor API (default) or from the downloader."},
     {"exe", "PATH", &ScanOptions::exe,
-     "The downloader to ask: its path, or its name where PATH leads to it; without it the ruxFwDownloader "
-     "beside vrelhost."},
-    {"json", "", &ScanOptions::isJson, "Show the devices as one line of JSON instead of a table."},
+     "The downloader to ask: a path, or a name to be found in PATH. Default: the ruxFwDownloader beside "
+     "vrelhost."},
+    {"json", "", &ScanOptions::isJson, "Print the devices as one line of JSON instead of a table."},
 };
 
 /** What does not stop a scan is logged. */
@@ -55,7 +56,7 @@ ScanOptions readScanOptions(Invocation const& call)
     readOptions(call.options, kScanOptions, options);
     bool const isFromApi = options.source == QLatin1String("api");
     if (options.root.isEmpty())
-        throw Refusal(QStringLiteral("--sysfs is the path of a directory, not empty"));
+        throw Refusal(QStringLiteral("--sysfs needs a directory"));
     if (!isFromApi && options.source != QLatin1String("exe"))
         throw Refusal(QStringLiteral("--serial-from is api or exe, not '%1'").arg(options.source));
     if (isFromApi) {
@@ -259,7 +260,7 @@ int carryOutScan(Invocation const& call)
 Subcommands::Rows Subcommands::scan()
 {
     return {{"scan", kNoArguments, scanOptions, carryOutScan,
-             "Lists the USB devices, those that the library serves with serial numbers.",
-             "success, also without devices or serial numbers",
+             "Lists the USB devices, and the serial numbers of those that the library serves.",
+             "success, even without devices or serial numbers",
              "the USB devices cannot be read, or the result cannot be written", "vrelhost scan --json"}};
 }

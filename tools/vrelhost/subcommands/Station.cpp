@@ -29,11 +29,10 @@ constexpr int kLongestInterval = 60000; ///< milliseconds
 
 constexpr DeviceSubcommand::Option kStationOptions[] = {
     {"interval", "MS", DeviceSubcommand::Number{&RunOptions::interval, "milliseconds", 1, kLongestInterval},
-     "Look for devices so often; every 500 without it."},
-    {"again", "", &RunOptions::isAgain,
-     "Serve also devices that were served with success, whenever they appear again."},
+     "Milliseconds between two looks for devices; default 500."},
+    {"again", "", &RunOptions::isAgain, "Serve devices that have succeeded again whenever they appear."},
     {"stop-after", "N", DeviceSubcommand::Number{&RunOptions::stopAfter, "devices"},
-     "End once so many devices have been served with success."},
+     "Stop after N devices have succeeded."},
 };
 
 /** One appearance of a device. */
@@ -163,7 +162,7 @@ bool Station::look(VrelApiManager& api, VendorApi::DeviceList& list)
     if (isFull && !m_isListFull)
         m_setting.toolLog.logMessage(
             kWarningLevel,
-            "The vendor API lists as many devices as it can: more are served when these are unplugged");
+            "The device list is full (24); further devices are served once some of these are unplugged");
     m_isListFull = isFull;
     return !m_isListFailing;
 }
@@ -307,9 +306,9 @@ int carryOutStation(Invocation const& call)
 
 Subcommands::Rows Subcommands::station()
 {
-    return {{"station", DeviceSubcommand::kRequestOrRecipe, stationOptions, carryOutStation,
-             "Carries a request or a recipe out on each device that is there or appears, until it is "
-             "interrupted.",
-             "no device failed", "a device failed, or the station could not begin",
-             R"(vrelhost station '{"command": "startover", "flags": 1}' --stop-after 2)"}};
+    return {
+        {"station", DeviceSubcommand::kRequestOrRecipe, stationOptions, carryOutStation,
+         "Runs a request or a recipe on each device that is plugged in or appears, until it is interrupted.",
+         "no device failed", "a device failed, or the station could not start",
+         R"(vrelhost station '{"command": "startover", "flags": 1}' --stop-after 2)"}};
 }

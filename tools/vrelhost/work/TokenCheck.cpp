@@ -76,7 +76,8 @@ TokenCheck::TokenCheck()
     }
     if (m_remover > 0 && ::mkdir(name.constData(), S_IRWXU) == 0)
         return;
-    m_fault = QStringLiteral("Cannot keep tokens that are read back: %1; TMPDIR names the directory")
+    m_fault = QStringLiteral(
+                  "Cannot create a temporary directory for --verify: %1; set TMPDIR to another directory")
                   .arg(qt_error_string());
     if (m_remover > 0)
         ::kill(m_remover, SIGKILL); // it has nothing of ours to remove
