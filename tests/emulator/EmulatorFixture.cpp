@@ -2,8 +2,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 EmulatorTest::EmulatorTest()
 {
@@ -35,19 +33,4 @@ void HeldRigTest::expect(int result, std::string const& cause) const
     if (!cause.empty()) {
         EXPECT_THAT(m_error, testing::HasSubstr(cause));
     }
-}
-
-int runInChild(std::function<int()> const& work)
-{
-    auto const child = ::fork();
-    if (child == 0)
-        ::_exit(work());
-    return child;
-}
-
-int waitForChild(int child)
-{
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "external/IVrelAPI.h"
+#include "tests/support/Child.h"
 
 #include <gmock/gmock.h>
 
@@ -85,9 +86,3 @@ std::vector<Operation> const& deviceOperations();
 
 /** So many allocations by "new" are made until one fails; below 0 none does. */
 extern long g_allocationsLeft;
-
-/** Runs the work in a child process, which ends without cleaning up. @return its process ID */
-int runInChild(std::function<int()> const& work);
-
-/** @return the exit code of the child, -1 when it was killed */
-int waitForChild(int child);

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -28,7 +29,14 @@ QString address(QString const& file, LedgerDatabase::Access access)
     QString const path = QFileInfo(file).absoluteFilePath();
     QString const uri =
         QStringLiteral("file:") + QString::fromLatin1(QUrl::toPercentEncoding(path, QByteArrayLiteral("/")));
-    return access == LedgerDatabase::Access::ReadQuiet ? uri + QStringLiteral("?immutable=1") : uri;
+    switch (access) {
+    case LedgerDatabase::Access::ReadQuiet:
+        return uri + QStringLiteral("?immutable=1");
+    case LedgerDatabase::Access::Read:
+        return uri + QStringLiteral("?mode=ro");
+    default:
+        return uri;
+    }
 }
 
 QString connectOptions(LedgerDatabase::Access access)
@@ -70,6 +78,23 @@ LedgerError newer(QString const& file, int version)
                 .arg(file)
                 .arg(version)
                 .arg(LedgerSchema::version())};
+}
+
+/** The state of the files of a ledger that nobody writes. */
+using Stamp = std::tuple<bool, dev_t, ino_t, off_t, time_t, decltype(timespec::tv_nsec)>;
+
+/** @return first whether there is no log of writes that are not in the file itself yet */
+Stamp stampOf(QString const& file)
+{
+    struct stat status = {};
+    static_cast<void>(::stat(QFile::encodeName(file).constData(), &status));
+    QString const target = QFileInfo(file).canonicalFilePath();
+    return {!QFileInfo::exists(target + QStringLiteral("-wal")),
+            status.st_dev,
+            status.st_ino,
+            status.st_size,
+            status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
 }
 
 /** @return whether it is a file with content, not one that is to be made */
@@ -117,6 +142,31 @@ LedgerDatabase::LedgerDatabase(QString const& file, Access access)
 LedgerDatabase::~LedgerDatabase()
 {
     QSqlDatabase::removeDatabase(m_connection);
+}
+
+void LedgerDatabase::readWhole(QString const& file, WholeReader const& read)
+{
+    constexpr int kMostChanges = 3;
+    for (int attempt = 1;; ++attempt) {
+        Stamp const stamp = stampOf(file);
+        bool const isQuiet = std::get<0>(stamp) && attempt <= kMostChanges;
+        auto const hasChanged = [&] { return isQuiet && stampOf(file) != stamp; };
+        try {
+            read(isQuiet ? Access::ReadQuiet : Access::Read, [&] {
+                if (hasChanged())
+                    throw unavailable(file, QStringLiteral("others keep changing it"));
+            });
+            return;
+        } catch (LedgerError const&) {
+            if (!hasChanged())
+                throw;
+        }
+    }
+}
+
+void LedgerDatabase::attach(QString const& file, Access access, QString const& name) const
+{
+    run(QStringLiteral("ATTACH ? AS ") + name, {address(file, access)});
 }
 
 void LedgerDatabase::open() const
@@ -192,7 +242,10 @@ void LedgerDatabase::read(QString const& statement, QVariantList const& values,
 QVariant LedgerDatabase::value(QString const& statement, QVariantList const& values) const
 {
     QVariant result;
-    read(statement, values, [&result](QSqlQuery const& row) { result = row.value(0); });
+    read(statement, values, [&result](QSqlQuery const& row) {
+        if (!result.isValid())
+            result = row.value(0);
+    });
     return result;
 }
 

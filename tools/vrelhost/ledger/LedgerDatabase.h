@@ -33,6 +33,19 @@ public:
     LedgerDatabase(LedgerDatabase const&) = delete;
     LedgerDatabase& operator=(LedgerDatabase const&) = delete;
 
+    using WholeReader = std::function<void(Access access, std::function<void()> const& requireWhole)>;
+
+    /**
+     * Calls `read` with how the file is to be opened. Where nobody has it open, it is read without locks and
+     * without the files that they need: these would stay, could belong to the wrong user, and cannot be made
+     * everywhere. Should a writer come meanwhile, what was read may not fit together: `requireWhole`, to be
+     * called when all is read, throws then, and `read` is called again.
+     */
+    static void readWhole(QString const& file, WholeReader const& read);
+
+    /** Lets statements name the tables of another ledger. */
+    void attach(QString const& file, Access access, QString const& name) const;
+
     /** @return the number of rows that it changed */
     int run(QString const& statement, QVariantList const& values = {}) const;
 

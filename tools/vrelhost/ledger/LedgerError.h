@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <exception>
@@ -18,14 +19,16 @@ public:
     LedgerError(Kind kind, QString text)
         : m_kind(kind)
         , m_text(std::move(text))
+        , m_bytes(m_text.toUtf8())
     {
     }
 
     Kind kind() const { return m_kind; }
     QString const& text() const { return m_text; }
-    char const* what() const noexcept override { return "the ledger cannot be used"; }
+    char const* what() const noexcept override { return m_bytes.constData(); }
 
 private:
     Kind m_kind;
     QString m_text;
+    QByteArray m_bytes;
 };

@@ -1,16 +1,15 @@
 #include "tools/vrelhost/ledger/LedgerProcesses.h"
 
-#include "tools/vrelhost/ledger/LedgerError.h"
+#include "tools/vrelhost/ledger/LedgerDatabase.h"
 
 #include <QFile>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -41,8 +40,8 @@ LedgerError failure(QString const& ledger)
 
 } // namespace
 
-LedgerProcesses::LedgerProcesses(QString const& ledger)
-    : m_ledger(ledger)
+LedgerProcesses::LedgerProcesses(QString ledger)
+    : m_ledger(std::move(ledger))
 {
 }
 
@@ -54,12 +53,14 @@ LedgerProcesses::~LedgerProcesses()
 
 bool LedgerProcesses::claim(qint64 process)
 {
-    constexpr mode_t kAnyMode = 0666; // the ledger's own is given below
+    constexpr mode_t kAllModes = 0777;
+    constexpr mode_t kUsual = 0666; // until it has the ledger's own
     if (m_file < 0) {
-        m_file = ::open(nameFor(m_ledger).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kAnyMode);
+        m_file = ::open(nameFor(m_ledger).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kUsual);
         struct stat ledger = {};
         if (m_file >= 0 && ::stat(QFile::encodeName(m_ledger).constData(), &ledger) == 0)
-            static_cast<void>(::fchmod(m_file, ledger.st_mode)); // fails for a file of another user's
+            static_cast<void>(
+                ::fchmod(m_file, ledger.st_mode & kAllModes)); // fails for a file of another user's
     }
     struct flock lock = byteOf(process);
     if (m_file >= 0 && ::fcntl(m_file, F_OFD_SETLK, &lock) == 0)
@@ -69,16 +70,25 @@ bool LedgerProcesses::claim(qint64 process)
     throw failure(m_ledger);
 }
 
-QList<qint64> LedgerProcesses::dead(QList<qint64> const& processes) const
+bool LedgerProcesses::isKnown() const
+{
+    return ::access(nameFor(m_ledger).constData(), F_OK) == 0;
+}
+
+QList<qint64> LedgerProcesses::deadUnderWay(LedgerDatabase const& database) const
 {
     int const file = ::open(nameFor(m_ledger).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0 && errno != ENOENT)
         throw failure(m_ledger);
     QList<qint64> dead;
-    std::copy_if(processes.begin(), processes.end(), std::back_inserter(dead), [file](qint64 process) {
-        struct flock lock = byteOf(process);
-        return file < 0 || (::fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_UNLCK);
-    });
+    database.read(QStringLiteral("SELECT DISTINCT process FROM services WHERE result = 'under way' "
+                                 "AND process IS NOT NULL"),
+                  {}, [&dead, file](QSqlQuery const& row) {
+                      qint64 const process = row.value(0).toLongLong();
+                      struct flock lock = byteOf(process);
+                      if (file < 0 || (::fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_UNLCK))
+                          dead << process;
+                  });
     if (file >= 0)
         ::close(file);
     return dead;

@@ -3,6 +3,8 @@
 #include <QList>
 #include <QString>
 
+class LedgerDatabase;
+
 /**
  * Which of a ledger's processes are alive. Each holds a lock on a byte of its own, the one of its number, in
  * a file beside the ledger. The system drops the lock with the process, however that ends, and never sooner.
@@ -11,7 +13,7 @@ class LedgerProcesses
 {
 public:
     /** @param ledger the ledger's file */
-    explicit LedgerProcesses(QString const& ledger);
+    explicit LedgerProcesses(QString ledger);
     ~LedgerProcesses();
     LedgerProcesses(LedgerProcesses const&) = delete;
     LedgerProcesses& operator=(LedgerProcesses const&) = delete;
@@ -22,8 +24,11 @@ public:
      */
     bool claim(qint64 process);
 
-    /** Those that no living process has. */
-    QList<qint64> dead(QList<qint64> const& processes) const;
+    /** Whether a process has ever worked with the file where it lies now; a copy is another. */
+    bool isKnown() const;
+
+    /** Those of services under way that no living process has. */
+    QList<qint64> deadUnderWay(LedgerDatabase const& database) const;
 
 private:
     QString const m_ledger;

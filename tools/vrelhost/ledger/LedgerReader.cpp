@@ -4,12 +4,8 @@
 #include "tools/vrelhost/ledger/LedgerProcesses.h"
 #include "tools/vrelhost/ledger/LedgerSelection.h"
 
-#include <QFile>
-#include <QFileInfo>
-
 #include <algorithm>
 #include <map>
-#include <sys/stat.h>
 #include <tuple>
 #include <utility>
 
@@ -198,23 +194,6 @@ void addErrors(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const
                    });
 }
 
-/** The state of the files of a ledger that nobody writes. */
-using Stamp = std::tuple<bool, dev_t, ino_t, off_t, time_t, decltype(timespec::tv_nsec)>;
-
-/** @return first whether there is no log of writes that are not in the file itself yet */
-Stamp stampOf(QString const& file)
-{
-    struct stat status = {};
-    static_cast<void>(::stat(QFile::encodeName(file).constData(), &status));
-    QString const target = QFileInfo(file).canonicalFilePath();
-    return {!QFileInfo::exists(target + QStringLiteral("-wal")),
-            status.st_dev,
-            status.st_ino,
-            status.st_size,
-            status.st_mtim.tv_sec,
-            status.st_mtim.tv_nsec};
-}
-
 } // namespace
 
 LedgerReader::LedgerReader(QString file)
@@ -222,35 +201,15 @@ LedgerReader::LedgerReader(QString file)
 {
 }
 
-/**
- * Where nobody has the ledger open, it is read without locks and without the files that they need: these
- * would stay, could belong to the wrong user, and cannot be made everywhere. Should a writer come meanwhile,
- * what was read may not fit together, and is read again.
- */
 void LedgerReader::read(Query const& query) const
 {
-    constexpr int kLongestChange = 3;
-    for (int attempt = 1;; ++attempt) {
-        Stamp const stamp = stampOf(m_file);
-        bool const isQuiet = std::get<0>(stamp) && attempt <= kLongestChange;
-        auto const hasChanged = [&] { return isQuiet && stampOf(m_file) != stamp; };
-        try {
-            LedgerDatabase const database(m_file, isQuiet ? LedgerDatabase::Access::ReadQuiet
-                                                          : LedgerDatabase::Access::Read);
-            QList<qint64> processes;
-            database.read(QStringLiteral("SELECT DISTINCT process FROM services WHERE result = 'under way' "
-                                         "AND process IS NOT NULL"),
-                          {}, [&](QSqlQuery const& row) { processes << number(row, 0); });
-            // Before what is read now: who is dead does not write any more, who is alive may come to an end.
-            QList<qint64> const dead = LedgerProcesses(m_file).dead(processes);
-            database.transaction([&] { query(database, dead); });
-            if (!hasChanged())
-                return;
-        } catch (LedgerError const&) {
-            if (!hasChanged())
-                throw;
-        }
-    }
+    LedgerDatabase::readWhole(m_file, [&](LedgerDatabase::Access access, auto const& requireWhole) {
+        LedgerDatabase const database(m_file, access);
+        // First, since who is dead writes no more, while who is alive may come to an end.
+        QList<qint64> const dead = LedgerProcesses(m_file).deadUnderWay(database);
+        database.transaction([&] { query(database, dead); });
+        requireWhole();
+    });
 }
 
 std::vector<LedgerBoard> LedgerReader::boards(LedgerFilter const& filter) const
