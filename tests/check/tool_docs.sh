@@ -42,7 +42,12 @@ expect()
         fail "'$*' is not completed to '$expected'"
 }
 
-expect 'parameters|rig|run|scan|station|types|usages|version' vrelhost ''
+subcommands=$(vrelhost --help | sed -n '/^Subcommands:/,/^$/ s/^  \([a-z][a-z ]*[a-z]\) .*/\1/p')
+[[ $subcommands == *run$'\n'* ]] || fail 'vrelhost --help lists no subcommand'
+expect "$(cut -d' ' -f1 <<<"$subcommands" | sort -u | paste -sd'|')" vrelhost ''
+while read -r subcommand; do
+    grep -q "vrelhost $subcommand" "$2"/../docs/*.md || fail "show 'vrelhost $subcommand' on a page of docs/"
+done <<<"$subcommands"
 expect 'check|create|plug|unplug' vrelhost rig ''
 expect '--dev|--exe|--help|--json|--log-format|--log-level|--serial-from|--sysfs|--version' vrelhost scan --
 expect 'json|text' vrelhost --log-format ''

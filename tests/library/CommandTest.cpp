@@ -212,8 +212,11 @@ TEST(CommandFilesTest, TheRegistryHasACommandForEachAndNoOther)
     std::set<std::string> names;
     for (CommandFile const& file : commandFiles()) {
         names.insert(file.name);
-        if (file.isRegistered())
-            expected += (expected.empty() ? "" : "\n") + usageOf(file);
+        if (!file.isRegistered())
+            continue;
+        EXPECT_NE(usages.find(usageOf(file)), std::string::npos)
+            << "register " << file.name << " in commands/VrelCommandFactories.cpp, or mend its usage";
+        expected += (expected.empty() ? "" : "\n") + usageOf(file);
     }
     std::regex const name("\n\t([^ \t]+)\t*\n");
     std::string const lines = '\n' + usages;
