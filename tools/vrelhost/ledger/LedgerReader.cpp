@@ -4,6 +4,8 @@
 #include "tools/vrelhost/ledger/LedgerProcesses.h"
 #include "tools/vrelhost/ledger/LedgerSelection.h"
 
+#include <QHash>
+
 #include <algorithm>
 #include <map>
 #include <tuple>
@@ -43,37 +45,48 @@ LedgerService serviceIn(QSqlQuery const& row)
     return service;
 }
 
-/** Those in the table "wanted", by their begin, with steps and inputs. */
+/**
+ * Those in the table "wanted", by their begin, with steps and inputs; sorted here, where there is less to
+ * sort.
+ */
 std::vector<LedgerService> wantedServices(LedgerDatabase const& database, LedgerSelection const& selection)
 {
     std::vector<LedgerService> services;
-    std::map<QString, std::size_t> places;
     selection.read(
         database,
         QStringLiteral("SELECT service, serial, path, job, station, route, state, error, log, tool, "
-                       "library, began, ended, duration, recipe FROM wanted "
-                       "ORDER BY began, service"),
-        [&](QSqlQuery const& row) {
-            places.emplace(text(row, 0), services.size());
-            services.push_back(serviceIn(row));
-        });
-    selection.read(database,
-                   QStringLiteral("SELECT steps.service, number, command, steps.result, steps.duration, "
-                                  "steps.error FROM wanted JOIN steps ON steps.service = wanted.service "
-                                  "ORDER BY steps.service, number"),
-                   [&](QSqlQuery const& row) {
-                       services[places.at(text(row, 0))].steps.push_back({static_cast<int>(number(row, 1)),
-                                                                          text(row, 2), text(row, 3),
-                                                                          number(row, 4), text(row, 5)});
-                   });
-    selection.read(
-        database,
-        QStringLiteral("SELECT inputs.service, name, size, sha256 FROM wanted "
-                       "JOIN inputs ON inputs.service = wanted.service "
-                       "ORDER BY inputs.service, name"),
-        [&](QSqlQuery const& row) {
-            services[places.at(text(row, 0))].inputs.push_back({text(row, 1), number(row, 2), text(row, 3)});
-        });
+                       "library, began, ended, duration, recipe FROM wanted"),
+        [&](QSqlQuery const& row) { services.push_back(serviceIn(row)); });
+    std::sort(services.begin(), services.end(), [](LedgerService const& a, LedgerService const& b) {
+        return std::tie(a.began, a.service) < std::tie(b.began, b.service);
+    });
+    QHash<QString, LedgerService*> byName;
+    for (LedgerService& service : services)
+        byName.insert(service.service, &service);
+    auto const readParts = [&](char const* table, char const* columns, auto const& add) {
+        selection.read(
+            database,
+            QStringLiteral("SELECT %1.service, %2 FROM wanted JOIN %1 ON %1.service = wanted.service")
+                .arg(QLatin1String(table), QLatin1String(columns)),
+            [&](QSqlQuery const& row) {
+                if (LedgerService* const service = byName.value(text(row, 0)))
+                    add(*service, row);
+            });
+    };
+    readParts("steps", "number, command, steps.result, steps.duration, steps.error",
+              [](LedgerService& service, QSqlQuery const& row) {
+                  service.steps.push_back({static_cast<int>(number(row, 1)), text(row, 2), text(row, 3),
+                                           number(row, 4), text(row, 5)});
+              });
+    readParts("inputs", "name, size, sha256", [](LedgerService& service, QSqlQuery const& row) {
+        service.inputs.push_back({text(row, 1), number(row, 2), text(row, 3)});
+    });
+    for (LedgerService& service : services) {
+        std::sort(service.steps.begin(), service.steps.end(),
+                  [](LedgerStep const& a, LedgerStep const& b) { return a.number < b.number; });
+        std::sort(service.inputs.begin(), service.inputs.end(),
+                  [](LedgerInput const& a, LedgerInput const& b) { return a.name < b.name; });
+    }
     return services;
 }
 
@@ -120,13 +133,7 @@ struct StepRuns
     }
 };
 
-using Jobs = std::vector<LedgerSummary>;
-
-LedgerSummary& jobIn(Jobs& jobs, QString const& name)
-{
-    return *std::find_if(jobs.begin(), jobs.end(),
-                         [&name](LedgerSummary const& job) { return job.job == name; });
-}
+using Jobs = std::map<QString, LedgerSummary>;
 
 void addBoards(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
 {
@@ -138,25 +145,28 @@ void addBoards(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const
         QStringLiteral("SELECT job, COUNT(*)") + count("state = 'success'") + count("state = 'failure'") +
             count("state = 'interrupted'") + count("state = 'under way'") + count("start = 'success'") +
             count("start = 'success' AND state <> 'under way'") +
-            QStringLiteral(
-                ", MIN(first) FROM (SELECT boards.*, (SELECT result FROM services AS early WHERE "
-                "early.serial = boards.serial AND early.job = boards.job ORDER BY early.began, early.service "
-                "LIMIT 1) AS start FROM boards) AS started GROUP BY job ORDER BY MIN(first), job"),
+            QStringLiteral(" FROM (SELECT boards.*, (SELECT result FROM services AS early WHERE "
+                           "early.serial = boards.serial AND early.job = boards.job ORDER BY early.began, "
+                           "early.service LIMIT 1) AS start FROM boards) AS started GROUP BY job"),
         [&jobs](QSqlQuery const& row) {
-            LedgerSummary& job = jobs.emplace_back();
-            job.job = text(row, 0);
+            LedgerSummary& job = jobs[text(row, 0)];
             int column = 1;
             for (qint64 LedgerSummary::*const field :
                  {&LedgerSummary::boards, &LedgerSummary::success, &LedgerSummary::failure,
                   &LedgerSummary::interrupted, &LedgerSummary::underWay, &LedgerSummary::firstPass,
-                  &LedgerSummary::firstPassAtRest, &LedgerSummary::began})
+                  &LedgerSummary::firstPassAtRest})
                 job.*field = number(row, column++);
         });
-    selection.read(database, QStringLiteral("SELECT job, MAX(ended) FROM worked GROUP BY job"),
-                   [&jobs](QSqlQuery const& row) { jobIn(jobs, text(row, 0)).ended = numberIfAny(row, 1); });
+    selection.read(database, QStringLiteral("SELECT job, MIN(began), MAX(ended) FROM worked GROUP BY job"),
+                   [&jobs](QSqlQuery const& row) {
+                       LedgerSummary& job = jobs[text(row, 0)];
+                       job.began = number(row, 1);
+                       job.ended = numberIfAny(row, 2);
+                   });
 }
 
-/** Durations are counted by the database, which is quicker than to sort the runs of each step. */
+/** Durations are counted by the database, which is quicker than to fetch all of them; numbers first, which
+ * are quicker to compare. */
 void addSteps(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
 {
     std::map<std::tuple<QString, int, QString>, StepRuns> steps;
@@ -165,7 +175,7 @@ void addSteps(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const&
         QStringLiteral("SELECT job, number, command, steps.duration, COUNT(*), "
                        "SUM(CASE WHEN steps.result = 'failure' THEN 1 ELSE 0 END) FROM worked "
                        "JOIN steps ON steps.service = worked.service WHERE steps.result <> 'not run' "
-                       "GROUP BY job, number, command, steps.duration ORDER BY steps.duration"),
+                       "GROUP BY steps.duration, number, job, command ORDER BY steps.duration"),
         [&steps](QSqlQuery const& row) {
             auto const place = static_cast<int>(number(row, 1));
             auto& [step, durations] = steps[{text(row, 0), place, text(row, 2)}];
@@ -176,7 +186,7 @@ void addSteps(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const&
             durations.emplace_back(number(row, 3), number(row, 4));
         });
     for (auto const& [key, runs] : steps)
-        jobIn(jobs, std::get<0>(key)).steps.push_back(runs.finished());
+        jobs[std::get<0>(key)].steps.push_back(runs.finished());
 }
 
 void addErrors(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const& selection)
@@ -188,9 +198,8 @@ void addErrors(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const
                                   "GROUP BY job, boards.error, number, command "
                                   "ORDER BY COUNT(*) DESC, number, boards.error"),
                    [&jobs](QSqlQuery const& row) {
-                       jobIn(jobs, text(row, 0))
-                           .errors.push_back({text(row, 1), static_cast<int>(number(row, 2)), text(row, 3),
-                                              number(row, 4)});
+                       jobs[text(row, 0)].errors.push_back(
+                           {text(row, 1), static_cast<int>(number(row, 2)), text(row, 3), number(row, 4)});
                    });
 }
 
@@ -218,16 +227,19 @@ std::vector<LedgerBoard> LedgerReader::boards(LedgerFilter const& filter) const
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
         boards.clear();
         LedgerSelection selection(filter, dead);
-        selection.addRanked(QStringLiteral("serial, job"));
-        selection.addWithResult(QStringLiteral("wanted"), QStringLiteral("ranked WHERE age = 1"));
+        selection.addBoards();
         selection.read(
             database,
             QStringLiteral(
-                "SELECT serial, job, station, path, state, wanted.error, attempts, first, ended, "
-                "recipe, (SELECT COUNT(*) FROM steps WHERE steps.service = wanted.service), "
-                "stop.number, stop.result, stop.command FROM wanted LEFT JOIN steps AS stop "
-                "ON stop.service = wanted.service AND stop.number = (SELECT MIN(number) FROM steps "
-                "WHERE steps.service = wanted.service AND steps.result <> 'success') "
+                "SELECT serial, job, station, path, state, boards.error, "
+                "(SELECT COUNT(*) FROM chosen AS own WHERE own.serial = boards.serial AND own.job = "
+                "boards.job), "
+                "(SELECT MIN(began) FROM chosen AS own WHERE own.serial = boards.serial AND own.job = "
+                "boards.job), "
+                "ended, recipe, (SELECT COUNT(*) FROM steps WHERE steps.service = boards.service), "
+                "stop.number, stop.result, stop.command FROM boards LEFT JOIN steps AS stop "
+                "ON stop.service = boards.service AND stop.number = (SELECT MIN(number) FROM steps "
+                "WHERE steps.service = boards.service AND steps.result <> 'success') "
                 "ORDER BY serial, job") +
                 LedgerSelection::limitOf(filter),
             [&](QSqlQuery const& row) { boards.push_back(boardIn(row)); });
@@ -278,11 +290,10 @@ std::vector<LedgerService> LedgerReader::places(LedgerFilter const& filter) cons
 
 std::vector<LedgerSummary> LedgerReader::summary(LedgerFilter const& filter) const
 {
-    std::vector<LedgerSummary> jobs;
+    Jobs jobs;
     read([&](LedgerDatabase const& database, QList<qint64> const& dead) {
         LedgerSelection selection(filter, dead);
-        selection.addRanked(QStringLiteral("serial, job"));
-        selection.addWithResult(QStringLiteral("boards"), QStringLiteral("ranked WHERE age = 1"));
+        selection.addBoards();
         selection.add(filter.result
                           ? QStringLiteral("worked AS (SELECT chosen.* FROM chosen JOIN boards ON "
                                            "boards.serial = chosen.serial AND boards.job = chosen.job)")
@@ -292,5 +303,12 @@ std::vector<LedgerSummary> LedgerReader::summary(LedgerFilter const& filter) con
         addSteps(jobs, database, selection);
         addErrors(jobs, database, selection);
     });
-    return jobs;
+    std::vector<LedgerSummary> summaries;
+    for (auto& [name, job] : jobs) {
+        job.job = name;
+        summaries.push_back(std::move(job));
+    }
+    std::stable_sort(summaries.begin(), summaries.end(),
+                     [](LedgerSummary const& a, LedgerSummary const& b) { return a.began < b.began; });
+    return summaries;
 }

@@ -16,12 +16,13 @@ QList<QStringList> const& versions()
                 "began BIGINT NOT NULL, ended BIGINT, duration BIGINT, result TEXT NOT NULL, "
                 "error TEXT, log TEXT, tool TEXT NOT NULL, library TEXT NOT NULL, "
                 "recipe INTEGER NOT NULL, process BIGINT REFERENCES processes)"),
-            QStringLiteral("CREATE TABLE steps (service TEXT NOT NULL REFERENCES services, "
-                           "number INTEGER NOT NULL, command TEXT NOT NULL, result TEXT NOT NULL, "
-                           "duration BIGINT NOT NULL, error TEXT, PRIMARY KEY (service, number))"),
+            QStringLiteral(
+                "CREATE TABLE steps (service TEXT NOT NULL REFERENCES services, "
+                "number INTEGER NOT NULL, command TEXT NOT NULL, result TEXT NOT NULL, "
+                "duration BIGINT NOT NULL, error TEXT, PRIMARY KEY (service, number)) WITHOUT ROWID"),
             QStringLiteral("CREATE TABLE inputs (service TEXT NOT NULL REFERENCES services, "
                            "name TEXT NOT NULL, size BIGINT NOT NULL, sha256 TEXT NOT NULL, "
-                           "PRIMARY KEY (service, name))"),
+                           "PRIMARY KEY (service, name)) WITHOUT ROWID"),
             QStringLiteral("CREATE TABLE taken (sha256 TEXT PRIMARY KEY, columns TEXT NOT NULL, "
                            "identifier TEXT NOT NULL, job TEXT NOT NULL, serial TEXT NOT NULL, "
                            "service TEXT NOT NULL REFERENCES services, given BIGINT NOT NULL)"),

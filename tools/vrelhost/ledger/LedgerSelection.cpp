@@ -47,12 +47,13 @@ void LedgerSelection::addWithResult(QString const& name, QString const& from)
         m_result ? QVariantList{*m_result} : QVariantList());
 }
 
-void LedgerSelection::addRanked(QString const& group)
+/** Along the index, which takes half the time of ranking all services by a window. */
+void LedgerSelection::addBoards()
 {
-    add(QStringLiteral("ranked AS (SELECT chosen.*, ROW_NUMBER() OVER (PARTITION BY %1 "
-                       "ORDER BY began DESC, service DESC) AS age, COUNT(*) OVER (PARTITION BY %1) "
-                       "AS attempts, MIN(began) OVER (PARTITION BY %1) AS first FROM chosen)")
-            .arg(group));
+    addWithResult(QStringLiteral("boards"),
+                  QStringLiteral("chosen WHERE NOT EXISTS (SELECT 1 FROM chosen AS later "
+                                 "WHERE later.serial = chosen.serial AND later.job = chosen.job "
+                                 "AND (later.began, later.service) > (chosen.began, chosen.service))"));
 }
 
 void LedgerSelection::read(LedgerDatabase const& database, QString const& statement,

@@ -27,8 +27,9 @@ public:
     /** Adds a table of those rows of `from`, which ends in a condition, that have the filter's result. */
     void addWithResult(QString const& name, QString const& from);
 
-    /** Adds the table "ranked": what is chosen, with the last service of each group at 1 in column "age". */
-    void addRanked(QString const& group);
+    /** Adds the table "boards": what is chosen and the last service of a board in its job, with the filter's
+     * result. */
+    void addBoards();
 
     /** Shows each row that a statement about these tables yields. */
     void read(LedgerDatabase const& database, QString const& statement,
