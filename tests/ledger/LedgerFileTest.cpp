@@ -63,6 +63,19 @@ TEST_F(LedgerFileTest, LeavesWhatIsNoLedgerAsItIs)
         EXPECT_THAT(text, HasSubstr("is no regular file"));
 }
 
+TEST_F(LedgerFileTest, ReadsWhatAnotherProcessIsAboutToMoveFromItsLog)
+{
+    constexpr std::size_t kSizePlace = 28;
+    constexpr int kPage = 4096;
+    LedgerWriter writer(m_ledger);
+    serve(writer, QString(2 * kPage, QLatin1Char('A')));
+    // The first page is there already, with the new size, those that the file grows by are not.
+    std::string file = contentOf(m_ledger.toStdString());
+    write(path("copy.db"), file.replace(kSizePlace, 2, std::string("\1\1")));
+    write(path("copy.db-wal"), contentOf(m_ledger.toStdString() + "-wal"));
+    EXPECT_EQ(LedgerReader(path("copy.db")).boards({}).size(), 1U);
+}
+
 TEST_F(LedgerFileTest, MakesWhatIsMissingOrEmptyOnlyToWrite)
 {
     QString const none = path("none/ledger.db");

@@ -80,6 +80,27 @@ LedgerError newer(QString const& file, int version)
                 .arg(LedgerSchema::version())};
 }
 
+struct DamagedLedger : LedgerError
+{
+    DamagedLedger(QString const& file, QString const& cause)
+        : LedgerError(Refused, QStringLiteral("The ledger '%1' is damaged: %2").arg(file, cause))
+    {
+    }
+};
+
+/**
+ * By a look that changes nothing, whatever the file is. It takes no locks, so a ledger that others write at
+ * this moment may look damaged; who opens it with locks finds out.
+ */
+void recognize(QString const& file)
+{
+    try {
+        LedgerDatabase const look(file, LedgerDatabase::Access::ReadQuiet);
+    } catch (DamagedLedger const&) {
+        return;
+    }
+}
+
 /** The state of the files of a ledger that nobody writes. */
 using Stamp = std::tuple<bool, dev_t, ino_t, off_t, time_t, decltype(timespec::tv_nsec)>;
 
@@ -124,9 +145,8 @@ LedgerDatabase::LedgerDatabase(QString const& file, Access access)
     , m_access(access)
     , m_connection(nextConnection())
 {
-    // First by a look that changes nothing, whatever the file is.
     if (hasContent(file, access == Access::Write) && access != Access::ReadQuiet)
-        LedgerDatabase const look(file, Access::ReadQuiet);
+        recognize(file);
     QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
     try {
         open();
@@ -257,8 +277,7 @@ void LedgerDatabase::check(QSqlError const& error) const
         throw foreign(m_file, QStringLiteral("another kind of file"));
     case kCorrupt:
     case kNoSuchTable:
-        throw LedgerError(LedgerError::Refused,
-                          QStringLiteral("The ledger '%1' is damaged: %2").arg(m_file, cause));
+        throw DamagedLedger(m_file, cause);
     default:
         throw unavailable(m_file, cause.isEmpty() ? error.driverText() : cause);
     }
