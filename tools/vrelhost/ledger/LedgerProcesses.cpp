@@ -5,8 +5,10 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -77,18 +79,23 @@ bool LedgerProcesses::isKnown() const
 
 QList<qint64> LedgerProcesses::deadUnderWay(LedgerDatabase const& database) const
 {
+    QList<qint64> processes;
+    database.read(QStringLiteral("SELECT DISTINCT process FROM services WHERE result = 'under way' "
+                                 "AND process IS NOT NULL"),
+                  {}, [&processes](QSqlQuery const& row) { processes << row.value(0).toLongLong(); });
+    return dead(processes);
+}
+
+QList<qint64> LedgerProcesses::dead(QList<qint64> const& processes) const
+{
     int const file = ::open(nameFor(m_ledger).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (file < 0 && errno != ENOENT)
         throw failure(m_ledger);
     QList<qint64> dead;
-    database.read(QStringLiteral("SELECT DISTINCT process FROM services WHERE result = 'under way' "
-                                 "AND process IS NOT NULL"),
-                  {}, [&dead, file](QSqlQuery const& row) {
-                      qint64 const process = row.value(0).toLongLong();
-                      struct flock lock = byteOf(process);
-                      if (file < 0 || (::fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_UNLCK))
-                          dead << process;
-                  });
+    std::copy_if(processes.begin(), processes.end(), std::back_inserter(dead), [file](qint64 process) {
+        struct flock lock = byteOf(process);
+        return file < 0 || (::fcntl(file, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_UNLCK);
+    });
     if (file >= 0)
         ::close(file);
     return dead;

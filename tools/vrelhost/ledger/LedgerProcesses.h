@@ -30,6 +30,9 @@ public:
     /** Those of services under way that no living process has. */
     QList<qint64> deadUnderWay(LedgerDatabase const& database) const;
 
+    /** Those that no living process has. */
+    QList<qint64> dead(QList<qint64> const& processes) const;
+
 private:
     QString const m_ledger;
     int m_file = -1;
