@@ -38,7 +38,8 @@ void resetSignals()
 {
     for (int const signal : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM})
         static_cast<void>(std::signal(signal, SIG_DFL));
-    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    for (int const signal : {SIGPIPE, SIGXFSZ})
+        static_cast<void>(std::signal(signal, SIG_IGN));
     sigset_t none;
     sigemptyset(&none);
     static_cast<void>(::sigprocmask(SIG_SETMASK, &none, nullptr));

@@ -16,7 +16,8 @@ namespace ToolProcess {
  * - Every closed standard stream becomes /dev/null: a file opened later would take its place, and log lines
  * would land in it.
  * - No signal is blocked, and none ignored as the starter may have left it, but for SIGHUP (nohup). Writes to
- * a pipe that nobody reads fail instead of ending the process: what is being done to a device goes on.
+ * a pipe that nobody reads, or beyond the limit of a file's size, fail instead of ending the process: what is
+ * being done to a device goes on.
  * - Qt's own messages go to the log, at level 2.
  * - A process that ends otherwise than by `end`, because a library calls exit or quick_exit, says so at level
  * 1 and ends with ExitFailure.

@@ -9,6 +9,7 @@
 #include "tools/vrelhost/subcommands/Subcommands.h"
 #include "tools/vrelhost/work/DeviceRun.h"
 #include "tools/vrelhost/work/DeviceSelection.h"
+#include "tools/vrelhost/work/DownloaderRun.h"
 
 #include <QDateTime>
 
@@ -132,6 +133,8 @@ void Station::serveUntilEnd()
         }
         waitForEnd();
         collect();
+        if (m_options.exe)
+            reapLeftProcesses();
     }
     while (!m_services.empty()) {
         waitForEnd();

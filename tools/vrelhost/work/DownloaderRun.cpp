@@ -15,9 +15,7 @@
 #include <QThread>
 
 #include <csignal>
-#include <cstdlib>
 #include <memory>
-#include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,12 +36,13 @@ void endGroup(pid_t group)
     }
 }
 
-/** Lets an interruption end a process that is to lead a group, and its group end with it when it is killed.
+/**
+ * Starts a downloader that leads a session, and so a process group, of its own: an interruption ends the
+ * group with it, and so does its being killed. The end of this thread, however it comes, kills it.
  */
-void tie(QProcess& process)
+void start(QProcess& process, QString const& exe, QStringList const& arguments)
 {
-    // What a killed downloader leaves becomes this process's to reap: the system's own reaper may take its
-    // time.
+    // What a downloader leaves becomes this process's to reap: the system's own reaper may take its time.
     static_cast<void>(::prctl(PR_SET_CHILD_SUBREAPER, 1));
     auto const group = std::make_shared<pid_t>(0);
     QObject::connect(&process, &QProcess::started, [&process, group] {
@@ -56,41 +55,11 @@ void tie(QProcess& process)
                          if (status == QProcess::CrashExit)
                              endGroup(*group);
                      });
+    // Both become what they start. By their paths, since PATH may lead to others.
+    QStringList const prefix{QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--pdeathsig"),
+                             QStringLiteral("KILL"), QStringLiteral("--"), exe};
+    process.start(QStringLiteral("/usr/bin/setsid"), prefix + arguments, QIODevice::ReadOnly);
 }
-
-/** On a thread that starts a downloader, this process, with which its child is to end; otherwise 0. */
-thread_local pid_t t_starter = 0;
-
-/** In a child before exec: calls nothing but what a signal handler may. */
-void endWithStarter()
-{
-    if (t_starter == 0)
-        return; // a child of the vendor library
-    static_cast<void>(::prctl(PR_SET_PDEATHSIG, SIGKILL));
-    if (::getppid() != t_starter) // it ended before that
-        ::_exit(EXIT_FAILURE);
-}
-
-/** Leads a process group of its own, and is killed when the thread that started it ends. */
-class Downloader : public QProcess
-{
-public:
-    Downloader()
-    {
-        // Qt's child waits without end for a word of its starter before it calls setupChildProcess.
-        static int const s_isTied = ::pthread_atfork(nullptr, nullptr, endWithStarter);
-        static_cast<void>(s_isTied);
-        tie(*this);
-    }
-
-protected:
-    /** Between fork and exec: calls nothing but what a signal handler may. */
-    void setupChildProcess() override
-    {
-        static_cast<void>(::setpgid(0, 0));
-        endWithStarter(); // not every fork has its handlers called
-    }
-};
 
 /** Starts and waits as the library does, which tells nothing of a process of its own. */
 class Runner : public VrelFlashUtils::ExeRunner
@@ -105,9 +74,7 @@ public:
             process.setInputChannelMode(QProcess::ForwardedInputChannel);
         else
             process.setStandardInputFile(QProcess::nullDevice());
-        t_starter = ::getpid();
-        process.start(exe, args, QIODevice::ReadOnly);
-        t_starter = 0;
+        start(process, exe, args);
         success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
     }
 };
@@ -146,7 +113,7 @@ bool DownloaderRun::run(QString const& exe, int timeout)
     }
     QElapsedTimer timer;
     timer.start();
-    Downloader process;
+    QProcess process;
     Runner runner;
     // An absolute path, since a bare name would be looked up in PATH. A negative time-out keeps its meaning
     // in the low bits.
@@ -185,16 +152,22 @@ bool DownloaderStarter::startProgram(QProcess& process, QStringList const& argum
     m_wasKilled = false;
     if (m_exe.isEmpty())
         return false;
-    tie(process);
     QObject::connect(&process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
                      [this](int signal, QProcess::ExitStatus status) {
                          m_wasKilled = status == QProcess::CrashExit && signal == SIGKILL;
                      });
     process.setStandardInputFile(QProcess::nullDevice());
-    // The library's own process cannot be told to lead a group; setsid does so and becomes the downloader.
-    process.start(QStringLiteral("setsid"), QStringList(m_exe) + arguments, QIODevice::ReadOnly);
-    if (process.waitForStarted())
-        return true;
-    process.start(m_exe, arguments, QIODevice::ReadOnly);
+    start(process, m_exe, arguments);
     return process.waitForStarted();
+}
+
+void reapLeftProcesses()
+{
+    siginfo_t ended = {};
+    // A descendant of a downloader is in another session than what a library starts.
+    while (::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0 &&
+           ::getsid(ended.si_pid) != ::getsid(0)) {
+        ::waitpid(ended.si_pid, nullptr, WNOHANG);
+        ended.si_pid = 0;
+    }
 }
