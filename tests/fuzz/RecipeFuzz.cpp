@@ -2,6 +2,7 @@
 #include "external/LogHandler.h"
 #include "framework/JsonText.h"
 #include "tests/fuzz/Require.h"
+#include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Recipe.h"
 #include "tools/vrelhost/request/Refusal.h"
 
@@ -15,14 +16,14 @@ namespace {
 
 void checkRequest(RequestTemplate const& request, LogHandler& log)
 {
-    JsonObject const good = request.forDevice({QStringLiteral("SN"), QStringLiteral("1-1")});
+    JsonObject const good = request.fill(Placeholders({QStringLiteral("1"), QStringLiteral("2")}));
     require(VrelFlashUtils().parseArguments(good, log), "which the library accepts as it did the template");
     QByteArray const text = toCompactJson(good);
     QByteArray const given = toCompactJson(request.request());
     for (char const* const word : {"{serial}", "{path}"})
         require(!text.contains(word) || given.contains(QByteArray("{") + word), "no placeholder is left");
     try {
-        JsonObject const bad = request.forDevice({QStringLiteral("../SN"), QStringLiteral("../1")});
+        JsonObject const bad = request.fill(Placeholders({QStringLiteral("../SN"), QStringLiteral("../1")}));
         require(toCompactJson(bad) == text, "names that lead elsewhere get into no request");
     } catch (Refusal const& refusal) {
         require(!refusal.cause().isEmpty(), "a refusal is explained");
@@ -58,11 +59,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     require(isAccepted == (errors == 0), "a rejected recipe, and only that, logs an error");
     if (!isAccepted)
         return 0;
-    for (Recipe::Step const& step : recipe->steps) {
-        bool const isWait = step.wait >= 1 && step.wait <= Recipe::kLongestWait;
-        require(isWait != step.request.has_value(), "a step is a wait or a request");
-        if (step.request)
-            checkRequest(*step.request, log);
+    for (Step const& step : recipe->steps) {
+        auto const* const wait = step.as<Step::Wait>();
+        auto const* const exec = step.as<Step::Exec>();
+        require(wait == nullptr || (wait->seconds >= 1 && wait->seconds <= Step::kLongest),
+                "a wait has an end");
+        require(exec == nullptr || !exec->words.value(0).isEmpty(), "there is a program");
+        if (auto const* const request = step.as<RequestTemplate>())
+            checkRequest(*request, log);
+        else
+            require(wait != nullptr || exec != nullptr, "a step is something");
     }
     int const shared = recipe->sharedFileStep();
     require(shared >= 0 && shared <= static_cast<int>(recipe->steps.size()), "a step that is there");

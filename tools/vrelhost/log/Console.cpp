@@ -37,6 +37,12 @@ void Console::showProgress(QString const& progress) const
         m_terminal->showProgress(progress);
 }
 
+void Console::showEnd(QString const& end) const
+{
+    if (m_terminal)
+        m_terminal->showEnd(end);
+}
+
 int Console::print(QByteArray const& text, QString const& what) const
 {
     QString fault;

@@ -29,6 +29,7 @@ public:
     TerminalLog* terminal() const { return m_terminal.get(); }
     void showWork(bool isShown) const;
     void showProgress(QString const& progress) const;
+    void showEnd(QString const& end) const;
 
     /** Writes a result at once; yields the exit code. @param what it is, for people */
     int print(QByteArray const& text, QString const& what = QStringLiteral("the result")) const;

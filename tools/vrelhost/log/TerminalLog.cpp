@@ -149,6 +149,12 @@ void TerminalLog::showProgress(QString progress)
     m_progress = std::move(progress);
 }
 
+void TerminalLog::showEnd(QString end)
+{
+    std::lock_guard const lock(m_mutex);
+    m_ending = std::move(end);
+}
+
 void TerminalLog::beginDevice(LogHandler const& log, QString const& label)
 {
     std::lock_guard const lock(m_mutex);
@@ -213,7 +219,7 @@ QStringList TerminalLog::workLines(int most) const
     }
     int const others = static_cast<int>(m_devices.size()) - lines.size();
     QString const rest = others == 0 ? QString() : QStringLiteral("and %1 more at work").arg(others);
-    return lines << joined({seconds(m_time), m_progress, rest, m_devices.empty() ? m_latest : QString()});
+    return lines << joined({seconds(m_time), m_progress, m_ending, rest, m_devices.empty() ? m_latest : QString()});
 }
 
 void TerminalLog::draw()

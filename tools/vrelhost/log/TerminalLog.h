@@ -45,6 +45,9 @@ public:
     /** How much of all is done. */
     void showProgress(QString progress);
 
+    /** How the work is about to end. */
+    void showEnd(QString end);
+
     /** Begins to show a device, whose lines come from a handler. */
     void beginDevice(LogHandler const& log, QString const& label);
     void showStep(LogHandler const& log, QString const& step);
@@ -83,6 +86,7 @@ private:
     bool m_isDrawn = false;
     QElapsedTimer m_time;
     QString m_progress;
+    QString m_ending; ///< how the work is about to end
     QString m_latest;              ///< message of none of the devices
     std::vector<Device> m_devices; ///< in the order of their labels
 };

@@ -2,9 +2,12 @@
 
 #include "external/LogHandler.h"
 #include "framework/JsonText.h"
+#include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/request/SourceFiles.h"
 
+#include <QCryptographicHash>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -13,9 +16,6 @@
 #include <unistd.h>
 
 namespace {
-
-QString const kWaitKey = QStringLiteral("wait");
-QString const kCommandKey = QStringLiteral("command");
 
 /** Far above any request; keeps a wrong path such as a device file from filling the memory. */
 constexpr qint64 kLargestRequest = qint64{1024} * 1024;
@@ -66,52 +66,69 @@ Parsed readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& er
     return *parsed;
 }
 
-/** What a wait says in seconds; 0 when that is no time to wait. */
-int waitTime(QJsonObject const& step)
+/** Judges steps in their order, as far as they are the same for every device. */
+class StepJudge
 {
-    int const seconds = step.value(kWaitKey).toInt(0); // 0 also for what is no whole number
-    return step.size() == 1 && seconds <= Recipe::kLongestWait ? std::max(seconds, 0) : 0;
-}
-
-/** Fills in what a step that is a request says; why it cannot be taken is logged. */
-bool acceptRequest(Recipe::Step& step, QJsonObject const& json, LogHandler& log)
-{
-    step.command = json.value(kCommandKey).toString();
-    JsonObject const request = toJsonObject(json);
-    if (!RequestRules::accept(request, log))
-        return false;
-    step.request.emplace(request);
-    return true;
-}
-
-/** Fills in what a step says; of one that cannot be taken its command, with the cause logged or in `cause`.
- */
-bool acceptStep(Recipe::Step& step, QString& cause, LogHandler& log)
-{
-    if (!step.json.isObject()) {
-        cause = QStringLiteral(": it is no JSON object");
-        return false;
+public:
+    explicit StepJudge(LogHandler& log)
+        : m_log(log)
+    {
     }
-    QJsonObject const json = step.json.toObject();
-    if (!json.contains(kWaitKey) || json.contains(kCommandKey))
-        return acceptRequest(step, json, log);
-    step.command = kWaitKey;
-    step.wait = waitTime(json);
-    if (step.wait == 0)
-        cause = QStringLiteral(": \"wait\" stands alone, with a whole number of seconds from 1 to %1")
-                    .arg(Recipe::kLongestWait);
-    return step.wait > 0;
-}
+
+    /** Throws Refusal; the cause is empty when it was logged. */
+    void judge(Step& step)
+    {
+        step.parse();
+        if (auto const* const request = step.as<RequestTemplate>()) {
+            judgeRequest(*request);
+            m_files.addRequest(request->fixedPart(m_sample));
+        } else if (auto const* const exec = step.as<Step::Exec>()) {
+            judgeProgram(exec->words);
+        }
+    }
+
+    /** A request alone, whose files are not required. */
+    void judgeAlone(Step& step)
+    {
+        step.parseRequest();
+        judgeRequest(*step.as<RequestTemplate>());
+    }
+
+private:
+    void judgeRequest(RequestTemplate const& request)
+    {
+        if (!RequestRules::accept(request.fill(m_sample), m_log))
+            throw Refusal(QString());
+    }
+
+    void judgeProgram(QStringList words)
+    {
+        if (!m_sample.change(words.constFirst()))
+            m_files.requireProgram(m_sample.fill(words.constFirst()));
+        for (QString& word : words)
+            word = m_sample.fill(word);
+        m_files.addArguments(words.mid(1));
+    }
+
+    LogHandler& m_log;
+    SourceFiles m_files;
+    Placeholders m_sample{{QStringLiteral("0"), QStringLiteral("0")}};
+};
 
 } // namespace
 
 Recipe Recipe::read(QString const& argument)
 {
+    constexpr int kDigits = 12;
     QJsonDocument const json = readAs(parseJson, argument);
     Recipe recipe;
     recipe.isArray = json.isArray();
+    recipe.digest = QString::fromLatin1(
+        QCryptographicHash::hash(json.toJson(QJsonDocument::Compact), QCryptographicHash::Sha256)
+            .toHex()
+            .left(kDigits));
     for (QJsonValue const value : recipe.isArray ? json.array() : QJsonArray{json.object()})
-        recipe.steps.push_back({value, {}, 0, {}});
+        recipe.steps.push_back({value, {}});
     if (recipe.steps.empty())
         refuse(argument, QStringLiteral("it is a recipe without steps"));
     return recipe;
@@ -119,14 +136,18 @@ Recipe Recipe::read(QString const& argument)
 
 bool Recipe::accept(LogHandler& log)
 {
-    if (!isArray)
-        return acceptRequest(steps.front(), steps.front().json.toObject(), log);
+    StepJudge judge(log);
     for (Step& step : steps) {
-        QString cause;
-        if (acceptStep(step, cause, log))
-            continue;
-        log.logMessage(kErrorLevel, rejection(static_cast<int>(&step - steps.data()) + 1, cause));
-        return false;
+        try {
+            isArray ? judge.judge(step) : judge.judgeAlone(step);
+        } catch (Refusal const& refusal) {
+            int const number = static_cast<int>(&step - steps.data()) + 1;
+            if (isArray)
+                log.logMessage(kErrorLevel, rejection(number, refusal.cause()));
+            else if (!refusal.cause().isEmpty())
+                log.logMessage(kErrorLevel, refusal.cause());
+            return false;
+        }
     }
     return true;
 }
@@ -134,7 +155,7 @@ bool Recipe::accept(LogHandler& log)
 bool Recipe::needsPath() const
 {
     return std::any_of(steps.begin(), steps.end(),
-                       [](Step const& step) { return step.request && step.request->needsPath(); });
+                       [](Step const& step) { return step.names().contains(QStringLiteral("path")); });
 }
 
 bool Recipe::has(char const* command) const
@@ -143,26 +164,40 @@ bool Recipe::has(char const* command) const
                        [command](Step const& step) { return step.command == QLatin1String(command); });
 }
 
+QStringList Recipe::commands() const
+{
+    QStringList commands;
+    for (Step const& step : steps)
+        commands << step.command;
+    return commands;
+}
+
 int Recipe::sharedFileStep() const
 {
     auto const isShared = [](Step const& step) {
-        if (!step.request)
+        auto const* const request = step.as<RequestTemplate>();
+        if (request == nullptr)
             return false;
-        QString const name = RequestRules::writtenFile(step.request->request());
-        auto const one = step.request->forDevice({QStringLiteral("A"), QStringLiteral("1-1")});
-        auto const other = step.request->forDevice({QStringLiteral("B"), QStringLiteral("1-2")});
+        QString const name = RequestRules::writtenFile(request->request());
+        auto const one = request->fill(Placeholders({QStringLiteral("A"), QStringLiteral("1-1")}));
+        auto const other = request->fill(Placeholders({QStringLiteral("B"), QStringLiteral("1-2")}));
         return !name.isEmpty() && RequestRules::writtenFile(one) == RequestRules::writtenFile(other);
     };
     auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
     return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;
 }
 
-QString Recipe::rejection(int number, QString const& cause) const
+QString Recipe::stepName(int number) const
 {
     QString const& command = steps.at(static_cast<std::size_t>(number) - 1).command;
-    return QStringLiteral("Step %1%2 of the recipe is rejected%3; nothing was run")
-        .arg(QString::number(number), command.isEmpty() ? command : QStringLiteral(" (%1)").arg(command),
-             cause);
+    return QStringLiteral("Step %1%2")
+        .arg(QString::number(number), command.isEmpty() ? command : QStringLiteral(" (%1)").arg(command));
+}
+
+QString Recipe::rejection(int number, QString const& cause) const
+{
+    return QStringLiteral("%1 of the recipe is rejected%2; nothing was run")
+        .arg(stepName(number), cause.isEmpty() ? cause : QStringLiteral(": ") + cause);
 }
 
 JsonObject readRequest(QString const& argument)

@@ -1,33 +1,21 @@
 #pragma once
 
-#include "tools/vrelhost/request/RequestTemplate.h"
+#include "tools/vrelhost/request/Step.h"
 
-#include <QJsonValue>
 #include <QString>
 
-#include <optional>
 #include <vector>
 
 class LogHandler;
 
 /**
- * What is to be done on a device: one request, or, written as a JSON array, steps to be taken in order. A
- * step is a request or a wait for the device.
+ * What is to be done on a device: one request, or, written as a JSON array, steps to be taken in order.
  */
 struct Recipe
 {
-    struct Step
-    {
-        QJsonValue json;
-        QString command;                        ///< "wait" for a wait
-        int wait;                               ///< seconds
-        std::optional<RequestTemplate> request; ///< nothing for a wait
-    };
-
-    static constexpr int kLongestWait = 86400; ///< seconds: a day
-
     std::vector<Step> steps; ///< before accept, only their JSON
     bool isArray = false;    ///< results are told by step
+    QString digest;          ///< of the JSON, whatever its layout: twelve hexadecimal digits
 
     /**
      * Reads it from where an argument says: the JSON text itself (it begins with "{" or "["), "-" for
@@ -36,15 +24,22 @@ struct Recipe
      */
     static Recipe read(QString const& argument);
 
-    /** Whether library and tool take all steps, for any device. The first that is not is logged at level 1.
+    /**
+     * Whether library and tool take all steps, for any device, and the files that they name without
+     * placeholders are there. The first step that is refused is logged at level 1; where a single request
+     * lacks a file, that is logged at level 2.
      */
     bool accept(LogHandler& log);
 
     bool needsPath() const;
     bool has(char const* command) const;
+    QStringList commands() const;
 
     /** The first step, from 1, that writes to a file of the same name for every device; 0 without one. */
     int sharedFileStep() const;
+
+    /** What messages call a step. @param number from 1 */
+    QString stepName(int number) const;
 
     /** What is said of a step that is rejected. @param number from 1 */
     QString rejection(int number, QString const& cause = {}) const;

@@ -34,17 +34,15 @@ std::filesystem::path behindLinks(std::filesystem::path path)
     return path;
 }
 
-/** The same text for one file however it is named, also for one that is not there yet. */
-std::string identity(QString const& file)
+/** Of the parameter that names a file to be written; empty without one. */
+QString writtenKey(JsonObject const& request)
 {
-    struct stat status = {};
-    std::string const name = file.toUtf8().toStdString(); // as the library hands it on
-    if (::stat(name.c_str(), &status) == 0)
-        return std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
-    std::error_code error;
-    std::filesystem::path const path =
-        std::filesystem::weakly_canonical(std::filesystem::absolute(behindLinks(name), error), error);
-    return error ? name : path.string();
+    QString command;
+    request.getString(kCommand, command);
+    auto const written = std::find_if(std::begin(kWritten), std::end(kWritten), [&command](auto const& entry) {
+        return command == QLatin1String(entry.first);
+    });
+    return written == std::end(kWritten) ? QString() : QString::fromLatin1(written->second);
 }
 
 } // namespace
@@ -75,14 +73,33 @@ bool RequestRules::accept(JsonObject const& request, LogHandler& log)
 
 QString RequestRules::writtenFile(JsonObject const& request)
 {
-    QString command;
-    request.getString(kCommand, command);
     QString file;
-    for (auto const& [name, key] : kWritten) {
-        if (command == QLatin1String(name))
-            request.getString(QLatin1String(key), file);
-    }
+    request.getString(writtenKey(request), file);
     return file;
+}
+
+std::vector<std::pair<QString, QString>> RequestRules::readFiles(JsonObject const& request)
+{
+    std::vector<std::pair<QString, QString>> files;
+    for (auto const& [key, type] : VrelFlashUtils::getParameterTypes(request)) {
+        QString file;
+        bool const isRead = type.toString().contains(QLatin1String("file")) && key != writtenKey(request);
+        if (isRead && request.getString(key, file) == JsonObject::Present && !file.isEmpty())
+            files.emplace_back(key, file);
+    }
+    return files;
+}
+
+std::string RequestRules::identity(QString const& file)
+{
+    struct stat status = {};
+    std::string const name = file.toUtf8().toStdString(); // as the library hands it on
+    if (::stat(name.c_str(), &status) == 0)
+        return std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+    std::error_code error;
+    std::filesystem::path const path =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(behindLinks(name), error), error);
+    return error ? name : path.string();
 }
 
 void TargetFiles::take(JsonObject const& request, DeviceName const& device)
@@ -90,7 +107,7 @@ void TargetFiles::take(JsonObject const& request, DeviceName const& device)
     QString const file = RequestRules::writtenFile(request);
     if (file.isEmpty())
         return;
-    QString const owner = m_owners.emplace(identity(file), device.serial).first->second;
+    QString const owner = m_owners.emplace(RequestRules::identity(file), device.serial).first->second;
     if (owner != device.serial)
         throw Refusal(
             QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "

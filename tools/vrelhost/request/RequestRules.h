@@ -7,6 +7,8 @@
 
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 class LogHandler;
 
@@ -21,6 +23,12 @@ bool accept(JsonObject const& request, LogHandler& log);
 
 /** The file that a request writes to, as it names it; empty when it writes none. */
 QString writtenFile(JsonObject const& request);
+
+/** Key and name of each file that a request reads. */
+std::vector<std::pair<QString, QString>> readFiles(JsonObject const& request);
+
+/** The same text for one file however it is named, also for one that is not there yet. */
+std::string identity(QString const& file);
 
 } // namespace RequestRules
 

@@ -1,13 +1,15 @@
 #pragma once
 
 #include "external/JsonObject.h"
-#include "framework/LogSink.h"
 
 #include <QString>
+#include <QStringList>
+
+class Placeholders;
 
 /**
- * A request whose texts, but for the command's name, may hold {serial} and {path} in a device's place, and
- * {{serial}} and {{path}} for these words themselves.
+ * A request whose texts, but for the command's name, may hold placeholders. A text that is one placeholder and
+ * nothing else gives a number where the command wants one.
  */
 class RequestTemplate
 {
@@ -15,17 +17,17 @@ public:
     explicit RequestTemplate(JsonObject const& request);
 
     JsonObject const& request() const { return m_request; }
-    bool needsPath() const { return m_needsPath; }
 
-    /**
-     * The request for one device. Serial number and path come from outside and mostly get into file names:
-     * one that could lead to another directory is refused.
-     * Throws Refusal when what is to be put in is not there or refused.
-     */
-    JsonObject forDevice(DeviceName const& device) const;
+    /** The placeholders that it asks for. */
+    QStringList names() const;
+
+    /** The request with values in place. Throws Refusal when one is missing, or is no number where one is
+     * wanted. */
+    JsonObject fill(Placeholders const& values) const;
+
+    /** The request likewise, without what depends on values. */
+    JsonObject fixedPart(Placeholders const& values) const;
 
 private:
     JsonObject const m_request;
-    bool m_needsSerial = false;
-    bool m_needsPath = false;
 };

@@ -87,7 +87,8 @@ QList<QCommandLineOption> DeviceSubcommand::options()
     return definitions(kShared);
 }
 
-int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given, int (*work)(RunSetting&))
+int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given, Interruption::Stage firstSignal,
+                               int (*work)(RunSetting&))
 {
     Recipe recipe = Recipe::read(call.arguments.constFirst());
     RunOptions const options = readAll(call.options, given, recipe.isArray);
@@ -98,7 +99,7 @@ int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given, 
         warnOfIdle(call, {"timeout"}, "without --exe: what runs in-process is waited for");
     if (!recipe.accept(call.console.log()))
         return ExitRejected;
-    RunSetting setting{options, recipe, call.console, call.console.log()};
+    RunSetting setting{options, recipe, call.console, call.console.log(), {call.console, firstSignal}};
     call.console.showWork(true);
     int const exitCode = work(setting);
     call.console.showWork(false);

@@ -2,6 +2,7 @@
 
 #include "tools/vrelhost/commandline/OptionTable.h"
 #include "tools/vrelhost/commandline/Subcommand.h"
+#include "tools/vrelhost/work/Interruption.h"
 #include "tools/vrelhost/work/RunOptions.h"
 
 struct RunSetting;
@@ -20,7 +21,10 @@ constexpr Arguments kRequestOrRecipe = {
     {kRequestMeaning,
      {"RECIPE",
       "Likewise a JSON array of steps, run in order on each device up to the first that fails. A step is a "
-      "request or {\"wait\": SECONDS}, which waits until the vendor API lists the device."}}};
+      "request, {\"wait\": SECONDS}, which waits until the vendor API lists the device, with \"for\": "
+      "\"restart\" "
+      "until it was away and is listed again, or {\"exec\": [\"PROGRAM\", \"ARG\", ...], \"timeout\": "
+      "SECONDS}."}}};
 
 using Option = OptionRow<RunOptions>;
 using Number = Option::Number;
@@ -31,8 +35,10 @@ QList<QCommandLineOption> options();
 /**
  * Carries the request or recipe out that the first argument is.
  * @param given the values of the subcommand's own options
+ * @param firstSignal what it brings
  * @param work what is done with both; yields the exit code
  */
-int carryOut(Invocation const& call, RunOptions const& given, int (*work)(RunSetting&));
+int carryOut(Invocation const& call, RunOptions const& given, Interruption::Stage firstSignal,
+             int (*work)(RunSetting&));
 
 } // namespace DeviceSubcommand

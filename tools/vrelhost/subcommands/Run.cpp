@@ -31,7 +31,7 @@ constexpr DeviceSubcommand::Option kRunOptions[] = {
      "The device with this serial number; default: the only device. May be given several times."},
     {"path", "USB-PATH", {}, "The device at this USB path, such as 1-4.2. May be given several times."},
     {"all", "", &RunOptions::isAll, "All devices that the vendor API lists, at most 24."},
-    {"wait", "SECONDS", DeviceSubcommand::Number{&RunOptions::wait, "seconds", 1, Recipe::kLongestWait},
+    {"wait", "SECONDS", DeviceSubcommand::Number{&RunOptions::wait, "seconds", 1, Step::kLongest},
      "Wait up to SECONDS for the vendor API to become free and the devices to appear."},
     {"dry-run", "", &RunOptions::isDryRun,
      "Touch no device; print the downloader's arguments as a JSON array."},
@@ -46,7 +46,8 @@ bool needsList(RunSetting const& setting)
 {
     RunOptions const& options = setting.options;
     return options.isAll || options.hasPath() || setting.recipe.needsPath() ||
-           (options.isMany && isInProcess(options));
+           (options.isMany && isInProcess(options)) ||
+           (setting.recipe.has("exec") && !options.isDryRun); // whose environment has the path
 }
 
 /** What is not there, as a sentence; empty when everything is. One who waits names all devices there. */
@@ -248,9 +249,13 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
         return ExitRejected;
     if (!options.isDryRun)
         return runAll(runs, setting, output) ? ExitSuccess : ExitFailure;
-    for (DeviceRun& run : runs)
-        output += run.downloaderArguments(setting.toolLog);
-    return ExitSuccess;
+    int exitCode = ExitSuccess;
+    for (DeviceRun& run : runs) {
+        auto const lines = run.downloaderArguments(setting.toolLog);
+        output += lines.value_or(QByteArray());
+        exitCode = lines ? exitCode : ExitFailure;
+    }
+    return exitCode;
 }
 
 int runOnDevices(RunSetting& setting)
@@ -272,7 +277,7 @@ int carryOutRun(Invocation const& call)
 {
     RunOptions given;
     readOptions(call.options, kRunOptions, given);
-    return DeviceSubcommand::carryOut(call, given, runOnDevices);
+    return DeviceSubcommand::carryOut(call, given, Interruption::Steps, runOnDevices);
 }
 
 } // namespace

@@ -182,9 +182,10 @@ std::optional<std::vector<ScannedDevice>> identify(std::list<DummyDevice> const&
  * @return the devices in the order of their paths; nothing, with the cause logged, when they could not be
  * read or a downloader not be waited for
  */
-std::optional<std::vector<ScannedDevice>> findAndIdentify(ScanOptions const& options, LogHandler const& log)
+std::optional<std::vector<ScannedDevice>> findAndIdentify(ScanOptions const& options, Console const& console)
 {
-    Interruption const interruption;
+    Interruption const interruption(console, Interruption::Steps, true);
+    LogHandler const& log = console.log();
     VrelManager manager;
     // Before the tree is read: a vendor library may bring its devices up when it is first taken, as the
     // emulator makes its rig.
@@ -248,7 +249,7 @@ int carryOutScan(Invocation const& call)
 {
     ScanOptions const options = readScanOptions(call);
     call.console.showWork(true);
-    auto const devices = findAndIdentify(options, call.console.log());
+    auto const devices = findAndIdentify(options, call.console);
     call.console.showWork(false);
     if (!devices)
         return ExitFailure;

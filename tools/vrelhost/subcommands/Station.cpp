@@ -9,7 +9,7 @@
 #include "tools/vrelhost/subcommands/Subcommands.h"
 #include "tools/vrelhost/work/DeviceRun.h"
 #include "tools/vrelhost/work/DeviceSelection.h"
-#include "tools/vrelhost/work/DownloaderRun.h"
+#include "tools/vrelhost/work/ProcessGroup.h"
 
 #include <QDateTime>
 
@@ -133,8 +133,8 @@ void Station::serveUntilEnd()
         }
         waitForEnd();
         collect();
-        if (m_options.exe)
-            reapLeftProcesses();
+        if (m_services.empty())
+            ProcessGroup::reapLeft();
     }
     while (!m_services.empty()) {
         waitForEnd();
@@ -302,7 +302,7 @@ int carryOutStation(Invocation const& call)
     RunOptions given;
     given.isAll = true;
     readOptions(call.options, kStationOptions, given);
-    return DeviceSubcommand::carryOut(call, given, serveDevices);
+    return DeviceSubcommand::carryOut(call, given, Interruption::Boards, serveDevices);
 }
 
 } // namespace

@@ -4,11 +4,16 @@
 #include "plugin/VrelManager.h"
 #include "tools/vrelhost/log/RunLog.h"
 #include "tools/vrelhost/log/RunReport.h"
+#include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Recipe.h"
+#include "tools/vrelhost/request/SourceFiles.h"
 #include "tools/vrelhost/work/Interruption.h"
 #include "tools/vrelhost/work/RunOptions.h"
 #include "tools/vrelhost/work/TokenCheck.h"
 
+#include <QProcessEnvironment>
+
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -25,7 +30,7 @@ struct RunSetting
     Console const& console;
     LogHandler& toolLog;
 
-    Interruption const interruption = {};
+    Interruption const interruption;
     std::optional<VrelManager> manager = {}; ///< where this process uses the vendor API
     std::optional<RunLog> log = {};
     std::optional<TokenCheck> tokenCheck = {}; ///< where tokens are verified
@@ -42,14 +47,15 @@ public:
     DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager const& api);
 
     /**
-     * Judges the recipe for the device.
+     * Judges the recipe for the device. What this device alone lacks, such as a file of its own, lets it fail
+     * when it is run.
      * @param targets takes the files that it writes; null where these need no watch
      * @return whether it can be run; if not, the cause is logged at level 1
      */
     bool prepare(TargetFiles* targets, LogHandler& log);
 
-    /** One JSON array a line for each request. */
-    QByteArray downloaderArguments(LogHandler& log);
+    /** One JSON array a line for each request; nothing, with the cause logged, for a device that would fail. */
+    std::optional<QByteArray> downloaderArguments(LogHandler& log);
 
     /** Takes the steps until one fails or an end is asked for. @param log of RunSetting::log */
     void run(LogHandler& log);
@@ -60,19 +66,29 @@ public:
     DeviceResult const& result() const { return m_result; }
 
 private:
-    struct Step
+    /** What a step needs with placeholders filled in. */
+    struct Prepared
     {
-        std::unique_ptr<VrelFlashUtils> request; ///< null for a wait
-        int wait;
+        std::unique_ptr<VrelFlashUtils> request;
+        QStringList words;
     };
 
-    bool parse(Recipe::Step const& step, TargetFiles* targets, LogHandler& log);
-    bool carryOut(Step const& step, LogHandler& log) const;
+    bool prepareStep(std::size_t index, TargetFiles* targets, LogHandler& log);
+    bool prepareRequest(RequestTemplate const& request, std::size_t index, TargetFiles* targets, LogHandler& log);
+    void require(std::size_t index, std::function<void()> const& judge);
+    bool isLacking(LogHandler const& log) const;
+    void runSteps(LogHandler& log);
+    bool carryOut(std::size_t index, LogHandler& log) const;
+    bool runAndVerify(VrelFlashUtils& request, LogHandler& log) const;
     bool runRequest(VrelFlashUtils& request, LogHandler& log) const;
-    bool wait(int seconds, LogHandler const& log) const;
+    bool wait(Step::Wait const& wait, LogHandler const& log) const;
+    QProcessEnvironment environment() const;
 
     RunSetting& m_setting;
     VrelApiManager const m_api;
-    std::vector<Step> m_steps;
     DeviceResult m_result;
+    Placeholders m_values;
+    SourceFiles m_files;
+    std::vector<Prepared> m_steps;
+    QString m_lack; ///< what this device alone lacks; empty when it lacks nothing
 };

@@ -5,61 +5,16 @@
 #include "framework/LogSink.h"
 #include "plugin/VrelProcessWait.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/work/ProcessGroup.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
-#include <QThread>
 
 #include <csignal>
-#include <memory>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
-
-/** Kills what is left of a group, and waits until it has given back what it holds, which the system may
- * delay. */
-void endGroup(pid_t group)
-{
-    constexpr unsigned long kInterval = 5;
-    constexpr int kReapTime = 5000;
-    ::kill(-group, SIGKILL);
-    QDeadlineTimer const deadline(kReapTime);
-    while (::kill(-group, 0) == 0 && !deadline.hasExpired()) {
-        if (::waitpid(-group, nullptr, WNOHANG) <= 0)
-            QThread::msleep(kInterval);
-    }
-}
-
-/**
- * Starts a downloader that leads a session, and so a process group, of its own: an interruption ends the
- * group with it, and so does its being killed. The end of this thread, however it comes, kills it.
- */
-void start(QProcess& process, QString const& exe, QStringList const& arguments)
-{
-    // What a downloader leaves becomes this process's to reap: the system's own reaper may take its time.
-    static_cast<void>(::prctl(PR_SET_CHILD_SUBREAPER, 1));
-    auto const group = std::make_shared<pid_t>(0);
-    QObject::connect(&process, &QProcess::started, [&process, group] {
-        *group = static_cast<pid_t>(process.processId());
-        Interruption::setGroup(*group);
-    });
-    QObject::connect(&process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
-                     [group](int /*exitCode*/, QProcess::ExitStatus status) {
-                         Interruption::setGroup(0);
-                         if (status == QProcess::CrashExit)
-                             endGroup(*group);
-                     });
-    // Both become what they start. By their paths, since PATH may lead to others.
-    QStringList const prefix{QStringLiteral("/usr/bin/setpriv"), QStringLiteral("--pdeathsig"),
-                             QStringLiteral("KILL"), QStringLiteral("--"), exe};
-    process.start(QStringLiteral("/usr/bin/setsid"), prefix + arguments, QIODevice::ReadOnly);
-}
 
 /** Starts and waits as the library does, which tells nothing of a process of its own. */
 class Runner : public VrelFlashUtils::ExeRunner
@@ -74,7 +29,7 @@ public:
             process.setInputChannelMode(QProcess::ForwardedInputChannel);
         else
             process.setStandardInputFile(QProcess::nullDevice());
-        start(process, exe, args);
+        ProcessGroup::start(process, exe, args, ProcessGroup::End::WhenKilled);
         success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
     }
 };
@@ -122,9 +77,7 @@ bool DownloaderRun::run(QString const& exe, int timeout)
     if (runner.success)
         return true;
     bool const wasKilled = process.exitStatus() == QProcess::CrashExit;
-    if (wasKilled && Interruption::isRequested())
-        m_log.logMessage(kErrorLevel, "The downloader was ended: the run was interrupted");
-    else if (wasKilled && timeout != kNoTimeout && timer.elapsed() >= timeout)
+    if (wasKilled && timeout != kNoTimeout && timer.elapsed() >= timeout)
         m_log.logMessage(kErrorLevel,
                          QStringLiteral("The downloader did not finish within %1 ms and was ended; "
                                         "--timeout gives it more time")
@@ -157,17 +110,6 @@ bool DownloaderStarter::startProgram(QProcess& process, QStringList const& argum
                          m_wasKilled = status == QProcess::CrashExit && signal == SIGKILL;
                      });
     process.setStandardInputFile(QProcess::nullDevice());
-    start(process, m_exe, arguments);
+    ProcessGroup::start(process, m_exe, arguments, ProcessGroup::End::WhenKilled);
     return process.waitForStarted();
-}
-
-void reapLeftProcesses()
-{
-    siginfo_t ended = {};
-    // A descendant of a downloader is in another session than what a library starts.
-    while (::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0 &&
-           ::getsid(ended.si_pid) != ::getsid(0)) {
-        ::waitpid(ended.si_pid, nullptr, WNOHANG);
-        ended.si_pid = 0;
-    }
 }

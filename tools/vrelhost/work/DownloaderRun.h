@@ -35,9 +35,6 @@ private:
     LogHandler& m_log;
 };
 
-/** Reaps what downloaders have left and has ended since; while none runs. */
-void reapLeftProcesses();
-
 /** Starts downloaders for the library, which end as those of a DownloaderRun do. */
 class DownloaderStarter : public DeviceManagerProgramTool
 {
