@@ -95,6 +95,15 @@ unset -f vrelhost
 
 [[ $(complete -p vrelhost) == *'-F _vrelhost vrelhost' ]] || fail 'bash is not told how to complete vrelhost'
 
+. "$2/completion/vrelview"
+touch ledger.db
+for words in '--l --listen' '--title x ledg ledger.db' 'ledger.db --t --title'; do
+    COMP_WORDS=("${1%/*}/vrelview" ${words% *})
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _vrelview
+    [[ ${COMPREPLY[*]} == "${words##* }" ]] || fail "'vrelview ${words% *}' is completed to '${COMPREPLY[*]}'"
+done
+
 # Man pages are made of what the programs tell.
 for text in '.SH "OPTIONS"' '.SS "run REQUEST|RECIPE"' '.B \-\-serial\-from <api|exe>' '.B DIR' '$ vrelhost scan \-\-json' $'\twritetoken'; do
     grep -qxF -e "$text" <("$man_pages/make-page" "$man_pages/vrelhost.1.in" "${1%/*}") ||
