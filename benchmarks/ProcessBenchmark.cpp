@@ -137,6 +137,11 @@ void runProcesses(benchmark::State& state, Command library, Command yardstick, i
 
 BENCHMARK(runOutOfProcess)->Name("out_of_process/both")->UseManualTime();
 VREL_PROCESSES("load_library", {VREL_MANAGER_PROCESS}, {VREL_QTCORE_PROCESS});
+VREL_PROCESSES("start_usages", {VREL_HOST_TOOL, "usages"}, {VREL_APPLICATION_PROCESS});
+VREL_PROCESSES("start_version", {VREL_HOST_TOOL, "version"}, {VREL_APPLICATION_PROCESS});
+VREL_PROCESSES("start_get_serial", {VREL_DOWNLOADER, "getSerial", "--quiet", "--uid", "1-1.1"},
+               {VREL_APPLICATION_PROCESS});
+VREL_PROCESSES("start_scan", {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"}, {VREL_APPLICATION_PROCESS});
 VREL_PROCESSES("dump_beside_xxd", {VREL_DUMP_PROCESS, "dumped.bin"}, {"xxd", "-p", "dumped.bin"});
 VREL_PROCESSES("scan_beside_dfu", {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"}, {"dfu-util", "-l"});
 VREL_PROCESSES("scan_beside_lsusb", {VREL_HOST_TOOL, "scan", "--sysfs", "rig/sysfs"}, {"lsusb"}, 1);

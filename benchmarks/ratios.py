@@ -9,6 +9,7 @@ import statistics
 import sys
 
 WALK = "walking the same list and reading the two IDs"
+APPLICATION = "a process that only creates a `QCoreApplication`"
 # name, what, yardstick, ratio to reach if there is one
 ROWS = [
     ("raw_dump", '`rawDump` of 64 KiB, offsets, 16 a line, " "',
@@ -28,6 +29,10 @@ ROWS = [
      "`QProcess` start and wait of the same executable, arguments, environment and handlers", 1.05),
     ("load_library", "a process that loads the library and creates a manager",
      "the same process linked to Qt Core alone", 1.2),
+    ("start_usages", "`vrelhost usages`", APPLICATION, 1.1),
+    ("start_version", "`vrelhost version`, on a rig of two devices", APPLICATION, 1.25),
+    ("start_get_serial", "`ruxFwDownloader getSerial`, likewise", APPLICATION, 1.25),
+    ("start_scan", "`vrelhost scan`, likewise", APPLICATION, 1.4),
     ("dump_beside_xxd", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
     ("scan_beside_dfu", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
     ("scan_beside_lsusb", "`vrelhost scan` of a rig of two devices", "`lsusb`", None),

@@ -4,8 +4,6 @@
 #include "emulator/NewRig.h"
 #include "emulator/Text.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
 #include <cerrno>
 
@@ -31,19 +29,19 @@ void addLink(Directory const& tree, std::string const& name, std::string const& 
 
 std::optional<UsbPath> UsbPath::parse(std::string const& text)
 {
-    static QRegularExpression const s_form(
-        QStringLiteral("\\A[1-9][0-9]*-[1-9][0-9]*(\\.[1-9][0-9]*){0,6}\\z"));
-    auto given = QString::fromStdString(text);
-    if (!s_form.match(given).hasMatch())
+    constexpr int kMostPorts = 7;
+    auto const busAndPorts = QString::fromStdString(text).split('-');
+    if (busAndPorts.size() != 2)
         return std::nullopt;
+    auto const ports = busAndPorts[1].split('.');
     UsbPath path = {text, {}};
-    for (auto const& number : given.replace('-', '.').split('.')) {
-        auto const value = number.toUInt(); // 0 for a number that is too large for it
-        if (value < 1 || value > 255)
+    for (auto const& number : busAndPorts.mid(0, 1) + ports) {
+        auto const value = number.toUInt();
+        if (value < 1 || value > 255 || number != QString::number(value)) // but for its one form
             return std::nullopt;
         path.numbers.push_back(static_cast<std::uint8_t>(value));
     }
-    return path;
+    return ports.size() <= kMostPorts ? std::make_optional(path) : std::nullopt;
 }
 
 bool isSerial(std::string const& text)

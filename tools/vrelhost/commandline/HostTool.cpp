@@ -6,6 +6,20 @@
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/request/Refusal.h"
 
+#include <algorithm>
+
+namespace {
+
+/** Those before the first option, behind the program's name. */
+QStringList leadingWords(QStringList const& commandLine)
+{
+    auto const option = std::find_if(commandLine.begin(), commandLine.end(),
+                                     [](QString const& word) { return word.startsWith(QLatin1Char('-')); });
+    return commandLine.mid(1, static_cast<int>(option - commandLine.begin()) - 1);
+}
+
+} // namespace
+
 HostTool::HostTool(std::vector<std::vector<Subcommand>> const& subcommands, std::FILE* output, std::FILE* log)
     : m_subcommands(subcommands)
     , m_console(output, log)
@@ -30,14 +44,20 @@ int HostTool::run(QStringList const& arguments)
 int HostTool::carryOut(QStringList const& commandLine)
 {
     QString const versionWord = QStringLiteral("version");
-    QStringList const arguments = positionalArguments(commandLine);
+    QStringList arguments = leadingWords(commandLine);
     Meant meant = m_subcommands.meantBy(arguments);
+    if (meant.size() != 1 || arguments.size() < meant.front()->nameWords().size()) {
+        arguments = positionalArguments(commandLine);
+        meant = m_subcommands.meantBy(arguments);
+    }
     m_parser.addOptions(SubcommandTable::commonOptions());
     if (meant.size() == 1)
         m_parser.addOptions(meant.front()->ownOptions());
     if (!meant.empty())
         m_name = meant.front()->nameWords().mid(0, meant.size() > 1 ? 1 : 2).join(QLatin1Char(' '));
     bool const isParsed = m_parser.parse(commandLine);
+    if (isParsed)
+        arguments = m_parser.positionalArguments();
     applyLogOptions();
     if (!arguments.isEmpty() && meant.empty())
         throw Refusal(QStringLiteral("Unknown subcommand '%1'").arg(arguments.join(QLatin1Char(' '))));

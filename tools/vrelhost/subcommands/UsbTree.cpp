@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -71,9 +70,10 @@ QByteArray readNumber(fs::path const& path, int digits)
     if (!fs::is_regular_file(path, error))
         return QByteArray();
     QByteArray text(digits + 2, '\0');
-    std::ifstream file(path, std::ios::binary);
-    file.read(text.data(), text.size());
-    text.truncate(static_cast<int>(file.gcount()));
+    int const file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    ssize_t const length = file < 0 ? 0 : ::read(file, text.data(), static_cast<std::size_t>(text.size()));
+    ::close(file);
+    text.truncate(std::max(static_cast<int>(length), 0));
     return text.endsWith('\n') ? text.chopped(1) : text;
 }
 

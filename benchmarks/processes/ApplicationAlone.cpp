@@ -1,0 +1,7 @@
+#include <QCoreApplication>
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication const application(argc, argv);
+    return 0;
+}
