@@ -9,12 +9,14 @@ Below an example, what begins with "ruxFwDownloader" is the command line that it
 In what a page shows, "…" stands for anything, also for several lines; "(exit code N)" at its end tells one that is not
 0; times, ports and dates may differ; lines of several devices may come in any order. A command goes on after a "\\".
 A page that ends with `exit 77` is skipped; one of man is rendered first.
+C++ between fences is that of an example or a tool, whatever its indentation; a test runs those.
 """
 
 import difflib
 import doctest
 import json
 import os
+import pathlib
 import re
 import shlex
 import subprocess
@@ -72,6 +74,17 @@ def examples(text):
             for number, commands, expected, below in found]
 
 
+def foreign_code(text):
+    """Blocks of C++ that no source has."""
+    def stripped(code):
+        return "\n".join(line.strip() for line in code.splitlines())
+    root = pathlib.Path(HERE).parent.parent
+    sources = [stripped(path.read_text(encoding="utf-8"))
+               for folder in ("examples", "tools") for path in (root / folder).rglob("*.cpp")]
+    return [block for block in re.findall(r"^```cpp\n(.*?)^```", text, re.M | re.S)
+            if not any(stripped(block) in source for source in sources)]
+
+
 def run(command, shell):
     """What a command prints in the page's one shell, log lines included."""
     mark = "end of the example"
@@ -113,9 +126,12 @@ def main():
     through_downloader = arguments[0] == "--exe"
     page, tools = arguments[through_downloader:]
     tools = os.path.abspath(tools)
-    found = examples(text_of(page))
+    text = text_of(page)
+    found = examples(text)
     if not found:
         sys.exit(f"{page} has no example")
+    for block in foreign_code(text):
+        sys.exit(f"{page} shows code that no source has:\n{block}")
     unshown = {"warning: Process ended with exit code 1"} if through_downloader else {}
     failures = 0
     with tempfile.TemporaryDirectory() as directory:
