@@ -1,7 +1,6 @@
 #include "commands/VrelConfigPart.h"
 
 #include "commands/support/VrelProcedure.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
@@ -38,7 +37,7 @@ bool VrelConfigPart::run(VrelApiManager api, QString const& serial, LogHandler& 
                                 .carryOut(&IVrelAPI::configPartitions, m_fwModulePath, m_configPath,
                                           m_deviceType, m_deviceIndex, serial);
     if (!configured && m_deviceType == DeviceType::emmc)
-        log.logMessage(VrelLogLevel::kError, "eMMC configuration failed: it may already be configured");
+        log.logMessage(kErrorLevel, "eMMC configuration failed: it may already be configured");
     return configured;
 }
 

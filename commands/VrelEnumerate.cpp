@@ -1,7 +1,6 @@
 #include "commands/VrelEnumerate.h"
 
 #include "plugin/VrelErrorText.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
@@ -18,17 +17,17 @@ bool VrelEnumerate::run(VrelApiManager api, QString const& /*serial*/, LogHandle
     QString error;
     int const result = api.getDeviceList(devices, error);
     if (result == -1) {
-        log.logMessage(VrelLogLevel::kError, "API already in use");
+        log.logMessage(kErrorLevel, "API already in use");
         return false;
     }
     if (result != 0) {
-        log.logMessage(VrelLogLevel::kError, QStringLiteral("Command enumerate failed with code 0x%1")
-                                                 .arg(static_cast<quint32>(result), 8, 16, QLatin1Char('0')));
-        log.logMessage(VrelLogLevel::kError, VrelErrorText::orReplacement(error));
+        log.logMessage(kErrorLevel, QStringLiteral("Command enumerate failed with code 0x%1")
+                                        .arg(static_cast<quint32>(result), 8, 16, QLatin1Char('0')));
+        log.logMessage(kErrorLevel, VrelErrorText::orReplacement(error));
         return false;
     }
     for (auto const& [location, serial] : devices)
-        log.logMessage(VrelLogLevel::kProgress, QStringLiteral("\"%1\" : \"%2\"").arg(location, serial));
+        log.logMessage(kProgressLevel, QStringLiteral("\"%1\" : \"%2\"").arg(location, serial));
     return true;
 }
 

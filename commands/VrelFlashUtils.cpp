@@ -3,7 +3,6 @@
 #include "commands/VrelCommand.h"
 #include "external/JsonObject.h"
 #include "external/LogConsoleHandler.h"
-#include "plugin/VrelLogLevel.h"
 #include "plugin/VrelProcessWait.h"
 
 #include <QFileInfo>
@@ -41,20 +40,20 @@ bool VrelFlashUtils::parseArguments(JsonObject const& json, LogHandler& log)
     QString id;
     int const readResult = json.getString(commandKey(), id);
     if (readResult == JsonObject::Unusable) {
-        log.logMessage(VrelLogLevel::kError, "Invalid command parameter value");
+        log.logMessage(kErrorLevel, "Invalid command parameter value");
         return false;
     }
     if (readResult == JsonObject::Absent) {
-        log.logMessage(VrelLogLevel::kError, "Missing command parameter");
+        log.logMessage(kErrorLevel, "Missing command parameter");
         return false;
     }
     if (readResult == JsonObject::Present && id.isEmpty()) {
-        log.logMessage(VrelLogLevel::kError, "Invalid empty command parameter");
+        log.logMessage(kErrorLevel, "Invalid empty command parameter");
         return false;
     }
     std::unique_ptr<VrelCommand> parsed(VrelCommand::createCommandFromId(id));
     if (!parsed) {
-        log.logMessage(VrelLogLevel::kError, QStringLiteral("Unknown command '") + id + QLatin1Char('\''));
+        log.logMessage(kErrorLevel, QStringLiteral("Unknown command '") + id + QLatin1Char('\''));
         return false;
     }
     if (!parsed->parseArguments(json, log))
@@ -103,8 +102,8 @@ bool VrelFlashUtils::run(VrelApiManager api, QString const& serial, LogHandler& 
 {
     if (!command || !api)
         return false;
-    log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Running command '") + command->getCommandId() +
-                                             QStringLiteral("' on ") + serial.toUpper());
+    log.logMessage(kTraceLevel, QStringLiteral("Running command '") + command->getCommandId() +
+                                    QStringLiteral("' on ") + serial.toUpper());
     return command->run(api, serial, log);
 }
 
@@ -125,8 +124,7 @@ void VrelFlashUtils::commonRun(QProcess& process, QString const& exe, QString co
     QStringList const args = exeArguments(serial);
     LogConsoleHandler const console(process);
     log.bind(console);
-    log.logMessage(VrelLogLevel::kTrace,
-                   QStringLiteral("Running ruxFwDownloader ") + args.join(QLatin1Char(' ')));
+    log.logMessage(kTraceLevel, QStringLiteral("Running ruxFwDownloader ") + args.join(QLatin1Char(' ')));
     runner.run(process, exe, args, timeout);
 }
 

@@ -2,7 +2,6 @@
 
 #include "commands/cardreport/VrelCardReport.h"
 #include "commands/support/VrelProcedure.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
@@ -46,7 +45,7 @@ bool VrelGetCardInfo::run(VrelApiManager api, QString const& serial, LogHandler&
     if (!procedure.attempt(&IVrelAPI::getCardInfo, m_fwModulePath, &type, m_deviceIndex, &info, &size,
                            serial))
         return false;
-    log.logMessage(VrelLogLevel::kProgress, cardReport(m_deviceType, info.bytes, size));
+    log.logMessage(kProgressLevel, cardReport(m_deviceType, info.bytes, size));
     procedure.logSuccess();
     return true;
 }

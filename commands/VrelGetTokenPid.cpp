@@ -2,7 +2,6 @@
 
 #include "commands/support/VrelNumberText.h"
 #include "commands/support/VrelProcedure.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
@@ -39,10 +38,10 @@ bool VrelGetTokenPid::run(VrelApiManager api, QString const& serial, LogHandler&
                        &deviceId, &oemId, serial))
         return false;
     logProgress(log, "OEM platform ID: ", paddedHex(oemId));
-    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Device ID: "), QString::number(deviceId, 16));
+    log.logMessage(kProgressLevel, QStringLiteral("Device ID: "), QString::number(deviceId, 16));
     logProgress(log, "Token Part ID: ", hexDigits(partId.bytes));
-    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Trusted time: "), paddedHex(trustedTime));
-    log.logMessage(VrelLogLevel::kProgress, QStringLiteral("Nonce: "), paddedHex(nonce));
+    log.logMessage(kProgressLevel, QStringLiteral("Trusted time: "), paddedHex(trustedTime));
+    log.logMessage(kProgressLevel, QStringLiteral("Nonce: "), paddedHex(nonce));
     return true;
 }
 

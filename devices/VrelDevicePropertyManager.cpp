@@ -4,7 +4,6 @@
 #include "devices/VrelSerialOutput.h"
 #include "external/Device.h"
 #include "external/DeviceManagerProgramTool.h"
-#include "plugin/VrelLogLevel.h"
 #include "plugin/VrelManager.h"
 #include "plugin/VrelProcessWait.h"
 
@@ -160,17 +159,17 @@ QString VrelDevicePropertyManager::serialFromExe(QString const& path) const
         return QString();
 
     LogHandler const& log = logHandler();
-    log.logMessage(VrelLogLevel::kTrace,
+    log.logMessage(kTraceLevel,
                    QLatin1Char('"') + arguments.join(QStringLiteral("\" \"")) + QLatin1Char('"'));
-    log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Serial for UID ") + path);
-    log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Output: ") + run->output);
-    log.logMessage(VrelLogLevel::kTrace, QStringLiteral("Error: ") + QString::number(run->exitCode));
+    log.logMessage(kTraceLevel, QStringLiteral("Serial for UID ") + path);
+    log.logMessage(kTraceLevel, QStringLiteral("Output: ") + run->output);
+    log.logMessage(kTraceLevel, QStringLiteral("Error: ") + QString::number(run->exitCode));
     if (run->isCut)
-        log.logMessage(VrelLogLevel::kWarning, QStringLiteral("Output for UID %1 beyond %2 bytes was dropped")
-                                                   .arg(path, QString::number(kMostOutput)));
+        log.logMessage(kWarningLevel, QStringLiteral("Output for UID %1 beyond %2 bytes was dropped")
+                                          .arg(path, QString::number(kMostOutput)));
     if (run->exitCode > 0) {
-        log.logMessage(VrelLogLevel::kWarning, "Fail to get Vrel devices list");
-        log.logMessage(VrelLogLevel::kRaw, run->output);
+        log.logMessage(kWarningLevel, "Fail to get Vrel devices list");
+        log.logMessage(kRawLevel, run->output);
     }
     // What was dropped might have held another line that looks like a serial number.
     return run->exitCode == 0 && !run->isCut ? VrelSerialOutput::serialNumber(run->output) : QString();

@@ -13,11 +13,6 @@
  * Where the log lines of a process go.
  */
 
-constexpr Logger::LogLevel kErrorLevel = 1; ///< errors are at this level and below
-constexpr Logger::LogLevel kWarningLevel = 2;
-constexpr Logger::LogLevel kProgressLevel = 3;   ///< progress and results
-constexpr Logger::LogLevel kHighestLogLevel = 5; ///< of the least important lines
-
 class LogHandler;
 
 /** The device that a line belongs to. */

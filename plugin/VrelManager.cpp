@@ -1,7 +1,6 @@
 #include "plugin/VrelManager.h"
 
 #include "external/IVrelAPI.h"
-#include "plugin/VrelLogLevel.h"
 #include "plugin/VrelManagerLib.h"
 #include "plugin/VrelManagerLife.h"
 #include "plugin/VrelMutexLocker.h"
@@ -32,7 +31,7 @@ VrelManager::~VrelManager()
     life->end(); // from here on, handles that are dropped call nobody
     VrelMutexLocker const lock(mutex);
     if (useCount != 0 || api != nullptr)
-        logHandler().logMessage(VrelLogLevel::kWarning, "Vrel Manager deleted while in use");
+        logHandler().logMessage(kWarningLevel, "Vrel Manager deleted while in use");
     api_release();
     api = nullptr;
 }

@@ -1,7 +1,6 @@
 #include "commands/support/VrelLogCallback.h"
 
 #include "external/LogHandler.h"
-#include "plugin/VrelLogLevel.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,8 +14,7 @@ namespace {
 constexpr char const* kTransferPrefixes[] = {"RX", "TX", "Reading first packet"};
 
 constexpr Logger::LogLevel kLevels[] = {
-    VrelLogLevel::kRaw,     VrelLogLevel::kTrace, VrelLogLevel::kProgress,
-    VrelLogLevel::kWarning, VrelLogLevel::kError, VrelLogLevel::kFatal,
+    kRawLevel, kTraceLevel, kProgressLevel, kWarningLevel, kErrorLevel, kFatalLevel,
 };
 
 bool isTransferMessage(char const* text)
@@ -33,7 +31,7 @@ void vrelLogCallback(unsigned long level, char const* text, void* context)
 {
     if (context == nullptr || isTransferMessage(text))
         return;
-    Logger::LogLevel const mapped = level < std::size(kLevels) ? kLevels[level] : VrelLogLevel::kRaw;
+    Logger::LogLevel const mapped = level < std::size(kLevels) ? kLevels[level] : kRawLevel;
     static_cast<LogHandler*>(context)->logMessage(mapped, text);
 }
 

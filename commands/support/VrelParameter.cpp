@@ -1,7 +1,5 @@
 #include "commands/support/VrelParameter.h"
 
-#include "plugin/VrelLogLevel.h"
-
 #include <algorithm>
 
 namespace VrelUtilsCommand {
@@ -34,7 +32,7 @@ bool judge(ParameterRule const& rule, int readResult, bool isEmptyText, LogHandl
         fault = "Empty";
     if (fault == nullptr)
         return true;
-    log.logMessage(VrelLogLevel::kError, parameterMessage(fault, rule, KeyStyle::Bare));
+    log.logMessage(kErrorLevel, parameterMessage(fault, rule, KeyStyle::Bare));
     return false;
 }
 

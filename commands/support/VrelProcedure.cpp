@@ -1,13 +1,12 @@
 #include "commands/support/VrelProcedure.h"
 
 #include "commands/support/VrelRuxModule.h"
-#include "plugin/VrelLogLevel.h"
 
 namespace VrelUtilsCommand {
 
 void logProgress(LogHandler& log, char const* text, QString const& value)
 {
-    log.logMessage(VrelLogLevel::kProgress, QLatin1String(text) + value);
+    log.logMessage(kProgressLevel, QLatin1String(text) + value);
 }
 
 void logModuleVersion(QString const& modulePath, LogHandler& log)
@@ -41,7 +40,7 @@ bool Procedure::succeeded(int result, VrelErrorText const& errorText) const
 {
     if (result == 0)
         return true;
-    m_log.logMessage(VrelLogLevel::kError, VrelErrorText::orReplacement(errorText.text()));
+    m_log.logMessage(kErrorLevel, VrelErrorText::orReplacement(errorText.text()));
     return false;
 }
 
