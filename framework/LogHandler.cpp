@@ -3,6 +3,8 @@
 #include "external/LoggedObject.h"
 #include "framework/LogSink.h"
 
+#include <QScopedValueRollback>
+
 #include <atomic>
 #include <memory>
 
@@ -22,6 +24,10 @@ SharedSink& processSink()
 
 void log(LogLine const& line)
 {
+    thread_local bool t_isLogging = false;
+    if (t_isLogging) // what logging itself brings about would come without end, or wait for itself
+        return;
+    QScopedValueRollback<bool> const guard(t_isLogging, true);
     if (auto const sink = std::atomic_load(&processSink()))
         (*sink)(line);
 }

@@ -38,7 +38,10 @@ struct LogLine
     QString command = {}; ///< what the step does
 };
 
-/** Receives every line, on the thread that logs it; several threads may log at once. */
+/**
+ * Receives every line, on the thread that logs it; several threads may log at once. What is logged while it
+ * works, on the same thread, is dropped.
+ */
 using LogSink = std::function<void(LogLine const&)>;
 
 /**

@@ -9,8 +9,10 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <mutex>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -47,12 +49,7 @@ void resetSignals()
 
 void logQtMessage(QtMsgType /*type*/, QMessageLogContext const& /*context*/, QString const& text)
 {
-    thread_local bool t_isLogging = false; // what logging itself brings about would come without end
-    if (t_isLogging)
-        return;
-    t_isLogging = true;
     s_log->logMessage(kWarningLevel, text);
-    t_isLogging = false;
 }
 
 void say(QString const& text)
@@ -61,6 +58,24 @@ void say(QString const& text)
         s_log->logMessage(kErrorLevel, text);
     else // not even main has begun
         writeWhole(stderr, "error: " + text.toUtf8() + '\n');
+}
+
+[[noreturn]] void endAtOnce(int code)
+{
+    for (;;)
+        ::syscall(SYS_exit_group, code); // what _exit is without the one below
+}
+
+/** The call may come from a signal's handler, while what it interrupted holds what saying so needs. */
+void limitLastWords()
+{
+    constexpr unsigned kSeconds = 3;
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    static_cast<void>(std::signal(SIGALRM, SIG_DFL));
+    static_cast<void>(::pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr));
+    ::alarm(kSeconds);
 }
 
 /** Ends the process; of several threads that come here only the first has its say. */
@@ -73,7 +88,7 @@ void say(QString const& text)
             .arg(how));
     if (s_lastAct != nullptr)
         s_lastAct();
-    ::_exit(ExitFailure);
+    endAtOnce(ExitFailure);
 }
 
 bool isLibrarysChild()
@@ -88,29 +103,57 @@ extern "C" void judgeExit(int code, void* /*unused*/)
         return;
     ::on_exit(judgeExit, nullptr); // for the next thread that exits meanwhile
     if (own != kNotYet)
-        ::_exit(own);
+        endAtOnce(own);
     endForeign(QStringLiteral("exit(%1)").arg(code));
 }
 
-extern "C" void judgeQuickExit()
+[[noreturn]] void endJudged(char const* how, int code)
 {
-    if (!isLibrarysChild())
-        endForeign(QStringLiteral("quick_exit"));
+    int const own = s_ownEnd;
+    if (isLibrarysChild())
+        endAtOnce(code);
+    if (own != kNotYet)
+        endAtOnce(own);
+    limitLastWords();
+    endForeign(QStringLiteral("%1(%2)").arg(QLatin1String(how)).arg(code));
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they are not ready yet
 extern "C" void judgeLast(int /*argc*/, char** /*argv*/, char** /*environment*/)
 {
+    s_process = ::getpid();
     ::on_exit(judgeExit, nullptr);
-    static_cast<void>(std::at_quick_exit(judgeQuickExit));
 }
 
-/** Before the libraries' own constructors, so that it is called after their destructors, which may exit too.
+/**
+ * Before the libraries' own constructors, so that it is called after their destructors, which may exit too,
+ * and when another thread exits before the first call of judgeExit has registered the next one.
  */
 [[gnu::section(".preinit_array"), gnu::used]] void (*const s_judgeLast)(int, char**, char**) = judgeLast;
 #endif
 
 } // namespace
+
+// In place of the C library's, also for other libraries: these run no handlers of exit.
+
+extern "C" [[gnu::visibility("default")]] void _exit(int code)
+{
+    endJudged("_exit", code);
+}
+
+extern "C" [[gnu::visibility("default")]] void _Exit(int code) noexcept
+{
+    endJudged("_Exit", code);
+}
+
+extern "C" [[gnu::visibility("default")]] void quick_exit(int code) noexcept
+{
+    using Function = void (*)(int);
+    auto const original = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "quick_exit"));
+    if (isLibrarysChild() && original != nullptr)
+        original(code);
+    endJudged("quick_exit", code);
+}
 
 void ToolProcess::begin(char const* name, void (*lastAct)())
 {
@@ -121,10 +164,7 @@ void ToolProcess::begin(char const* name, void (*lastAct)())
     s_log = new LogHandler;
     s_log->setName(QString::fromUtf8(name));
     qInstallMessageHandler(logQtMessage);
-    // Twice: another thread may exit before the first call has registered the next one.
-    for (int i = 0; i < 2; ++i)
-        ::on_exit(judgeExit, nullptr);
-    static_cast<void>(std::at_quick_exit(judgeQuickExit)); // without it, quick_exit goes on unseen
+    ::on_exit(judgeExit, nullptr); // before the libraries' own
 }
 
 int ToolProcess::end(int exitCode)

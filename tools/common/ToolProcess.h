@@ -19,8 +19,8 @@ namespace ToolProcess {
  * a pipe that nobody reads, or beyond the limit of a file's size, fail instead of ending the process: what is
  * being done to a device goes on.
  * - Qt's own messages go to the log, at level 2.
- * - A process that ends otherwise than by `end`, because a library calls exit or quick_exit, says so at level
- * 1 and ends with ExitFailure.
+ * - A process that ends otherwise than by `end`, because a library calls exit, quick_exit, _exit or _Exit,
+ * says so at level 1 and ends with ExitFailure.
  *
  * @param name of the log lines
  * @param lastAct called after that line; may be null

@@ -52,7 +52,7 @@ std::unique_ptr<LogFile> LogFile::create(QString const& directory, DeviceName co
     for (int other = 1; !file.isOpen(); ++other) {
         file.setFileName(name + (other == 1 ? QString() : QStringLiteral("-%1").arg(other)) +
                          QStringLiteral(".jsonl"));
-        bool const isMade = file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered);
+        bool const isMade = file.open(QIODevice::Append | QIODevice::NewOnly | QIODevice::Unbuffered);
         if (!isMade && !file.exists()) {
             error =
                 QStringLiteral("Cannot make the log file '%1': %2").arg(file.fileName(), file.errorString());
@@ -66,7 +66,7 @@ QString LogFile::write(LogLine const& line)
 {
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
     QByteArray rest = toJson(line, time) + '\n';
-    qint64 const begin = m_file.pos();
+    qint64 const begin = m_file.size();
     for (qint64 written = 1; written > 0 && !rest.isEmpty(); rest.remove(0, static_cast<int>(written)))
         written = std::max<qint64>(m_file.write(rest), 0);
     if (rest.isEmpty())
@@ -74,6 +74,5 @@ QString LogFile::write(LogLine const& line)
     QString const fault =
         QStringLiteral("Cannot write the log file '%1': %2").arg(m_file.fileName(), m_file.errorString());
     m_file.resize(begin); // only whole lines
-    m_file.seek(begin);
     return std::exchange(m_isFaultTold, true) ? QString() : fault;
 }
