@@ -16,9 +16,22 @@
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
+
+/** Why a file cannot be read, which anything but a regular one might keep waiting; empty once it is open. */
+QString openRegular(QFile& file, QString const& name, int flags)
+{
+    int const descriptor =
+        ::open(QFile::encodeName(name).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags);
+    struct stat status = {};
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
+        return qt_error_string();
+    file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
+    return S_ISREG(status.st_mode) ? QString() : QStringLiteral("it is no regular file");
+}
 
 /** The first byte that differs, which may be behind the end of one; nothing when there is none. */
 std::optional<qint64> firstDifference(QFile& one, QFile& other)
@@ -129,14 +142,14 @@ bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObjec
     request.setValue(QStringLiteral("slot"), slot);
     if (!readBack(request))
         return false;
-    QString const cause = fault(written); // another file may have taken its place meanwhile
-    if (!cause.isEmpty())
-        return fail(cause);
-    QFile token(name);
-    QFile copy(target.fileName()); // opened anew: what is read back may have taken the file's place
-    for (QFile* const file : {&token, &copy}) {
-        if (!file->open(QIODevice::ReadOnly))
-            return fail(QStringLiteral("cannot compare '%1': %2").arg(file->fileName(), file->errorString()));
+    QFile token;
+    QFile copy; // opened anew: what is read back may have taken the file's place, but not be a link to the
+                // token
+    for (auto const& [file, path, flags] :
+         {std::tuple(&token, name, 0), std::tuple(&copy, target.fileName(), O_NOFOLLOW)}) {
+        QString const cause = openRegular(*file, path, flags);
+        if (!cause.isEmpty())
+            return fail(QStringLiteral("cannot compare '%1': %2").arg(path, cause));
     }
     auto const difference = firstDifference(token, copy);
     return !difference ||
