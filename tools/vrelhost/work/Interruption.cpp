@@ -11,8 +11,8 @@
 #include <csignal>
 #include <cstdint>
 #include <ctime>
-#include <fcntl.h>
 #include <pthread.h>
+#include <semaphore.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -25,7 +25,9 @@ std::array<std::atomic<pid_t>, kMostGroups> s_groups{};
 std::atomic<int> s_stage{Interruption::None};
 std::atomic<int> s_next{Interruption::Boards};
 std::atomic<std::int64_t> s_lastTime{0}; ///< milliseconds, of the last signal that counted
-std::atomic<int> s_reporter{-1};         ///< takes the stages that were reached; -1 for none
+sem_t s_signals;                         ///< signals that count and are not reported yet; no descriptor,
+                                         ///< which a library may close
+std::atomic<bool> s_hasReporter{false};
 std::atomic<int> s_reported{Interruption::None};
 std::atomic<bool> s_isKilling{false};
 std::atomic<int> s_devices{0}; ///< at work
@@ -80,7 +82,7 @@ void waitForReport()
     constexpr std::int64_t kLongest = 300; // milliseconds
     constexpr timespec kPause = {0, 2000000};
     std::int64_t const end = milliseconds() + kLongest;
-    while (s_reporter >= 0 && s_reported < Interruption::AtOnce && milliseconds() < end)
+    while (s_hasReporter && s_reported < Interruption::AtOnce && milliseconds() < end)
         ::nanosleep(&kPause, nullptr);
 }
 
@@ -95,8 +97,8 @@ extern "C" void bringEndNearer(int signal)
         s_stage = stage;
         if (s_isKilling)
             killGroups();
-        auto const byte = static_cast<char>(stage);
-        static_cast<void>(::write(s_reporter, &byte, 1));
+        if (s_hasReporter)
+            ::sem_post(&s_signals);
         if (stage >= Interruption::AtOnce) {
             waitForReport();
             killGroups();
@@ -135,10 +137,11 @@ Interruption::Interruption(Console const& console, Stage first, bool isKilling)
     s_next = first;
     s_reported = None;
     s_isKilling = isKilling;
-    if (!isKilling && ::pipe2(m_signals, O_CLOEXEC) == 0) {
+    if (!isKilling) {
+        ::sem_init(&s_signals, 0, 0);
         try {
-            m_reporter = std::thread([this] { report(); });
-            s_reporter = m_signals[1];
+            m_reporter = std::thread([this, first] { report(first); });
+            s_hasReporter = true;
         } catch (std::system_error const&) {
             // Without another thread the stages are reached in silence.
         }
@@ -149,25 +152,28 @@ Interruption::Interruption(Console const& console, Stage first, bool isKilling)
 Interruption::~Interruption()
 {
     setHandler(SIG_DFL);
-    s_reporter = -1;
-    char const end = None;
-    if (m_reporter.joinable() && ::write(m_signals[1], &end, 1) == 1)
-        m_reporter.join();
-    for (int const file : m_signals)
-        ::close(file);
+    s_hasReporter = false;
+    if (!m_reporter.joinable())
+        return;
+    m_isOver = true;
+    ::sem_post(&s_signals);
+    m_reporter.join();
 }
 
-/** Until the byte that means an end. */
-void Interruption::report() const
+void Interruption::report(int stage) const
 {
     sigset_t signals;
     sigfillset(&signals);
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); // a handler must not wait for its own thread
-    char stage = None;
-    while (::read(m_signals[0], &stage, 1) == 1 && stage != None) {
+    for (;; ++stage) {
+        while (::sem_wait(&s_signals) != 0) {
+        }
+        if (stage > s_stage && m_isOver)
+            return;
         Report const& report = kReports[std::clamp<int>(stage, Boards, AtOnce)];
         int const devices = s_devices;
-        QString const boards = QStringLiteral("%1 board%2").arg(devices).arg(QLatin1String(devices == 1 ? "" : "s"));
+        QString const boards =
+            QStringLiteral("%1 board%2").arg(devices).arg(QLatin1String(devices == 1 ? "" : "s"));
         m_console.showEnd(QLatin1String(report.label));
         m_console.log().logMessage(kWarningLevel, QString::fromLatin1(report.text).arg(boards));
         s_reported = stage;
@@ -216,7 +222,8 @@ void Interruption::addGroup(pid_t leader)
 void Interruption::removeGroup(pid_t leader)
 {
     for (std::atomic<pid_t>& group : s_groups) {
-        if (group.compare_exchange_strong(leader, 0))
+        pid_t expected = leader;
+        if (group.compare_exchange_strong(expected, 0))
             break;
     }
 }

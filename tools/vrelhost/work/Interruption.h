@@ -2,15 +2,16 @@
 
 #include "tools/vrelhost/log/Console.h"
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <sys/types.h>
 #include <thread>
 
 /**
- * While it lives, each SIGINT, SIGTERM or SIGHUP brings the end a stage nearer, and a line at level 2 says what
- * that means. A signal that was ignored stays so; one that comes at once after another may belong to the same
- * request and does not count. There is one object at a time.
+ * While it lives, each SIGINT, SIGTERM or SIGHUP brings the end a stage nearer, and a line at level 2 says
+ * what that means. A signal that was ignored stays so; one that comes at once after another may belong to the
+ * same request and does not count. There is one object at a time.
  */
 class Interruption
 {
@@ -55,9 +56,10 @@ public:
     static void removeGroup(pid_t leader);
 
 private:
-    void report() const;
+    /** Reports the stages from this one on, each when its signal comes. */
+    void report(int stage) const;
 
     Console const& m_console;
     std::thread m_reporter;
-    int m_signals[2] = {-1, -1}; ///< a pipe
+    std::atomic<bool> m_isOver{false};
 };
