@@ -1,6 +1,6 @@
 #include "emulator/Rig.h"
 
-#include "emulator/Devices.h"
+#include "emulator/RigDevices.h"
 #include "emulator/Text.h"
 
 #include <QByteArray>

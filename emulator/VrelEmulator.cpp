@@ -1,6 +1,6 @@
-#include "emulator/Devices.h"
 #include "emulator/JsonFile.h"
 #include "emulator/Operation.h"
+#include "emulator/RigDevices.h"
 #include "emulator/Storage.h"
 
 #include "external/IVrelAPI.h"

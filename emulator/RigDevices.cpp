@@ -1,4 +1,4 @@
-#include "emulator/Devices.h"
+#include "emulator/RigDevices.h"
 
 #include "emulator/JsonFile.h"
 #include "emulator/NewRig.h"
