@@ -18,17 +18,15 @@ ParameterTable<VrelClearRpmbCommand> VrelClearRpmbCommand::parameters()
 {
     using Self = VrelClearRpmbCommand;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"idx", ParameterType::UInt32}, &Self::m_deviceIndex},
-        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"idx", "uint32_t"}, &Self::m_deviceIndex},
+        {{"device", kDeviceNames}, &Self::m_deviceType},
     };
     return kRows;
 }
 
-bool VrelClearRpmbCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelClearRpmbCommand::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
     return Procedure("CLEAR RPMB", api, log)

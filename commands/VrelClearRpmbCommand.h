@@ -10,7 +10,7 @@ class VrelClearRpmbCommand : public VrelTableCommand<VrelClearRpmbCommand>
 public:
     static constexpr char const* kCommandId = "clearrpmb";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelClearRpmbCommand> parameters();

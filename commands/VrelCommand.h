@@ -68,8 +68,6 @@ protected:
     VrelCommand(VrelCommand const&) = default;
     VrelCommand& operator=(VrelCommand const&) = default;
 
-    bool canRun(VrelApiManager const& api) const { return m_valid && api; }
-
     bool m_valid : 1; ///< set once parameters were accepted, never cleared
 
 private:

@@ -17,18 +17,16 @@ ParameterTable<VrelConfigPart> VrelConfigPart::parameters()
 {
     using Self = VrelConfigPart;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_configPath},
-        {{"device", ParameterType::DeviceName, ParameterRule::CopyLast}, &Self::m_deviceType},
-        {{"idx", ParameterType::UInt8, ParameterRule::Optional}, &Self::m_deviceIndex},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", "file", ParameterRule::RejectEmpty}, &Self::m_configPath},
+        {{"device", kDeviceNames, ParameterRule::CopyLast}, &Self::m_deviceType},
+        {{"idx", "uint8_t", ParameterRule::Optional}, &Self::m_deviceIndex},
     };
     return kRows;
 }
 
-bool VrelConfigPart::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelConfigPart::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     if (!serial.isEmpty())
         logProgress(log, "Device serial: ", serial);

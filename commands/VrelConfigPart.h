@@ -10,7 +10,7 @@ class VrelConfigPart : public VrelTableCommand<VrelConfigPart>
 public:
     static constexpr char const* kCommandId = "configpart";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelConfigPart> parameters();

@@ -18,21 +18,17 @@ ParameterTable<VrelDownloadFwOs> VrelDownloadFwOs::parameters()
 {
     using Self = VrelDownloadFwOs;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"fw_image", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwImagePath},
-        {{"os_rux", ParameterType::OptionalFile, ParameterRule::Optional | ParameterRule::OmitEmpty},
-         &Self::m_osModulePath},
-        {{"os_image", ParameterType::OptionalFile, ParameterRule::Optional | ParameterRule::OmitEmpty},
-         &Self::m_osImagePath},
-        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"fw_image", "file", ParameterRule::RejectEmpty}, &Self::m_fwImagePath},
+        {{"os_rux", "[file]", ParameterRule::Optional | ParameterRule::OmitEmpty}, &Self::m_osModulePath},
+        {{"os_image", "[file]", ParameterRule::Optional | ParameterRule::OmitEmpty}, &Self::m_osImagePath},
+        {{"flags", "[uint32_t]", ParameterRule::Optional}, &Self::m_flags},
     };
     return kRows;
 }
 
-bool VrelDownloadFwOs::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelDownloadFwOs::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     std::uint32_t flags = m_flags;
     return Procedure("DOWNLOADFWOS", api, log)

@@ -10,7 +10,7 @@ class VrelDownloadFwOs : public VrelTableCommand<VrelDownloadFwOs>
 public:
     static constexpr char const* kCommandId = "downloadfwos";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelDownloadFwOs> parameters();

@@ -15,16 +15,15 @@ ParameterTable<VrelDownloadOemKeyManifest> VrelDownloadOemKeyManifest::parameter
 {
     using Self = VrelDownloadOemKeyManifest;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"key", ParameterType::File}, &Self::m_keyManifestPath},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"key", "file"}, &Self::m_keyManifestPath},
     };
     return kRows;
 }
 
-bool VrelDownloadOemKeyManifest::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelDownloadOemKeyManifest::carryOut(VrelApiManager const& api, QString const& serial,
+                                          LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("DownloadOemKeyManifest", api, log)
         .carryOut(&IVrelAPI::downloadOemKeyManifest, m_fwModulePath, m_keyManifestPath, serial);

@@ -10,7 +10,7 @@ class VrelDownloadOemKeyManifest : public VrelTableCommand<VrelDownloadOemKeyMan
 public:
     static constexpr char const* kCommandId = "downloadoemkeymanifest";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelDownloadOemKeyManifest> parameters();

@@ -9,13 +9,11 @@ QString VrelEnumerate::getUsage()
     return QStringLiteral("\tenumerate\t\n");
 }
 
-bool VrelEnumerate::run(VrelApiManager api, QString const& /*serial*/, LogHandler& log) const
+bool VrelEnumerate::carryOut(VrelApiManager const& api, QString const& /*serial*/, LogHandler& log) const
 {
-    if (!isValid())
-        return false;
     std::map<QString, QString> devices;
     QString error;
-    int const result = api.getDeviceList(devices, error);
+    int const result = VrelApiManager(api).getDeviceList(devices, error);
     if (result == -1) {
         log.logMessage(kErrorLevel, "API already in use");
         return false;

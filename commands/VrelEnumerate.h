@@ -9,8 +9,9 @@ class VrelEnumerate : public VrelTableCommand<VrelEnumerate>
 {
 public:
     static constexpr char const* kCommandId = "enumerate";
+    static constexpr bool kNeedsApi = false; ///< says itself that there is none
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelEnumerate> parameters() { return {}; }

@@ -15,16 +15,14 @@ ParameterTable<VrelEraseToken> VrelEraseToken::parameters()
 {
     using Self = VrelEraseToken;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"slot", ParameterType::UInt8}, &Self::m_slot},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"slot", "uint8_t"}, &Self::m_slot},
     };
     return kRows;
 }
 
-bool VrelEraseToken::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelEraseToken::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("ERASE TOKEN", api, log).carryOut(&IVrelAPI::eraseToken, m_fwModulePath, m_slot, serial);
 }

@@ -10,7 +10,7 @@ class VrelEraseToken : public VrelTableCommand<VrelEraseToken>
 public:
     static constexpr char const* kCommandId = "erasetoken";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelEraseToken> parameters();

@@ -16,21 +16,24 @@ ParameterTable<VrelFwRecCommand> VrelFwRecCommand::parameters()
 {
     using Self = VrelFwRecCommand;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"ifp-path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_ifpPath},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"ifp-path", "file", ParameterRule::RejectEmpty}, &Self::m_ifpPath},
     };
     return kRows;
 }
 
-bool VrelFwRecCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelFwRecCommand::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     logProgress(log, "IFP emulation file: ", m_ifpPath);
-    // Whatever the file does not give stays zero: the vendor API judges the record.
+    // Whatever a file does not give stays zero: the vendor API judges the record.
     VrelIfpRecord ifp = {};
-    readFileBytes(m_ifpPath, 0, ifp.bytes, sizeof ifp.bytes);
+    if (!readFirstBytes(m_ifpPath, ifp.bytes, sizeof ifp.bytes)) {
+        log.logMessage(kErrorLevel,
+                       QStringLiteral("Nobody has opened the pipe '%1' for writing; nothing was downloaded")
+                           .arg(m_ifpPath));
+        return false;
+    }
     return Procedure("DOWNLOAD FW RECOVERY MODULE", api, log)
         .carryOut(&IVrelAPI::fwRecovery, m_fwModulePath, serial, &ifp);
 }

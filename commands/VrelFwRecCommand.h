@@ -10,7 +10,7 @@ class VrelFwRecCommand : public VrelTableCommand<VrelFwRecCommand>
 public:
     static constexpr char const* kCommandId = "fwrec";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelFwRecCommand> parameters();

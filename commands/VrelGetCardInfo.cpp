@@ -19,18 +19,16 @@ ParameterTable<VrelGetCardInfo> VrelGetCardInfo::parameters()
 {
     using Self = VrelGetCardInfo;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"path", ParameterType::File, ParameterRule::Optional}, &Self::m_outputPath},
-        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
-        {{"idx", ParameterType::UInt8}, &Self::m_deviceIndex},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", "file", ParameterRule::Optional}, &Self::m_outputPath},
+        {{"device", kDeviceNames}, &Self::m_deviceType},
+        {{"idx", "uint8_t"}, &Self::m_deviceIndex},
     };
     return kRows;
 }
 
-bool VrelGetCardInfo::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelGetCardInfo::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
     Procedure procedure("GET CARD INFO", api, log);

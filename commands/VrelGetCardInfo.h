@@ -10,7 +10,7 @@ class VrelGetCardInfo : public VrelTableCommand<VrelGetCardInfo>
 public:
     static constexpr char const* kCommandId = "getcardinfo";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelGetCardInfo> parameters();

@@ -1,6 +1,5 @@
 #include "commands/VrelGetTokenPid.h"
 
-#include "commands/support/VrelNumberText.h"
 #include "commands/support/VrelProcedure.h"
 
 namespace VrelUtilsCommand {
@@ -16,16 +15,14 @@ ParameterTable<VrelGetTokenPid> VrelGetTokenPid::parameters()
 {
     using Self = VrelGetTokenPid;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"flags", "[uint32_t]", ParameterRule::Optional}, &Self::m_flags},
     };
     return kRows;
 }
 
-bool VrelGetTokenPid::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelGetTokenPid::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     VrelTokenPartId partId = {};
     std::uint32_t nonce = 0;
     std::uint32_t trustedTime = 0;

@@ -10,7 +10,7 @@ class VrelGetTokenPid : public VrelTableCommand<VrelGetTokenPid>
 public:
     static constexpr char const* kCommandId = "gettokenpid";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelGetTokenPid> parameters();

@@ -1,6 +1,5 @@
 #include "commands/VrelIdDeviceCommand.h"
 
-#include "commands/support/VrelNumberText.h"
 #include "commands/support/VrelProcedure.h"
 
 #include <QStringList>
@@ -31,16 +30,14 @@ ParameterTable<VrelIdDeviceCommand> VrelIdDeviceCommand::parameters()
 {
     using Self = VrelIdDeviceCommand;
     static constexpr Parameter<Self> kRows[] = {
-        {{"flags", ParameterType::OptionalUInt32, ParameterRule::Optional}, &Self::m_flags},
-        {{"ifp", ParameterType::OptionalFile, ParameterRule::Optional}, &Self::m_ifpPath},
+        {{"flags", "[uint32_t]", ParameterRule::Optional}, &Self::m_flags},
+        {{"ifp", "[file]", ParameterRule::Optional}, &Self::m_ifpPath},
     };
     return kRows;
 }
 
-bool VrelIdDeviceCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelIdDeviceCommand::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     std::uint32_t oemId = 0;
     VrelPlatformId uniqueId = {};
     std::uint32_t responseFlags = 0;

@@ -10,7 +10,7 @@ class VrelIdDeviceCommand : public VrelTableCommand<VrelIdDeviceCommand>
 public:
     static constexpr char const* kCommandId = "iddevice";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelIdDeviceCommand> parameters();

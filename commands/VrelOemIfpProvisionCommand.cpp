@@ -15,16 +15,15 @@ ParameterTable<VrelOemIfpProvisionCommand> VrelOemIfpProvisionCommand::parameter
 {
     using Self = VrelOemIfpProvisionCommand;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"token", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_tokenPath},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"token", "file", ParameterRule::RejectEmpty}, &Self::m_tokenPath},
     };
     return kRows;
 }
 
-bool VrelOemIfpProvisionCommand::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelOemIfpProvisionCommand::carryOut(VrelApiManager const& api, QString const& serial,
+                                          LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("OEM IFP PROVISION", api, log)
         .carryOut(&IVrelAPI::oemIfpProvision, m_fwModulePath, m_tokenPath, serial);

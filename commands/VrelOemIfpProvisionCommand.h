@@ -10,7 +10,7 @@ class VrelOemIfpProvisionCommand : public VrelTableCommand<VrelOemIfpProvisionCo
 public:
     static constexpr char const* kCommandId = "oemifpprovision";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelOemIfpProvisionCommand> parameters();

@@ -26,21 +26,19 @@ ParameterTable<VrelReadBootMedia> VrelReadBootMedia::parameters()
 {
     using Self = VrelReadBootMedia;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"path", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_targetPath},
-        {{"device", ParameterType::DeviceName}, &Self::m_deviceType},
-        {{"idx", ParameterType::UInt8}, &Self::m_deviceIndex},
-        {{"start", ParameterType::UInt32}, &Self::m_startOffset},
-        {{"blocks", ParameterType::UInt32}, &Self::m_blockCount},
-        {{"part", ParameterType::UInt32}, &Self::m_partitionIndex},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", "file", ParameterRule::RejectEmpty}, &Self::m_targetPath},
+        {{"device", kDeviceNames}, &Self::m_deviceType},
+        {{"idx", "uint8_t"}, &Self::m_deviceIndex},
+        {{"start", "uint32_t"}, &Self::m_startOffset},
+        {{"blocks", "uint32_t"}, &Self::m_blockCount},
+        {{"part", "uint32_t"}, &Self::m_partitionIndex},
     };
     return kRows;
 }
 
-bool VrelReadBootMedia::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelReadBootMedia::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     logStorageDevice(m_deviceType, m_deviceIndex, log);
     logProgress(log, "Start offset: ", QString::number(m_startOffset));

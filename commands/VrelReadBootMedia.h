@@ -10,7 +10,7 @@ class VrelReadBootMedia : public VrelTableCommand<VrelReadBootMedia>
 public:
     static constexpr char const* kCommandId = "readbootmedia";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelReadBootMedia> parameters();

@@ -16,18 +16,15 @@ ParameterTable<VrelReadToken> VrelReadToken::parameters()
 {
     using Self = VrelReadToken;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"path", ParameterType::File, ParameterRule::RejectEmpty | ParameterRule::CopyLast},
-         &Self::m_targetPath},
-        {{"slot", ParameterType::UInt8}, &Self::m_slot},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"path", "file", ParameterRule::RejectEmpty | ParameterRule::CopyLast}, &Self::m_targetPath},
+        {{"slot", "uint8_t"}, &Self::m_slot},
     };
     return kRows;
 }
 
-bool VrelReadToken::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelReadToken::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("READ TOKEN", api, log)
         .carryOut(&IVrelAPI::readToken, m_fwModulePath, m_targetPath, m_slot, serial);

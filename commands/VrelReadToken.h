@@ -10,7 +10,7 @@ class VrelReadToken : public VrelTableCommand<VrelReadToken>
 public:
     static constexpr char const* kCommandId = "readtoken";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelReadToken> parameters();

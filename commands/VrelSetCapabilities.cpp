@@ -15,16 +15,14 @@ ParameterTable<VrelSetCapabilities> VrelSetCapabilities::parameters()
 {
     using Self = VrelSetCapabilities;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"capabilities", ParameterType::File}, &Self::m_capabilitiesPath},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"capabilities", "file"}, &Self::m_capabilitiesPath},
     };
     return kRows;
 }
 
-bool VrelSetCapabilities::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelSetCapabilities::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("Set Capabilities", api, log)
         .carryOut(&IVrelAPI::setCapabilities, m_fwModulePath, m_capabilitiesPath, serial);

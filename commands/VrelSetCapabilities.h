@@ -10,7 +10,7 @@ class VrelSetCapabilities : public VrelTableCommand<VrelSetCapabilities>
 public:
     static constexpr char const* kCommandId = "setcapabilities";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelSetCapabilities> parameters();

@@ -15,16 +15,15 @@ ParameterTable<VrelSetDeviceLifecycleStage> VrelSetDeviceLifecycleStage::paramet
 {
     using Self = VrelSetDeviceLifecycleStage;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"token", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_tokenPath},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"token", "file", ParameterRule::RejectEmpty}, &Self::m_tokenPath},
     };
     return kRows;
 }
 
-bool VrelSetDeviceLifecycleStage::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelSetDeviceLifecycleStage::carryOut(VrelApiManager const& api, QString const& serial,
+                                           LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("SET DEVICE LIFECYCLE STAGE", api, log)
         .carryOut(&IVrelAPI::setDeviceLifecycleStage, m_fwModulePath, m_tokenPath, serial);

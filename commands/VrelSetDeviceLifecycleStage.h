@@ -13,7 +13,7 @@ class VrelSetDeviceLifecycleStage : public VrelTableCommand<VrelSetDeviceLifecyc
 public:
     static constexpr char const* kCommandId = "setdevicelifecyclestage";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelSetDeviceLifecycleStage> parameters();

@@ -14,15 +14,13 @@ ParameterTable<VrelStartOver> VrelStartOver::parameters()
 {
     using Self = VrelStartOver;
     static constexpr Parameter<Self> kRows[] = {
-        {{"flags", ParameterType::UInt32}, &Self::m_flags},
+        {{"flags", "uint32_t"}, &Self::m_flags},
     };
     return kRows;
 }
 
-bool VrelStartOver::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelStartOver::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     std::uint32_t flags = m_flags;
     std::uint32_t operation = 0;
     std::uint32_t operationContext = 0;

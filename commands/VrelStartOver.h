@@ -10,7 +10,7 @@ class VrelStartOver : public VrelTableCommand<VrelStartOver>
 public:
     static constexpr char const* kCommandId = "startover";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelStartOver> parameters();

@@ -10,12 +10,15 @@ namespace VrelUtilsCommand {
  * - `kCommandId`: its name;
  * - `getUsage()`: its usage text;
  * - `parameters()`: the table of its parameters, from which everything about them follows;
- * - `run`: its course. The values after construction are the defaults of optional parameters.
+ * - `carryOut`: its course, once parameters are accepted and, unless it sets `kNeedsApi` to false, there is
+ * an API object. The values after construction are the defaults of optional parameters.
  */
 template <typename T>
 class VrelTableCommand : public VrelCommand
 {
 public:
+    static constexpr bool kNeedsApi = true;
+
     bool parseArguments(JsonObject const& params, LogHandler& log) override
     {
         T parsed;
@@ -31,6 +34,11 @@ public:
             m_valid = true;
         }
         return accepted;
+    }
+
+    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override
+    {
+        return isValid() && (api || !T::kNeedsApi) && static_cast<T const&>(*this).carryOut(api, serial, log);
     }
 
     QString getCommandId() const override { return QLatin1String(T::kCommandId); }
@@ -51,8 +59,12 @@ public:
     static JsonObject getParameterTypes()
     {
         JsonObject types;
-        for (Parameter<T> const& parameter : T::parameters())
-            storeParameterType(parameter.rule, types);
+        for (Parameter<T> const& parameter : T::parameters()) {
+            if (std::holds_alternative<DeviceType T::*>(parameter.field))
+                types.setValue(parameter.rule.keyText(), deviceTypeNames());
+            else
+                types.setValue(parameter.rule.keyText(), parameter.rule.type);
+        }
         return types;
     }
 

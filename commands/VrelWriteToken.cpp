@@ -16,17 +16,15 @@ ParameterTable<VrelWriteToken> VrelWriteToken::parameters()
 {
     using Self = VrelWriteToken;
     static constexpr Parameter<Self> kRows[] = {
-        {{"fw_rux", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
-        {{"token", ParameterType::File, ParameterRule::RejectEmpty}, &Self::m_tokenPath},
-        {{"slot", ParameterType::UInt8}, &Self::m_slot},
+        {{"fw_rux", "file", ParameterRule::RejectEmpty}, &Self::m_fwModulePath},
+        {{"token", "file", ParameterRule::RejectEmpty}, &Self::m_tokenPath},
+        {{"slot", "uint8_t"}, &Self::m_slot},
     };
     return kRows;
 }
 
-bool VrelWriteToken::run(VrelApiManager api, QString const& serial, LogHandler& log) const
+bool VrelWriteToken::carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const
 {
-    if (!canRun(api))
-        return false;
     logModuleVersion(m_fwModulePath, log);
     return Procedure("WRITE TOKEN", api, log)
         .carryOut(&IVrelAPI::writeToken, m_fwModulePath, m_tokenPath, m_slot, serial);

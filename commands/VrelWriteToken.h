@@ -10,7 +10,7 @@ class VrelWriteToken : public VrelTableCommand<VrelWriteToken>
 public:
     static constexpr char const* kCommandId = "writetoken";
 
-    bool run(VrelApiManager api, QString const& serial, LogHandler& log) const override;
+    bool carryOut(VrelApiManager const& api, QString const& serial, LogHandler& log) const;
 
     static QString getUsage();
     static ParameterTable<VrelWriteToken> parameters();

@@ -63,6 +63,8 @@ public:
         put(' ');
     }
 
+    QChar const* cursor() const { return m_cursor; }
+
 private:
     QChar* m_cursor;
 };
@@ -114,6 +116,7 @@ void rawDump(unsigned char const* data, unsigned int length, bool reverse, bool 
         else
             column = column + 1 == perLine ? 0 : column + 1;
     }
+    Q_ASSERT(writer.cursor() == out.constEnd());
 }
 
 } // namespace VrelUtilsCommand

@@ -1,47 +1,83 @@
 #include "commands/support/VrelFileBytes.h"
 
 #include <QDeadlineTimer>
-#include <QThread>
 
-#include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace VrelUtilsCommand {
 
 namespace {
 
-/** Closes a descriptor at the end of its scope; a negative one is none. */
-class Descriptor
+/** A file that is read; closed at the end of its scope. */
+class File
 {
 public:
-    explicit Descriptor(int number)
-        : m_number(number)
+    /**
+     * Named in UTF-8 as towards the vendor API, so that both mean the same file in every locale. Not
+     * blocking, so that a pipe without a writer does not hold everything up.
+     */
+    explicit File(QByteArray const& path)
+        : m_number(static_cast<int>(
+              TEMP_FAILURE_RETRY(::open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))))
     {
     }
-    ~Descriptor()
+    ~File()
     {
         if (m_number >= 0)
             static_cast<void>(::close(m_number));
     }
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
+    File(File const&) = delete;
+    File& operator=(File const&) = delete;
 
-    int get() const { return m_number; }
+    bool isPipe() const
+    {
+        struct stat status = {};
+        return ::fstat(m_number, &status) == 0 && S_ISFIFO(status.st_mode);
+    }
+
+    ssize_t read(unsigned char* bytes, std::size_t size) const
+    {
+        return TEMP_FAILURE_RETRY(::read(m_number, bytes, size));
+    }
+
+    ssize_t readAt(std::size_t offset, unsigned char* bytes, std::size_t size) const
+    {
+        return TEMP_FAILURE_RETRY(::pread(m_number, bytes, size, static_cast<off_t>(offset)));
+    }
+
+    /** Waits for bytes for a while. @return false when the last writer has closed a pipe that is empty */
+    bool wait() const
+    {
+        constexpr int kInterval = 10; // milliseconds: a writer that opens a pipe wakes nobody
+        pollfd state = {m_number, POLLIN, 0};
+        return ::poll(&state, 1, kInterval) <= 0 || (state.revents & POLLIN) != 0;
+    }
 
 private:
     int const m_number;
 };
 
-std::size_t readAt(int file, std::size_t offset, unsigned char* bytes, std::size_t size)
+bool isRegular(QByteArray const& path)
 {
+    struct stat status = {};
+    return ::stat(path.constData(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+} // namespace
+
+std::size_t readFileBytes(QString const& path, std::size_t offset, unsigned char* bytes, std::size_t size)
+{
+    QByteArray const name = path.toUtf8();
+    if (!isRegular(name))
+        return 0;
+    File const file(name);
     std::size_t count = 0;
     while (count < size) {
-        ssize_t const part = TEMP_FAILURE_RETRY(
-            ::pread(file, bytes + count, size - count, static_cast<off_t>(offset + count)));
+        ssize_t const part = file.readAt(offset + count, bytes + count, size - count);
         if (part <= 0)
             break;
         count += static_cast<std::size_t>(part);
@@ -49,59 +85,27 @@ std::size_t readAt(int file, std::size_t offset, unsigned char* bytes, std::size
     return count;
 }
 
-/** Whether a pipe will never hold more than it does now. One that never had a writer does not tell. */
-bool isAbandoned(int pipe)
+bool readFirstBytes(QString const& path, unsigned char* bytes, std::size_t size)
 {
-    pollfd state = {pipe, POLLIN, 0};
-    return ::poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
-}
-
-/** Copies the first bytes that a pipe holds, and keeps; returns how many, or nothing above 0 for none. */
-ssize_t peek(int pipe, std::vector<unsigned char>& bytes)
-{
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        return -1;
-    Descriptor const out(ends[0]);
-    Descriptor const in(ends[1]);
-    ssize_t const copied = ::tee(pipe, in.get(), bytes.size(), SPLICE_F_NONBLOCK);
-    return copied <= 0 ? copied : ::read(out.get(), bytes.data(), bytes.size());
-}
-
-std::size_t readPipe(int pipe, std::size_t offset, unsigned char* bytes, std::size_t size)
-{
-    constexpr int kWait = 5000;             // milliseconds
-    constexpr unsigned long kInterval = 10; // a pipe tells when it holds something, not when it holds enough
-
-    QDeadlineTimer const deadline(kWait);
-    std::vector<unsigned char> held(offset + size);
-    for (;;) {
-        bool const isLast = isAbandoned(pipe) || deadline.hasExpired(); // before the look: it misses nothing
-        ssize_t const count = peek(pipe, held);
-        if (count < static_cast<ssize_t>(held.size()) && !isLast) {
-            QThread::msleep(kInterval);
-            continue;
-        }
-        held.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-        std::size_t const found = held.size() - std::min(held.size(), offset);
-        std::copy_n(held.end() - static_cast<std::ptrdiff_t>(found), found, bytes);
-        return found;
+    constexpr int kWait = 5000; // milliseconds
+    File const file(path.toUtf8());
+    bool const isPipe = file.isPipe();
+    QDeadlineTimer deadline(kWait);
+    std::size_t count = 0;
+    while (count < size) {
+        ssize_t const part = file.read(bytes + count, size - count);
+        if (!isPipe ? part <= 0 : part < 0 && errno != EAGAIN)
+            break;
+        if (part != 0) // somebody has it open
+            deadline = QDeadlineTimer(QDeadlineTimer::Forever);
+        if (part > 0)
+            count += static_cast<std::size_t>(part);
+        else if (deadline.hasExpired())
+            return false;
+        else if (!file.wait())
+            break;
     }
-}
-
-} // namespace
-
-std::size_t readFileBytes(QString const& path, std::size_t offset, unsigned char* bytes, std::size_t size)
-{
-    // Named in UTF-8 as towards the vendor API, so that both mean the same file in every locale. Not
-    // blocking, so that a pipe without a writer does not hold everything up.
-    Descriptor const file(static_cast<int>(
-        TEMP_FAILURE_RETRY(::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))));
-    struct stat status = {};
-    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
-        return 0;
-    return S_ISFIFO(status.st_mode) ? readPipe(file.get(), offset, bytes, size)
-                                    : readAt(file.get(), offset, bytes, size);
+    return true;
 }
 
 } // namespace VrelUtilsCommand

@@ -32,7 +32,10 @@ void vrelLogCallback(unsigned long level, char const* text, void* context)
     if (context == nullptr || isTransferMessage(text))
         return;
     Logger::LogLevel const mapped = level < std::size(kLevels) ? kLevels[level] : kRawLevel;
-    static_cast<LogHandler*>(context)->logMessage(mapped, text);
+    try {
+        static_cast<LogHandler*>(context)->logMessage(mapped, text);
+    } catch (...) { // the caller is the vendor's, which need not know of exceptions: better a line less
+    }
 }
 
 } // namespace VrelUtilsCommand

@@ -117,15 +117,6 @@ void storeParameter(ParameterRule const& rule, DeviceType value, JsonObject& par
     params.setValue<DeviceType>(rule.keyText(), getDeviceTypeToStringMap(), value);
 }
 
-void storeParameterType(ParameterRule const& rule, JsonObject& types)
-{
-    static constexpr char const* kWords[] = {"file", "[file]", "uint8_t", "uint32_t", "[uint32_t]"};
-    if (rule.type == ParameterType::DeviceName)
-        types.setValue(rule.keyText(), deviceTypeNames());
-    else
-        types.setValue(rule.keyText(), kWords[static_cast<int>(rule.type)]);
-}
-
 QStringList deviceTypeNames()
 {
     QStringList names;

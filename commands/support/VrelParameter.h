@@ -11,16 +11,8 @@
 
 namespace VrelUtilsCommand {
 
-/** What a command tells the host about a parameter's type. */
-enum class ParameterType
-{
-    File,           ///< "file": path of a file
-    OptionalFile,   ///< "[file]"
-    UInt8,          ///< "uint8_t"
-    UInt32,         ///< "uint32_t"
-    OptionalUInt32, ///< "[uint32_t]"
-    DeviceName      ///< the list of device type names
-};
+/** In place of a type word: hosts are told the list of device type names. */
+constexpr char const* kDeviceNames = nullptr;
 
 /** The rules of one parameter, whatever it is stored in. */
 struct ParameterRule
@@ -34,8 +26,8 @@ struct ParameterRule
         CopyLast = 1U << 3U     ///< copied from a request after all the others
     };
 
-    char const* key;    ///< JSON name
-    ParameterType type; ///< as told to the host; how it is read follows from its field
+    char const* key;  ///< JSON name
+    char const* type; ///< as told to hosts, in brackets when optional; how it is read follows from its field
     unsigned flags = Required;
 
     bool has(Flag flag) const { return (flags & flag) != 0; }
@@ -96,9 +88,6 @@ void storeParameter(ParameterRule const& rule, QString const& value, JsonObject&
 void storeParameter(ParameterRule const& rule, unsigned char value, JsonObject& params);
 void storeParameter(ParameterRule const& rule, unsigned int value, JsonObject& params);
 void storeParameter(ParameterRule const& rule, DeviceType value, JsonObject& params);
-
-/** Puts a parameter's type word, or its list of accepted names, into `types` under its JSON name. */
-void storeParameterType(ParameterRule const& rule, JsonObject& types);
 
 /** The accepted device type names, in their order. */
 QStringList deviceTypeNames();

@@ -23,6 +23,11 @@ void logStorageDevice(DeviceType type, unsigned char index, LogHandler& log)
     logProgress(log, "Device index: ", QString::number(index));
 }
 
+QString paddedHex(std::uint32_t number)
+{
+    return QStringLiteral("%1").arg(number, 8, 16, QLatin1Char('0'));
+}
+
 Procedure::Procedure(char const* name, VrelApiManager const& api, LogHandler& log)
     : m_name(QLatin1String(name))
     , m_api(api)

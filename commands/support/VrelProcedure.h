@@ -21,6 +21,16 @@ void logModuleVersion(QString const& modulePath, LogHandler& log);
 /** Logs which storage device a command works on. */
 void logStorageDevice(DeviceType type, unsigned char index, LogHandler& log);
 
+/** Eight lower-case hexadecimal digits. */
+QString paddedHex(std::uint32_t number);
+
+/** Two lower-case hexadecimal digits a byte, in memory order. */
+template <std::size_t Size>
+QString hexDigits(std::uint8_t const (&bytes)[Size])
+{
+    return QString::fromLatin1(QByteArray(reinterpret_cast<char const*>(bytes), Size).toHex());
+}
+
 /** One vendor API operation of a command, from its start line to its success or error line. */
 class Procedure
 {

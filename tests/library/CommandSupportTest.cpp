@@ -10,6 +10,8 @@
 #include <QTextCodec>
 
 #include <fstream>
+#include <stdexcept>
+#include <sys/stat.h>
 
 namespace {
 
@@ -51,6 +53,14 @@ TEST_F(LogCallbackTest, DropsTransfersAndTakesAnyOtherText)
     EXPECT_EQ(linesOf(2, "\xFF\xC3"), Lines{"3 \xEF\xBF\xBD\xEF\xBF\xBD"});
 }
 
+TEST_F(LogCallbackTest, ThrowsNothingThroughTheVendorsFrames)
+{
+    LogSink const previous = setLogSink([](LogLine const& /*line*/) { throw std::runtime_error("full"); });
+    LogHandler log;
+    EXPECT_NO_THROW(vrelLogCallback(2, "a", &log));
+    setLogSink(previous);
+}
+
 /** Of files that are named in UTF-8 in every locale, as a vendor library has their paths, and closed again.
  */
 TEST(RuxModuleTest, VersionIsTheTwoBytesAtOffset130InFileOrder)
@@ -73,7 +83,9 @@ TEST(RuxModuleTest, VersionIsTheTwoBytesAtOffset130InFileOrder)
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-15"));
     QTemporaryDir const directory;
     QString const name = directory.path() + QStringLiteral("/mod\u00FCl.bin");
-    for (QString const& absent : {name, directory.path(), QString()})
+    QString const pipe = directory.path() + QStringLiteral("/pipe");
+    ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    for (QString const& absent : {name, directory.path(), QString(), pipe, QStringLiteral("/dev/zero")})
         EXPECT_EQ(getRuxModuleVersion(absent), QStringLiteral("Unknown"));
     for (auto const& [content, expected] : cases) {
         std::ofstream(name.toStdString(), std::ios::binary) << content;
