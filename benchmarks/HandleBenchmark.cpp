@@ -1,10 +1,11 @@
 #include "benchmarks/SilentVendor.h"
-#include "plugin/VrelApiManagerPrivate.h"
 #include "plugin/VrelManager.h"
 
 #include <benchmark/benchmark.h>
 
 #include <QMutex>
+
+#include <memory>
 
 namespace {
 
@@ -33,7 +34,12 @@ void fetchAndDropHandle(benchmark::State& state)
 /** As large as what a new handle allocates. */
 struct HandleState
 {
-    unsigned char bytes[sizeof(VrelApiManagerPrivate)];
+    void* api;
+    void* manager;
+    void (VrelManager::*releaseCallback)();
+    int refCount;
+    QMutex mutex;
+    std::shared_ptr<int> life;
 };
 
 void lockThriceAndAllocate(benchmark::State& state)

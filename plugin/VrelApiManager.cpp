@@ -1,11 +1,11 @@
 #include "plugin/VrelApiManager.h"
 
 #include "external/IVrelAPI.h"
-#include "plugin/VrelApiManagerPrivate.h"
-#include "plugin/VrelBoundedText.h"
 #include "plugin/VrelErrorText.h"
+#include "plugin/VrelManager.h"
+#include "plugin/VrelManagerLife.h"
+#include "plugin/VrelMutexLocker.h"
 
-#include <algorithm>
 #include <charconv>
 #include <iterator>
 
@@ -13,10 +13,20 @@ namespace {
 
 constexpr int kByteDigits = 3; ///< of the decimal text of a byte, at most
 
-/** A count of the vendor library's, bounded by what the record holds. */
-std::size_t boundedCount(std::int32_t count, std::size_t capacity)
+/** What a list says that its record cannot hold; null when all is well. */
+QString listFault(VrelDeviceList const& list)
 {
-    return count < 0 ? 0 : std::min(static_cast<std::size_t>(count), capacity);
+    if (list.count > std::size(list.names))
+        return QStringLiteral("The vendor API lists %1 devices, of at most %2")
+            .arg(QString::number(list.count), QString::number(std::size(list.names)));
+    for (std::size_t i = 0; i < list.count; ++i) {
+        std::int32_t const ports = list.locations[i].portCount;
+        constexpr auto kMostPorts = static_cast<std::int32_t>(sizeof list.locations[i].ports);
+        if (ports < 0 || ports > kMostPorts)
+            return QStringLiteral("The vendor API lists a device behind %1 ports, of at most %2")
+                .arg(QString::number(ports), QString::number(kMostPorts));
+    }
+    return QString();
 }
 
 /** Writes a number into a buffer with room for it; returns the end of what it wrote. */
@@ -29,8 +39,7 @@ QString locationText(VrelDeviceLocation const& location)
 {
     char text[(kByteDigits + 1) * (1 + sizeof location.ports)]; // a separator for each number
     char* end = writeNumber(text, location.bus);
-    std::size_t const portCount = boundedCount(location.portCount, std::size(location.ports));
-    for (std::size_t i = 0; i < portCount; ++i) {
+    for (std::int32_t i = 0; i < location.portCount; ++i) {
         *end++ = i == 0 ? '-' : '.';
         end = writeNumber(end, location.ports[i]);
     }
@@ -38,6 +47,62 @@ QString locationText(VrelDeviceLocation const& location)
 }
 
 } // namespace
+
+/**
+ * The state that all copies of one handle share; made on the heap, frees itself with its last user.
+ *
+ * Lock order: a state's mutex, that of its manager's life, the manager's.
+ */
+class VrelApiManagerPrivate
+{
+public:
+    VrelApiManagerPrivate(IVrelAPI* vendorApi, VrelManager* issuer, void (VrelManager::*callback)())
+        : api(vendorApi)
+        , manager(issuer)
+        , releaseCallback(callback)
+        , life(issuer != nullptr && callback != nullptr ? issuer->life : nullptr)
+    {
+    }
+    VrelApiManagerPrivate(VrelApiManagerPrivate const&) = delete;
+    VrelApiManagerPrivate& operator=(VrelApiManagerPrivate const&) = delete;
+
+    void acquire()
+    {
+        VrelMutexLocker const lock(mutex);
+        ++refCount;
+    }
+
+    /** Drops one user; with the last one reports to the manager, unless that is gone, and frees the state. */
+    void release()
+    {
+        vrelLock(mutex);
+        if (--refCount == 0)
+            delete this;
+        else
+            vrelUnlock(mutex);
+    }
+
+    IVrelAPI* object() const { return api; }
+
+private:
+    /** Entered with the mutex locked. */
+    ~VrelApiManagerPrivate()
+    {
+        if (life) {
+            VrelMutexLocker const lock(life->mutex);
+            if (!life->isOver)
+                (manager->*releaseCallback)();
+        }
+        vrelUnlock(mutex);
+    }
+
+    IVrelAPI* const api;
+    VrelManager* const manager;
+    void (VrelManager::*const releaseCallback)();
+    int refCount = 1;                            ///< handles sharing this state
+    QMutex mutex;                                ///< guards refCount; held over the report to the manager
+    std::shared_ptr<VrelManagerLife> const life; ///< null where nobody is to be called
+};
 
 VrelApiManager::VrelApiManager()
     : VrelApiManager(nullptr, nullptr, nullptr)
@@ -111,9 +176,13 @@ int VrelApiManager::getDeviceList(std::map<QString, QString>& devices, QString& 
         error = errorText.text();
         return result;
     }
-    std::size_t const count = boundedCount(static_cast<std::int32_t>(list.count), std::size(list.names));
-    for (std::size_t i = 0; i < count; ++i)
-        devices.emplace(locationText(list.locations[i]), vrelBoundedText(list.names[i]));
+    QString const fault = listFault(list);
+    if (!fault.isNull()) {
+        error = fault;
+        return kBadDeviceList;
+    }
+    for (std::size_t i = 0; i < list.count; ++i)
+        devices.emplace(locationText(list.locations[i]), VrelErrorText::bounded(list.names[i]));
     return result;
 }
 

@@ -20,6 +20,8 @@ class VrelManager;
 class VREL_EXPORT VrelApiManager
 {
 public:
+    static constexpr int kBadDeviceList = -2;
+
     /** A handle without an API object and without a manager. */
     VrelApiManager();
 
@@ -44,8 +46,10 @@ public:
      *
      * @param devices USB location (for example "1-4.2") → serial number; of two devices at one location the
      *        first. Empty after a failure.
-     * @param error the API's error text when its operation failed, otherwise unchanged
-     * @return 0; -1 without an API object; otherwise the API operation's own result
+     * @param error the API's error text when its operation failed, or what is wrong with its list; otherwise
+     *        unchanged
+     * @return 0; -1 without an API object; kBadDeviceList for a list of more devices or ports than its record
+     *         holds; otherwise the API operation's own result
      */
     int getDeviceList(std::map<QString, QString>& devices, QString& error);
 

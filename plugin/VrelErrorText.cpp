@@ -1,10 +1,8 @@
 #include "plugin/VrelErrorText.h"
 
-#include "plugin/VrelBoundedText.h"
-
 QString VrelErrorText::text() const
 {
-    return vrelBoundedText(m_text);
+    return bounded(m_text);
 }
 
 QString VrelErrorText::orReplacement(QString const& text)

@@ -20,7 +20,7 @@ QString versionText(VrelApiVersionRecord const& record)
 } // namespace
 
 VrelManager::VrelManager()
-    : life(new VrelManagerLife)
+    : life(std::make_shared<VrelManagerLife>())
 {
     logHandler().setPrefix(QStringLiteral("Vrel Manager"));
     logHandler().setName(QStringLiteral("Vrel Manager"));
@@ -28,7 +28,10 @@ VrelManager::VrelManager()
 
 VrelManager::~VrelManager()
 {
-    life->end(); // from here on, handles that are dropped call nobody
+    {
+        VrelMutexLocker const end(life->mutex);
+        life->isOver = true; // from here on, handles that are dropped call nobody
+    }
     VrelMutexLocker const lock(mutex);
     if (useCount != 0 || api != nullptr)
         logHandler().logMessage(kWarningLevel, "Vrel Manager deleted while in use");
@@ -42,12 +45,22 @@ VrelApiManager VrelManager::fetchApi()
     if (api == nullptr)
         api = api_acquire();
     ++useCount;
-    return VrelApiManager(api, this, &VrelManager::release);
+    try {
+        return VrelApiManager(api, this, &VrelManager::release);
+    } catch (...) { // there is no memory for it
+        dropUser();
+        throw;
+    }
 }
 
 void VrelManager::release()
 {
     VrelMutexLocker const lock(mutex);
+    dropUser();
+}
+
+void VrelManager::dropUser()
+{
     --useCount;
     if (useCount == 0) {
         api_release();

@@ -5,11 +5,36 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
-#include <functional>
+#include <dlfcn.h>
 #include <memory>
+#include <new>
 #include <thread>
+
+namespace {
+
+thread_local bool t_hasMemory = true;
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    void* const memory = t_hasMemory ? std::malloc(size) : nullptr;
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
 
 namespace {
 
@@ -58,6 +83,13 @@ TEST_F(ManagerTest, HandleWithoutApiTestsFalseAndEachFetchTriesAgain)
     EXPECT_TRUE(second);
     EXPECT_FALSE(first);
     EXPECT_EQ(m_vendor.acquired, 2);
+
+    m_vendor.isThere = false;
+    auto other = std::make_unique<VrelManager>();
+    VrelApiManager const stale = other->fetchApi();
+    other.reset();
+    EXPECT_EQ(m_log.lines(), Lines{"2 Vrel Manager deleted while in use"})
+        << "by a handle, though without API";
 }
 
 /** Nor does a handle that comes late count against another manager at the same address. */
@@ -93,6 +125,10 @@ TEST_F(ManagerTest, AssignmentMovesBetweenStatesAndIgnoresItself)
     EXPECT_EQ(m_vendor.released, 0);
     a = b;
     EXPECT_EQ(m_vendor.released, 1);
+    VrelApiManager alone = first.fetchApi();
+    alone = *&alone;
+    EXPECT_TRUE(alone);
+    EXPECT_EQ(m_vendor.released, 1);
 }
 
 TEST_F(ManagerTest, HandlesAndManagersFromManyThreads)
@@ -118,46 +154,59 @@ TEST_F(ManagerTest, HandlesAndManagersFromManyThreads)
     }
 }
 
-/** A manager whose handles do something else when they go. */
-class OtherManager : public VrelManager
+/** A manager whose handles go slowly. */
+class SlowManager : public VrelManager
 {
 public:
-    explicit OtherManager(std::function<void()> onRelease)
-        : m_onRelease(std::move(onRelease))
-    {
-    }
-
     VrelApiManager handle()
     {
-        return VrelApiManager(nullptr, this,
-                              static_cast<void (VrelManager::*)()>(&OtherManager::releaseHandle));
+        return VrelApiManager(nullptr, this, static_cast<void (VrelManager::*)()>(&SlowManager::drop));
     }
 
-private:
-    void releaseHandle() { m_onRelease(); }
+    static inline std::atomic<int> s_stage{0}; ///< of the drop: begun, done
 
-    std::function<void()> const m_onRelease;
+private:
+    void drop()
+    {
+        s_stage = 1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        s_stage = 2;
+    }
 };
 
-// Fails by a time-out: whatever was held over the callback would be waited for.
-TEST_F(ManagerTest, ReleaseCallbackMayDropAnotherHandleOrTheManager)
+TEST_F(ManagerTest, ItsEndWaitsForADropOnAnotherThread)
 {
-    std::unique_ptr<VrelApiManager> other;
-    std::unique_ptr<OtherManager> manager;
-    int calls = 0;
-    manager = std::make_unique<OtherManager>([&] {
-        if (++calls == 1)
-            other.reset();
-        else
-            manager.reset();
-    });
-    other = std::make_unique<VrelApiManager>(manager->handle());
-    VrelApiManager late = manager->handle();
-    VrelApiManager(manager->handle());
-    EXPECT_EQ(calls, 2);
-    EXPECT_EQ(manager, nullptr);
-    late = VrelApiManager();
-    EXPECT_EQ(calls, 2) << "a dead manager was called";
+    auto manager = std::make_unique<SlowManager>();
+    std::thread dropper(
+        [handle = std::make_unique<VrelApiManager>(manager->handle())]() mutable { handle.reset(); });
+    while (SlowManager::s_stage == 0)
+        std::this_thread::yield();
+    manager.reset();
+    EXPECT_EQ(SlowManager::s_stage, 2);
+    dropper.join();
+}
+
+TEST_F(ManagerTest, WantOfMemoryLeavesNothingHeld)
+{
+    VrelManager manager;
+    t_hasMemory = false;
+    EXPECT_THROW(manager.fetchApi(), std::bad_alloc);
+    t_hasMemory = true;
+    EXPECT_EQ(m_vendor.acquired, 1);
+    EXPECT_EQ(m_vendor.released, 1);
+}
+
+/** Without its code, too: what a host keeps lies there. */
+TEST(LibraryTest, ResultsOutliveIt)
+{
+    void* const library = ::dlopen(VREL_LIBRARY, RTLD_NOW);
+    ASSERT_NE(library, nullptr) << ::dlerror();
+    auto const getVersion =
+        reinterpret_cast<char const* (*) ()>(::dlsym(library, "VrelManagerLib_getVersion"));
+    char const* const version = getVersion();
+    ASSERT_NE(version, VrelManagerLib_getVersion());
+    ::dlclose(library);
+    EXPECT_STREQ(version, "1.0.0.0");
 }
 
 TEST_F(ManagerTest, HandleWithoutCallbackNeverLooksIntoItsManager)
@@ -229,21 +278,27 @@ TEST_F(DeviceListTest, MapsLocationsToSerials)
     EXPECT_EQ(m_vendor.calls, std::vector<std::string>(2, "listDevices"));
 }
 
-TEST_F(DeviceListTest, BoundsWhatTheVendorLibraryClaims)
+TEST_F(DeviceListTest, RefusesMoreThanItsRecordHolds)
 {
     for (int i = 0; i < 24; ++i)
         m_vendor.addDevice("1-4." + std::to_string(i), std::string(128, 'n'));
-    m_vendor.devices.locations[0].portCount = INT_MIN;
-    m_vendor.devices.locations[1].portCount = INT_MAX;
-    std::pair<std::uint32_t, std::size_t> const counts[] = {
-        {0, 0}, {23, 23}, {25, 24}, {INT_MAX, 24}, {0x80000000U, 0}, {0xFFFFFFFFU, 0}};
-    for (auto const& [count, listed] : counts) {
+    EXPECT_EQ(list().rfind("1-4.0=" + std::string(128, 'n') + " 1-4.1=", 0), 0U);
+    EXPECT_EQ(m_devices.size(), 24U);
+    for (std::uint32_t const count : {25U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         m_vendor.devices.count = count;
-        std::string const text = list();
-        EXPECT_EQ(m_devices.size(), listed) << count;
-        std::string const start = "1=" + std::string(128, 'n') + " 1-4.1.0.0.0.0.0=";
-        EXPECT_EQ(text.rfind(start, 0), listed == 0 ? std::string::npos : 0U) << text;
+        EXPECT_EQ(list(), "-2") << count;
+        EXPECT_EQ(m_error.toStdString(),
+                  "The vendor API lists " + std::to_string(count) + " devices, of at most 24");
     }
+    m_vendor.devices.count = 24;
+    for (std::int32_t const ports : {8, -1, INT_MIN, INT_MAX}) {
+        m_vendor.devices.locations[23].portCount = ports;
+        EXPECT_EQ(list(), "-2") << ports;
+        EXPECT_EQ(m_error.toStdString(),
+                  "The vendor API lists a device behind " + std::to_string(ports) + " ports, of at most 7");
+    }
+    m_vendor.devices.count = 23;
+    EXPECT_EQ(list().substr(0, 2), "1-") << "what is not listed does not count";
 }
 
 TEST_F(DeviceListTest, FailuresEmptyTheMapAndKeepTheCode)
