@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <optional>
+
 using VrelUtilsCommand::VrelCommand;
 
 namespace {
@@ -21,6 +23,26 @@ bool isExecutableFile(QString const& path)
 {
     QFileInfo const info(path);
     return info.isFile() && info.isExecutable();
+}
+
+/** A NUL would end it early, and so name another device. */
+bool isSerial(QString const& serial, LogHandler const& log)
+{
+    if (!serial.contains(QChar(0)))
+        return true;
+    log.logMessage(kErrorLevel, "Invalid serial number: it has a NUL");
+    return false;
+}
+
+/** A text that Qt passes to a process as UTF-8: it encodes by a codec that any host may set. */
+std::optional<QString> passedAsUtf8(QString const& text)
+{
+    QByteArray const utf8 = text.toUtf8();
+    for (QString const& candidate : {text, QString::fromLocal8Bit(utf8)}) {
+        if (candidate.toLocal8Bit() == utf8)
+            return candidate;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -100,7 +122,7 @@ JsonObject VrelFlashUtils::getParameterTypes(JsonObject const& json)
 // NOLINTNEXTLINE(performance-unnecessary-value-param): a run holds a handle of its own
 bool VrelFlashUtils::run(VrelApiManager api, QString const& serial, LogHandler& log)
 {
-    if (!command || !api)
+    if (!command || !api || !isSerial(serial, log))
         return false;
     log.logMessage(kTraceLevel, QStringLiteral("Running command '") + command->getCommandId() +
                                     QStringLiteral("' on ") + serial.toUpper());
@@ -111,7 +133,7 @@ bool VrelFlashUtils::run(QString const& exe, QString const& serial, LogHandler& 
                          unsigned long long timeout)
 {
     QProcess process;
-    DefaultExeRunner runner;
+    DefaultExeRunner runner(log);
     commonRun(process, exe, serial, log, runner, timeout);
     return runner.success;
 }
@@ -119,7 +141,7 @@ bool VrelFlashUtils::run(QString const& exe, QString const& serial, LogHandler& 
 void VrelFlashUtils::commonRun(QProcess& process, QString const& exe, QString const& serial, LogHandler& log,
                                ExeRunner& runner, unsigned long long timeout)
 {
-    if (!command || !isExecutableFile(exe) || !command->isValid())
+    if (!command || !isExecutableFile(exe) || !command->isValid() || !isSerial(serial, log))
         return;
     QStringList const args = exeArguments(serial);
     LogConsoleHandler const console(process);
@@ -142,9 +164,26 @@ VrelFlashUtils::ExeRunner::ExeRunner() = default;
 
 VrelFlashUtils::ExeRunner::~ExeRunner() = default;
 
+VrelFlashUtils::DefaultExeRunner::DefaultExeRunner(LogHandler const& log)
+    : m_log(log)
+{
+}
+
 void VrelFlashUtils::DefaultExeRunner::run(QProcess& process, QString const& exe, QStringList const& args,
                                            unsigned long long timeout)
 {
-    process.start(exe, args, QIODevice::ReadWrite);
-    success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
+    QStringList passed;
+    for (QString const& argument : args) {
+        auto const text = passedAsUtf8(argument);
+        if (!text) {
+            m_log.logMessage(kErrorLevel,
+                             QStringLiteral("Cannot pass '%1' to the downloader: the host's codec for the "
+                                            "locale cannot express it in UTF-8")
+                                 .arg(argument));
+            return;
+        }
+        passed << *text;
+    }
+    process.start(exe, passed, QIODevice::ReadWrite);
+    success = VrelProcessWait::waitForExit(process, timeout, m_log) == 0;
 }

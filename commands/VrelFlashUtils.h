@@ -69,15 +69,20 @@ public:
 
     /**
      * Carries the command out through the vendor API.
-     * @param serial the device; handed to the vendor API unchanged
+     * @param serial the device; handed to the vendor API unchanged. One with a NUL is refused at level 1.
      * @return whether it succeeded; false, with nothing logged, without a command or an API object
      */
     bool run(VrelApiManager api, QString const& serial, LogHandler& log);
 
     /**
      * Carries the command out by running the downloader executable.
+     *
+     * Its exit status has to reach this process: a host neither ignores SIGCHLD (nor leaves it ignored as its
+     * starter did) nor waits for all its children (`waitpid(-1, …)`) meanwhile. Where the status is lost the
+     * run has failed, which is logged at level 1.
+     *
      * @param exe path of the downloader; one that is not an executable file yields false, with nothing logged
-     * @param serial the device; not passed on when empty
+     * @param serial the device; not passed on when empty. One with a NUL is refused at level 1.
      * @param timeout milliseconds, of which the low 32 bits count, read as a signed number: -1 waits without
      *        limit, other negative numbers do not wait. A process still running then is killed.
      * @return whether the process ended by itself with exit code 0
@@ -105,7 +110,7 @@ public:
     virtual ~ExeRunner();
 
     /**
-     * Runs `exe` on `process` and stores the outcome in `success`.
+     * Runs `exe` on `process` and stores the outcome in `success`. The arguments go to it as UTF-8.
      * @param timeout as for VrelFlashUtils::run
      */
     virtual void run(QProcess& process, QString const& exe, QStringList const& args,
@@ -122,6 +127,11 @@ public:
 class VREL_LOCAL VrelFlashUtils::DefaultExeRunner : public ExeRunner
 {
 public:
+    explicit DefaultExeRunner(LogHandler const& log);
+
     void run(QProcess& process, QString const& exe, QStringList const& args,
              unsigned long long timeout) override;
+
+private:
+    LogHandler const& m_log;
 };

@@ -43,7 +43,7 @@ public:
     void take()
     {
         m_bytes += m_process.readAllStandardOutput();
-        m_process.readAllStandardError(); // nobody reads it
+        boundErrors();
         if (m_bytes.size() <= kMostOutput)
             return;
         m_bytes.truncate(kMostOutput);
@@ -54,6 +54,15 @@ public:
     bool isCut() const { return m_isCut; }
 
 private:
+    /** The host may read them, in a slot of its own; what piles up is read by nobody. */
+    void boundErrors()
+    {
+        m_process.setReadChannel(QProcess::StandardError);
+        if (m_process.bytesAvailable() > kMostOutput)
+            m_process.readAll();
+        m_process.setReadChannel(QProcess::StandardOutput);
+    }
+
     QObject m_lifetime;
     QProcess& m_process;
     QByteArray m_bytes;
@@ -61,14 +70,18 @@ private:
 };
 
 /** Nothing when the downloader could not be started or did not exit by itself in time. */
-std::optional<Run> runDownloader(DeviceManagerProgramTool& tool, QStringList const& arguments)
+std::optional<Run> runDownloader(DeviceManagerProgramTool& tool, QStringList const& arguments,
+                                 LogHandler const& log)
 {
     QProcess process;
     BoundedOutput output(process);
-    if (!tool.startProgram(process, arguments) || !VrelProcessWait::waitForExit(process, kRunTime))
+    if (!tool.startProgram(process, arguments))
+        return std::nullopt;
+    auto const exitCode = VrelProcessWait::waitForExit(process, kRunTime, log);
+    if (!exitCode)
         return std::nullopt;
     output.take();
-    return Run{process.exitCode(), VrelSerialOutput::text(output.bytes()), output.isCut()};
+    return Run{*exitCode, VrelSerialOutput::text(output.bytes()), output.isCut()};
 }
 
 } // namespace
@@ -154,11 +167,11 @@ QString VrelDevicePropertyManager::serialFromExe(QString const& path) const
         return QString();
     QStringList const arguments{QStringLiteral("getSerial"), QStringLiteral("--quiet"),
                                 QStringLiteral("--uid"), path};
-    auto const run = runDownloader(*tool, arguments);
+    LogHandler const& log = logHandler();
+    auto const run = runDownloader(*tool, arguments, log);
     if (!run)
         return QString();
 
-    LogHandler const& log = logHandler();
     log.logMessage(kTraceLevel,
                    QLatin1Char('"') + arguments.join(QStringLiteral("\" \"")) + QLatin1Char('"'));
     log.logMessage(kTraceLevel, QStringLiteral("Serial for UID ") + path);

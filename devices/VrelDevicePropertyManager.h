@@ -43,7 +43,8 @@ public:
      * Delivers the number into `value`, from the downloader's output unless it is known.
      *
      * Only standard output counts. More than 1 MiB of it gives no number; what is dropped is told at level 2.
-     * A run that ends by itself is logged at level 4, a failed one also at levels 2 and 5.
+     * A run that ends by itself is logged at level 4, a failed one also at levels 2 and 5; one whose exit
+     * status is lost (see VrelFlashUtils::run for what a host must not do) at level 1 alone.
      * @return whether there is one
      */
     bool updateSerialThoughExe(QString& value);

@@ -10,6 +10,9 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTextCodec>
+
+#include <csignal>
 
 namespace {
 
@@ -69,6 +72,9 @@ TEST(FlashUtilsTest, InProcessRunNamesTheDeviceInCapitalsAndHandsItOnUnchanged)
     EXPECT_FALSE(VrelFlashUtils().run(manager.fetchApi(), serial, log));
     EXPECT_FALSE(utils.run(VrelApiManager(), serial, log));
     EXPECT_EQ(recorder.lines(), Lines());
+    EXPECT_FALSE(utils.run(manager.fetchApi(), QString::fromLatin1("ab1\0c", 5), log));
+    EXPECT_EQ(recorder.lines(), Lines{"1 Invalid serial number: it has a NUL"});
+    recorder.clear();
     EXPECT_TRUE(utils.run(manager.fetchApi(), serial, log));
     EXPECT_EQ(recorder.lines().front(), "4 Running command 'erasetoken' on AB1\xC3\x9C");
     EXPECT_EQ(vendor.calls, std::vector<std::string>{"eraseToken \"fw.bin\" 1 \"ab1\xC3\xBC\""});
@@ -137,13 +143,31 @@ TEST_F(ExeRunTest, KeepsLevelsLabelsAndLinesOfADownloaderThatWritesJson)
         script("[ \"$VREL_LOG_FORMAT\" = json ] || exit 9\n"
                "printf '%s\\n' '{\"level\":1,\"name\":\"n\",\"prefix\":\"\",\"text\":\"a\\nb\"}'\n"
                "printf '%s\\n' '{\"level\":3,\"label\":\"L: \",\"value\":\"7\"}' '{\"level\":1}'\n"
+               "printf '%s\\n' '{\"level\":0,\"text\":\"least\"}' '{\"level\":5,\"text\":\"most\"}'\n"
                "printf '%s\\n' '{\"level\":6,\"text\":\"\"}' '42%{\"level\":4,\"text\":\"behind "
                "{\\\"level\\\":0} {\"}'\n"
                "echo oops >&2");
     EXPECT_TRUE(run(exe));
     EXPECT_THAT(output(),
                 UnorderedElementsAre("1 a\nb", "3 L: |7", "3 {\"level\":1}", "3 {\"level\":6,\"text\":\"\"}",
-                                     "3 42%", "4 behind {\"level\":0} {", "2 oops"));
+                                     "0 least", "5 most", "3 42%", "4 behind {\"level\":0} {", "2 oops"));
+}
+
+TEST_F(ExeRunTest, ArgumentsAreUtf8WhateverCodecTheHostHasSet)
+{
+    VrelFlashUtils utils(
+        json("{\"command\": \"erasetoken\", \"slot\": 1, \"fw_rux\": \"\xC3\xBC\xE2\x82\xAC\"}"));
+    QString const exe = script("[ \"$4\" = \"$(printf '\\303\\274\\342\\202\\254')\" ]");
+    QTextCodec* const codec = QTextCodec::codecForLocale();
+    for (char const* const name : {"UTF-8", "ISO-8859-15", "windows-1252"}) {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName(name));
+        EXPECT_TRUE(utils.run(exe, QString(), m_log, 20000)) << name;
+    }
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB18030"));
+    m_recorder.clear();
+    EXPECT_FALSE(utils.run(exe, QString(), m_log, 20000));
+    QTextCodec::setCodecForLocale(codec);
+    EXPECT_EQ(output().front().rfind("1 Cannot pass ", 0), 0U);
 }
 
 TEST_F(ExeRunTest, FailuresAreFalse)
@@ -154,7 +178,7 @@ TEST_F(ExeRunTest, FailuresAreFalse)
         unsigned long long timeout; ///< its low bits are the limit
         Lines expected;
     } const cases[] = {
-        {"exit 3", 20000, {"2 Process ended with exit code 3"}},
+        {"printf half; exit 3", 20000, {"3 half", "2 Process ended with exit code 3"}},
         {"kill -KILL $$", 20000, {"2 Process was ended by a signal"}},
         {"exec sleep 100", 0x700000000ULL + 500, {"2 Process was ended by a signal"}},
     };
@@ -165,6 +189,15 @@ TEST_F(ExeRunTest, FailuresAreFalse)
     }
     m_recorder.clear();
     QString const exe = script("exit 0");
+    EXPECT_FALSE(m_utils.run(exe, QString(QChar(0)), m_log, 20000));
+    ::signal(SIGCHLD, SIG_IGN);
+    EXPECT_FALSE(run(exe));
+    ::signal(SIGCHLD, SIG_DFL);
+    Lines const lines = m_recorder.lines();
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines.front(), "1 Invalid serial number: it has a NUL");
+    EXPECT_EQ(lines.back().rfind("1 The exit status is lost: ", 0), 0U);
+    m_recorder.clear();
     EXPECT_FALSE(run(exe + QStringLiteral("-missing")));
     EXPECT_FALSE(run(m_directory.path()));
     EXPECT_FALSE(VrelFlashUtils().run(exe, QString(), m_log, 20000));

@@ -20,6 +20,11 @@ namespace {
 class Runner : public VrelFlashUtils::ExeRunner
 {
 public:
+    explicit Runner(LogHandler const& log)
+        : m_log(log)
+    {
+    }
+
     void run(QProcess& process, QString const& exe, QStringList const& args,
              unsigned long long timeout) override
     {
@@ -30,8 +35,11 @@ public:
         else
             process.setStandardInputFile(QProcess::nullDevice());
         ProcessGroup::start(process, exe, args, ProcessGroup::End::WhenKilled);
-        success = VrelProcessWait::waitForExit(process, timeout) && process.exitCode() == 0;
+        success = VrelProcessWait::waitForExit(process, timeout, m_log) == 0;
     }
+
+private:
+    LogHandler const& m_log;
 };
 
 /** Takes the arguments and starts nothing. */
@@ -69,7 +77,7 @@ bool DownloaderRun::run(QString const& exe, int timeout)
     QElapsedTimer timer;
     timer.start();
     QProcess process;
-    Runner runner;
+    Runner runner(m_log);
     // An absolute path, since a bare name would be looked up in PATH. A negative time-out keeps its meaning
     // in the low bits.
     m_command.commonRun(process, QFileInfo(exe).absoluteFilePath(), m_serial, m_log, runner,
