@@ -2,7 +2,7 @@
 
 #include "external/HostExport.h"
 
-/** What a host lends to a device filter; whoever is given one at construction owns it. */
+/** What a host gives to a device filter, which owns it. */
 class HOST_EXPORT DeviceManagerTool
 {
 public:

@@ -29,7 +29,7 @@ public:
     virtual void getProperty(QString const& name, QString& value) = 0;
     /** The answer of the other form, null when there is none. */
     virtual QString getProperty(QString const& name);
-    /** Whether a query now would have to wait. */
+    /** Whether the manager is at work between queries. A query may block all the same. */
     virtual bool isBusy() const = 0;
     /** Tells the manager what a later scan found. */
     virtual void deviceUpdated(DummyDevice const& record) = 0;

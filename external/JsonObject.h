@@ -46,8 +46,8 @@ public:
     int getValue(QString const& key, QVariant& out) const;
 
     /**
-     * Stores a value, replacing an earlier one. Whatever is stored yields its usual text from
-     * QVariant::toString(): numbers are kept as numbers, never as characters.
+     * Stores a value, replacing an earlier one. A single value yields its usual text from
+     * QVariant::toString(): numbers are kept as numbers, never as characters. A list of several has no text.
      */
     void setValue(QString const& key, char const* utf8);
     void setValue(QString const& key, QString const& value);
