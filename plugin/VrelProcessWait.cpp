@@ -9,7 +9,6 @@
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <typeinfo>
 #include <unistd.h>
 
 namespace {
@@ -107,9 +106,6 @@ std::optional<int> VrelProcessWait::waitForExit(QProcess& process, unsigned long
         watched.waitForEnd(QDeadlineTimer(kReapTime));
     }
     process.waitForFinished(kReapTime); // reaps, and announces the end
-    // One of a derived class was reaped by a signal handler of Qt's, which has kept the status.
-    if (state == Watched::Gone && typeid(process) != typeid(QProcess))
-        return process.exitStatus() == QProcess::NormalExit ? std::optional(process.exitCode()) : std::nullopt;
     if (state == Watched::Gone)
         log.logMessage(kErrorLevel,
                        "The exit status is lost: this process ignores SIGCHLD or waits for all its children");

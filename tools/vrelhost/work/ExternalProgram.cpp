@@ -60,7 +60,8 @@ bool ExternalProgram::run(QStringList const& words, int seconds, QProcessEnviron
     timer.start();
     QString const program = QFileInfo(findProgram(words.constFirst())).absoluteFilePath();
     ProcessGroup::start(process, program, words.mid(1), ProcessGroup::End::Always);
-    bool const hasEnded = VrelProcessWait::waitForExit(process, static_cast<unsigned long long>(seconds) * kMilliseconds);
+    auto const timeout = static_cast<unsigned long long>(seconds) * kMilliseconds;
+    bool const hasEnded = VrelProcessWait::waitForExit(process, timeout, log).has_value();
     logAll(true);
     bool const isLate = !hasEnded && timer.elapsed() >= qint64{seconds} * kMilliseconds;
     QString const cause = fault(process, hasEnded, isLate, seconds);
