@@ -63,8 +63,10 @@ int readNumber(QString const& text, OptionRow<Values> const& row,
 }
 
 /** Fills in what is given; throws Refusal for a value that makes no sense. */
+// Not inline: of a small struct GCC would warn that it has no room for types that none of its members has.
 template <typename Values, std::size_t N>
-void readOptions(QCommandLineParser const& parser, OptionRow<Values> const (&rows)[N], Values& values)
+[[gnu::noinline]] void readOptions(QCommandLineParser const& parser, OptionRow<Values> const (&rows)[N],
+                                   Values& values)
 {
     using Row = OptionRow<Values>;
     for (Row const& row : rows) {

@@ -30,8 +30,7 @@ namespace {
 struct ScanOptions
 {
     QString root = QStringLiteral("/sys/bus/usb/devices"); ///< of the tree of USB devices
-    QString nodes =
-        QStringLiteral("/dev/bus/usb"); ///< directory of the device nodes, BUS/DEVICE of three digits each
+    QString nodes = QStringLiteral("/dev/bus/usb");        ///< of the device nodes, BUS/DEVICE
     QString source = QStringLiteral("api");
     std::optional<QString> exe; ///< the downloader that tells serial numbers; the vendor API without
     bool isJson = false;
