@@ -199,7 +199,7 @@ void addErrors(Jobs& jobs, LedgerDatabase const& database, LedgerSelection const
                                   "ORDER BY COUNT(*) DESC, number, boards.error"),
                    [&jobs](QSqlQuery const& row) {
                        jobs[text(row, 0)].errors.push_back(
-                           {text(row, 1), static_cast<int>(number(row, 2)), text(row, 3), number(row, 4)});
+                           {text(row, 1), numberIfAny(row, 2), text(row, 3), number(row, 4)});
                    });
 }
 

@@ -3,196 +3,422 @@
 #include "tools/vrelhost/log/ReportText.h"
 
 #include <QDateTime>
+#include <QRegularExpression>
+
+#include <functional>
+#include <type_traits>
+#include <variant>
 
 namespace {
 
-QByteArray json(QString const& text)
+enum class Kind
+{
+    Plain,
+    Time,     ///< milliseconds since 1970
+    Duration, ///< milliseconds
+    Share     ///< 0 to 1
+};
+
+/** A column of rows, which is a key in JSON. */
+template <typename Row>
+struct Column
+{
+    char const* name;
+    std::variant<std::monostate, QString Row::*, int Row::*, qint64 Row::*, std::optional<qint64> Row::*,
+                 double Row::*, QString (Row::*)() const, std::optional<double> (Row::*)() const,
+                 QString (*)(Row const& row)>
+        value; ///< nothing where only JSON has it
+    Kind kind = Kind::Plain;
+    QByteArray (*json)(Row const& row) = nullptr; ///< of what is no single value; otherwise null
+};
+
+/** What is in a row there: a text, or a number if there is one. */
+using Cell = std::variant<QString, std::optional<qint64>, std::optional<double>>;
+
+template <typename Value>
+Cell asCell(Value const& value)
+{
+    if constexpr (std::is_integral_v<Value>)
+        return std::optional<qint64>(value);
+    else if constexpr (std::is_same_v<Value, double>)
+        return std::optional<double>(value);
+    else
+        return value;
+}
+
+template <typename Row>
+Cell cellOf(Row const& row, Column<Row> const& column)
+{
+    return std::visit(
+        [&row](auto const& value) -> Cell {
+            if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::monostate>)
+                return QString();
+            else
+                return asCell(std::invoke(value, row));
+        },
+        column.value);
+}
+
+QByteArray jsonOf(QString const& text, Kind /*kind*/)
 {
     return ReportText::json(text);
 }
 
-QByteArray json(qint64 number)
+QByteArray jsonOf(std::optional<qint64> number, Kind kind)
 {
-    return QByteArray::number(number);
+    if (!number)
+        return QByteArrayLiteral("null");
+    return kind == Kind::Time ? ReportText::json(LedgerReport::timeText(*number))
+                              : QByteArray::number(*number);
 }
 
-QByteArray json(double number)
+QByteArray jsonOf(std::optional<double> number, Kind /*kind*/)
 {
     constexpr int kDigits = 12;
-    return QByteArray::number(number, 'g', kDigits);
+    return number ? QByteArray::number(*number, 'g', kDigits) : QByteArrayLiteral("null");
 }
 
-template <typename Value>
-QByteArray json(std::optional<Value> const& value)
+QByteArray json(Cell const& cell, Kind kind)
 {
-    return value ? json(*value) : QByteArrayLiteral("null");
+    return std::visit([kind](auto const& value) { return jsonOf(value, kind); }, cell);
 }
 
-QByteArray timeJson(std::optional<qint64> const& time)
+/** As a spreadsheet shows it: what it would take for something else is the result of a formula. */
+QByteArray csvOf(QString const& text)
 {
-    return json(time ? LedgerReport::timeText(*time) : QString());
+    static QRegularExpression const s_changed(
+        QStringLiteral(
+            "\\A([^\\p{L}/_]|(true|false)\\z|(jan|feb|mar|apr|may|jun|jul|aug|sep|oct|nov|dec)[a-z]*"
+            "[ ./-]*[0-9])"),
+        QRegularExpression::CaseInsensitiveOption);
+    static QRegularExpression const s_quoted(QStringLiteral("[\",\\r\\n]"));
+    QString cell = text;
+    if (s_changed.match(cell).hasMatch())
+        cell = QStringLiteral("=\"%1\"").arg(cell.replace(QLatin1Char('"'), QStringLiteral("\"\"")));
+    if (s_quoted.match(cell).hasMatch())
+        cell = QLatin1Char('"') + cell.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
+    return cell.toUtf8();
 }
 
-template <typename Value>
-QByteArray jsonArray(std::vector<Value> const& values, QByteArray (*toJson)(Value const&))
+QByteArray csv(Cell const& cell, Kind kind)
 {
-    QList<QByteArray> entries;
-    for (Value const& value : values)
-        entries << toJson(value);
-    return ReportText::jsonArray(entries);
+    if (auto const* const text = std::get_if<QString>(&cell))
+        return csvOf(*text);
+    auto const number = std::get<std::optional<qint64>>(cell);
+    if (!number)
+        return QByteArray();
+    return kind == Kind::Time ? LedgerReport::timeText(*number).toLatin1() : QByteArray::number(*number);
+}
+
+QString tableTextOf(QString const& text, Kind /*kind*/)
+{
+    return text.isEmpty() ? QStringLiteral("-") : text;
+}
+
+QString tableTextOf(std::optional<double> number, Kind kind)
+{
+    constexpr double kMillisecondsPerSecond = 1000;
+    constexpr double kPercent = 100;
+    if (!number)
+        return QStringLiteral("-");
+    if (kind == Kind::Duration)
+        return QString::number(*number / kMillisecondsPerSecond, 'f', 3) + QStringLiteral(" s");
+    return kind == Kind::Share ? QString::number(*number * kPercent, 'f', 1) + QStringLiteral(" %")
+                               : QString::number(*number, 'f', 1);
+}
+
+QString tableTextOf(std::optional<qint64> number, Kind kind)
+{
+    if (number && kind == Kind::Duration)
+        return tableTextOf(std::optional<double>(static_cast<double>(*number)), kind);
+    if (number && kind == Kind::Time)
+        return QDateTime::fromMSecsSinceEpoch(*number, Qt::UTC).toString(Qt::ISODate);
+    return number ? QString::number(*number) : QStringLiteral("-");
+}
+
+template <typename Row, std::size_t N>
+QStringList head(Column<Row> const (&columns)[N])
+{
+    static QRegularExpression const s_capital(QStringLiteral("(?=[A-Z])"));
+    QStringList cells;
+    for (Column<Row> const& column : columns) {
+        if (column.value.index() > 0)
+            cells << QString::fromLatin1(column.name).replace(s_capital, QStringLiteral(" ")).toUpper();
+    }
+    return cells;
+}
+
+template <typename Row, std::size_t N>
+QStringList cells(Row const& row, Column<Row> const (&columns)[N])
+{
+    QStringList texts;
+    for (Column<Row> const& column : columns) {
+        if (column.value.index() > 0)
+            texts << std::visit([&column](auto const& value) { return tableTextOf(value, column.kind); },
+                                cellOf(row, column));
+    }
+    return texts;
+}
+
+template <typename Row, std::size_t N>
+QByteArray table(std::vector<Row> const& rows, Column<Row> const (&columns)[N])
+{
+    QList<QStringList> texts{head(columns)};
+    for (Row const& row : rows)
+        texts << cells(row, columns);
+    return ReportText::table(texts);
+}
+
+template <typename Row, std::size_t N>
+QByteArray csvTable(std::vector<Row> const& rows, Column<Row> const (&columns)[N])
+{
+    QByteArray text;
+    for (Column<Row> const& column : columns)
+        text += (&column == columns ? "" : ",") + QByteArray(column.name);
+    text += "\r\n";
+    for (Row const& row : rows) {
+        for (Column<Row> const& column : columns) {
+            text += &column == columns ? "" : ",";
+            text += csv(cellOf(row, column), column.kind);
+        }
+        text += "\r\n";
+    }
+    return text;
 }
 
 /** By hand, since QJsonObject would sort the keys. */
-class Object
+template <typename Row, std::size_t N>
+QByteArray object(Row const& row, Column<Row> const (&columns)[N])
 {
-public:
-    template <typename Value>
-    Object& add(char const* key, Value const& value)
-    {
-        return addJson(key, json(value));
+    QByteArray text;
+    for (Column<Row> const& column : columns) {
+        text += text.isEmpty() ? "{\"" : ",\"";
+        text += column.name;
+        text += "\":";
+        text += column.json == nullptr ? json(cellOf(row, column), column.kind) : column.json(row);
     }
+    return text += '}';
+}
 
-    Object& addTime(char const* key, std::optional<qint64> const& time)
-    {
-        return addJson(key, timeJson(time));
+template <typename Row, std::size_t N>
+QByteArray array(std::vector<Row> const& rows, Column<Row> const (&columns)[N])
+{
+    QByteArray text("[");
+    for (Row const& row : rows) {
+        text += &row == rows.data() ? "" : ",";
+        text += object(row, columns);
     }
+    return text += ']';
+}
 
-    Object& addJson(char const* key, QByteArray const& value)
-    {
-        m_text += (m_text.isEmpty() ? "{\"" : ",\"") + QByteArray(key) + "\":" + value;
-        return *this;
-    }
-
-    QByteArray text() const { return m_text + '}'; }
-
-private:
-    QByteArray m_text;
+constexpr Column<LedgerStep> kSteps[] = {
+    {"command", &LedgerStep::command},
+    {"result", &LedgerStep::result},
+    {"duration", &LedgerStep::duration, Kind::Duration},
+    {"error", &LedgerStep::error},
 };
 
-QByteArray json(LedgerStep const& step)
+constexpr Column<LedgerInput> kInputs[] = {
+    {"name", &LedgerInput::name},
+    {"size", &LedgerInput::size},
+    {"sha256", &LedgerInput::sha256},
+};
+
+QString inputsOf(LedgerService const& service)
 {
-    return Object()
-        .add("command", step.command)
-        .add("result", step.result)
-        .add("duration", step.duration)
-        .add("error", step.error)
-        .text();
+    QStringList texts;
+    for (LedgerInput const& input : service.inputs)
+        texts << input.name + QLatin1Char('=') + input.sha256;
+    return texts.join(QLatin1Char(' '));
 }
 
-QByteArray json(LedgerInput const& input)
+constexpr Column<LedgerService> kServices[] = {
+    {"service", &LedgerService::service},
+    {"serial", &LedgerService::serial},
+    {"path", &LedgerService::path},
+    {"job", &LedgerService::job},
+    {"station", &LedgerService::station},
+    {"route", &LedgerService::route},
+    {"began", &LedgerService::began, Kind::Time},
+    {"ended", &LedgerService::ended, Kind::Time},
+    {"duration", &LedgerService::duration, Kind::Duration},
+    {"result", &LedgerService::result},
+    {"error", &LedgerService::error},
+    {"log", &LedgerService::log},
+    {"steps", &LedgerService::step, Kind::Plain,
+     [](LedgerService const& service) { return array(service.steps, kSteps); }},
+    {"inputs", inputsOf, Kind::Plain,
+     [](LedgerService const& service) { return array(service.inputs, kInputs); }},
+    {"tool", &LedgerService::tool},
+    {"library", &LedgerService::library},
+};
+
+/** For people, beside tables of steps and inputs. */
+constexpr Column<LedgerService> kServiceParts[] = {
+    {"service", &LedgerService::service},
+    {"job", &LedgerService::job},
+    {"result", &LedgerService::result},
+    {"error", &LedgerService::error},
+    {"step", &LedgerService::step},
+    {"began", &LedgerService::began, Kind::Time},
+    {"ended", &LedgerService::ended, Kind::Time},
+    {"duration", &LedgerService::duration, Kind::Duration},
+    {"station", &LedgerService::station},
+    {"path", &LedgerService::path},
+    {"route", &LedgerService::route},
+    {"log", &LedgerService::log},
+    {"tool", &LedgerService::tool},
+    {"library", &LedgerService::library},
+};
+
+/** For people, on one line. */
+constexpr Column<LedgerService> kServicesInBrief[] = {
+    {"began", &LedgerService::began, Kind::Time},
+    {"serial", &LedgerService::serial},
+    {"path", &LedgerService::path},
+    {"job", &LedgerService::job},
+    {"station", &LedgerService::station},
+    {"result", &LedgerService::result},
+    {"duration", &LedgerService::duration, Kind::Duration},
+    {"step", &LedgerService::step},
+    {"error", &LedgerService::error},
+};
+
+constexpr Column<LedgerBoard> kBoards[] = {
+    {"serial", &LedgerBoard::serial},
+    {"job", &LedgerBoard::job},
+    {"station", &LedgerBoard::station},
+    {"path", &LedgerBoard::path},
+    {"result", &LedgerBoard::result},
+    {"attempts", &LedgerBoard::attempts},
+    {"first", &LedgerBoard::first, Kind::Time},
+    {"last", &LedgerBoard::last, Kind::Time},
+    {"step", &LedgerBoard::step},
+    {"error", &LedgerBoard::error},
+};
+
+constexpr Column<LedgerSummary::Step> kStepSums[] = {
+    {"number", &LedgerSummary::Step::number},
+    {"command", &LedgerSummary::Step::command},
+    {"runs", &LedgerSummary::Step::runs},
+    {"failures", &LedgerSummary::Step::failures},
+    {"median", &LedgerSummary::Step::median, Kind::Duration},
+    {"longest", &LedgerSummary::Step::longest, Kind::Duration},
+};
+
+constexpr Column<LedgerSummary::Error> kErrors[] = {
+    {"text", &LedgerSummary::Error::text},
+    {"step", &LedgerSummary::Error::step},
+    {"command", &LedgerSummary::Error::command},
+    {"boards", &LedgerSummary::Error::boards},
+};
+
+constexpr Column<LedgerSummary> kJobs[] = {
+    {"job", &LedgerSummary::job},
+    {"boards", &LedgerSummary::boards},
+    {"success", &LedgerSummary::success},
+    {"failure", &LedgerSummary::failure},
+    {"interrupted", &LedgerSummary::interrupted},
+    {"underWay", &LedgerSummary::underWay},
+    {"firstPass", &LedgerSummary::firstPass},
+    {"firstPassYield", &LedgerSummary::firstPassYield, Kind::Share},
+    {"yield", &LedgerSummary::yield, Kind::Share},
+    {"began", &LedgerSummary::began, Kind::Time},
+    {"ended", &LedgerSummary::ended, Kind::Time},
+    {"perHour", &LedgerSummary::perHour},
+    {"steps", {}, Kind::Plain, [](LedgerSummary const& job) { return array(job.steps, kStepSums); }},
+    {"errors", {}, Kind::Plain, [](LedgerSummary const& job) { return array(job.errors, kErrors); }},
+};
+
+/** Rows of the jobs' parts, each with its job before it. */
+template <typename Row, std::size_t N>
+QByteArray tableOfParts(std::vector<LedgerSummary> const& jobs, std::vector<Row> LedgerSummary::*parts,
+                        Column<Row> const (&columns)[N])
 {
-    return Object().add("name", input.name).add("size", input.size).add("sha256", input.sha256).text();
+    QList<QStringList> texts{QStringList(QStringLiteral("JOB")) + head(columns)};
+    for (LedgerSummary const& job : jobs) {
+        for (Row const& row : job.*parts)
+            texts << QStringList(job.job) + cells(row, columns);
+    }
+    return texts.size() > 1 ? '\n' + ReportText::table(texts) : QByteArray();
 }
 
-Object objectOf(LedgerService const& service)
+/** A line for each column. */
+template <typename Row, std::size_t N>
+QByteArray list(Row const& row, Column<Row> const (&columns)[N])
 {
-    return Object()
-        .add("service", service.service)
-        .add("serial", service.serial)
-        .add("path", service.path)
-        .add("job", service.job)
-        .add("station", service.station)
-        .add("route", service.route)
-        .addTime("began", service.began)
-        .addTime("ended", service.ended)
-        .add("duration", service.duration)
-        .add("result", service.result)
-        .add("error", service.error)
-        .add("log", service.log)
-        .addJson("steps", jsonArray(service.steps, json))
-        .addJson("inputs", jsonArray(service.inputs, json))
-        .add("tool", service.tool)
-        .add("library", service.library);
-}
-
-QByteArray json(LedgerService const& service)
-{
-    return objectOf(service).text();
-}
-
-QByteArray json(LedgerBoard const& board)
-{
-    return Object()
-        .add("serial", board.serial)
-        .add("job", board.job)
-        .add("station", board.station)
-        .add("path", board.path)
-        .add("result", board.result)
-        .add("attempts", board.attempts)
-        .addTime("first", board.first)
-        .addTime("last", board.last)
-        .add("step", board.step)
-        .add("error", board.error)
-        .text();
-}
-
-QByteArray json(LedgerSummary::Step const& step)
-{
-    return Object()
-        .add("number", qint64{step.number})
-        .add("command", step.command)
-        .add("runs", step.runs)
-        .add("failures", step.failures)
-        .add("median", step.median)
-        .add("longest", step.longest)
-        .text();
-}
-
-QByteArray json(LedgerSummary::Error const& error)
-{
-    return Object()
-        .add("text", error.text)
-        .add("step", error.step > 0 ? std::make_optional(qint64{error.step}) : std::nullopt)
-        .add("command", error.command)
-        .add("boards", error.boards)
-        .text();
-}
-
-QByteArray json(LedgerSummary const& job)
-{
-    return Object()
-        .add("job", job.job)
-        .add("boards", job.boards)
-        .add("success", job.success)
-        .add("failure", job.failure)
-        .add("interrupted", job.interrupted)
-        .add("underWay", job.underWay)
-        .add("firstPass", job.firstPass)
-        .add("firstPassYield", job.firstPassYield())
-        .add("yield", job.yield())
-        .addTime("began", job.began)
-        .addTime("ended", job.ended)
-        .add("perHour", job.perHour())
-        .addJson("steps", jsonArray(job.steps, json))
-        .addJson("errors", jsonArray(job.errors, json))
-        .text();
+    QStringList const names = head(columns);
+    QStringList const texts = cells(row, columns);
+    QList<QStringList> lines;
+    for (int i = 0; i < names.size(); ++i)
+        lines << QStringList{names.at(i), texts.at(i)};
+    return ReportText::table(lines);
 }
 
 } // namespace
 
 QByteArray LedgerReport::toJson(std::vector<LedgerBoard> const& boards)
 {
-    return jsonArray(boards, json) + '\n';
+    return array(boards, kBoards) + '\n';
 }
 
 QByteArray LedgerReport::toJson(std::vector<LedgerService> const& services)
 {
-    return jsonArray(services, json) + '\n';
+    return array(services, kServices) + '\n';
 }
 
 QByteArray LedgerReport::toJson(std::vector<LedgerSummary> const& jobs)
 {
-    return jsonArray(jobs, json) + '\n';
-}
-
-QByteArray LedgerReport::toPlaceJson(LedgerService const& service, QByteArray const& moreMembers)
-{
-    return objectOf(service).add("step", service.step()).text().chopped(1) + moreMembers + '}';
+    return array(jobs, kJobs) + '\n';
 }
 
 QByteArray LedgerReport::toJson(QString const& serial, std::vector<LedgerService> const& services)
 {
-    return Object().add("serial", serial).addJson("services", jsonArray(services, json)).text() + '\n';
+    return R"({"serial":)" + ReportText::json(serial) + R"(,"services":)" + array(services, kServices) +
+           "}\n";
+}
+
+QByteArray LedgerReport::toPlaceJson(LedgerService const& service, QByteArray const& moreMembers)
+{
+    return object(service, kServices).chopped(1) + R"(,"step":)" + ReportText::json(service.step()) +
+           moreMembers + '}';
+}
+
+QByteArray LedgerReport::toCsv(std::vector<LedgerBoard> const& boards)
+{
+    return csvTable(boards, kBoards);
+}
+
+QByteArray LedgerReport::toCsv(std::vector<LedgerService> const& services)
+{
+    return csvTable(services, kServices);
+}
+
+QByteArray LedgerReport::toTable(std::vector<LedgerBoard> const& boards)
+{
+    return table(boards, kBoards);
+}
+
+QByteArray LedgerReport::toTable(std::vector<LedgerService> const& services)
+{
+    return table(services, kServicesInBrief);
+}
+
+QByteArray LedgerReport::toTable(std::vector<LedgerSummary> const& jobs)
+{
+    return table(jobs, kJobs) + tableOfParts(jobs, &LedgerSummary::steps, kStepSums) +
+           tableOfParts(jobs, &LedgerSummary::errors, kErrors);
+}
+
+QByteArray LedgerReport::toText(std::vector<LedgerService> const& services)
+{
+    QByteArray text;
+    for (LedgerService const& service : services) {
+        text += text.isEmpty() ? "" : "\n";
+        text += list(service, kServiceParts) + table(service.steps, kSteps);
+        text += service.inputs.empty() ? QByteArray() : table(service.inputs, kInputs);
+    }
+    return text;
 }
 
 QString LedgerReport::timeText(qint64 time)

@@ -89,7 +89,7 @@ struct LedgerSummary
     struct Error
     {
         QString text;
-        int step = 0; ///< the one that failed, from 1; 0 when none did
+        std::optional<qint64> step; ///< the one that failed, from 1; nothing when none did
         QString command;
         qint64 boards = 0;
     };
