@@ -3,7 +3,7 @@
 #include "tools/vrelhost/ledger/LedgerProcesses.h"
 #include "tools/vrelhost/ledger/LedgerReader.h"
 
-#include <QDateTime>
+#include <cstring>
 
 namespace {
 
@@ -191,6 +191,72 @@ TEST_F(LedgerReportTest, ShowsServicesAndPlaces)
     for (LedgerService const& service : m_reader.places({}))
         places += (service.path + QLatin1Char(' ') + service.service + QLatin1Char('\n')).toStdString();
     EXPECT_EQ(places, "1-1 s4\n1-2 s5\n1-3 s6\n1-4 s7\n");
+}
+
+TEST_F(LedgerReportTest, ShowsTablesAndCsv)
+{
+    LedgerFilter one;
+    one.serial = QStringLiteral("C");
+    EXPECT_EQ(
+        LedgerReport::toTable(m_reader.boards(one)).toStdString(),
+        "SERIAL  JOB  STATION  PATH  RESULT   ATTEMPTS  FIRST                 LAST                  STEP   "
+        "        ERROR\n"
+        "C       J1   line     1-1   failure  1         2026-01-01T00:04:00Z  2026-01-01T00:05:00Z  1/2 "
+        "enumerate  no \"module\"\n");
+    EXPECT_EQ(LedgerReport::toCsv(m_reader.boards(one)).toStdString(),
+              "serial,job,station,path,result,attempts,first,last,step,error\r\n"
+              R"(C,J1,line,"=""1-1""",failure,1,2026-01-01T00:04:00.000Z,2026-01-01T00:05:00.000Z,)"
+              R"("=""1/2 enumerate""","no ""module""")"
+              "\r\n");
+    EXPECT_EQ(LedgerReport::toCsv(m_reader.services(one)).toStdString(),
+              "service,serial,path,job,station,route,began,ended,duration,result,error,log,steps,inputs,tool,"
+              "library\r\n"
+              R"(s4,C,"=""1-1""",J1,line,in-process,2026-01-01T00:04:00.000Z,2026-01-01T00:05:00.000Z,60000,)"
+              R"(failure,"no ""module""",,"=""1/2 enumerate""",fw.bin=abc,"=""1.0""","=""2.0""")"
+              "\r\n");
+    EXPECT_EQ(
+        LedgerReport::toTable(m_reader.summary(one)).toStdString(),
+        "JOB  BOARDS  SUCCESS  FAILURE  INTERRUPTED  UNDER WAY  FIRST PASS  FIRST PASS YIELD  YIELD  BEGAN "
+        "                ENDED                 PER HOUR\n"
+        "J1   1       0        1        0            0          0           0.0 %             0.0 %  "
+        "2026-01-01T00:04:00Z  2026-01-01T00:05:00Z  -\n"
+        "\n"
+        "JOB  NUMBER  COMMAND    RUNS  FAILURES  MEDIAN   LONGEST\n"
+        "J1   1       enumerate  1     1         0.030 s  0.030 s\n"
+        "\n"
+        "JOB  TEXT         STEP  COMMAND    BOARDS\n"
+        "J1   no \"module\"  1     enumerate  1\n");
+}
+
+TEST(LedgerCsvTest, KeepsSpreadsheetsFromChangingTexts)
+{
+    std::vector<std::pair<char const*, char const*>> const cells = {
+        {"VREL0001", "VREL0001"},
+        {"0012", R"("=""0012""")"},
+        {"1E5", R"("=""1E5""")"},
+        {"-1", R"("=""-1""")"},
+        {" 1", R"("="" 1""")"},
+        {"=1+\"1\"", R"("=""=1+""""1""""""")"},
+        {"@sum", R"("=""@sum""")"},
+        {"true", R"("=""true""")"},
+        {"truest", "truest"},
+        {"Mar 5", R"("=""Mar 5""")"},
+        {"march-05", R"("=""march-05""")"},
+        {"Marten5", R"("=""Marten5""")"},
+        {"a,b", R"("a,b")"},
+        {"a\"b", R"("a""b")"},
+        {"a\nb", "\"a\nb\""},
+        {"\xC3\xA4", "\xC3\xA4"},
+        {"", ""},
+    };
+    for (auto const& [text, cell] : cells) {
+        LedgerBoard board;
+        board.serial = QString::fromUtf8(text);
+        QByteArray const csv = LedgerReport::toCsv({board});
+        std::string const row = csv.mid(csv.indexOf("\r\n") + 2).toStdString();
+        EXPECT_EQ(row.substr(0, row.size() - std::strlen(",,,,,0,1970-01-01T00:00:00.000Z,,,\r\n")), cell)
+            << text;
+    }
 }
 
 TEST(LedgerFilterTest, ReadsTimesAndAges)
