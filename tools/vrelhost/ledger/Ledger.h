@@ -53,6 +53,9 @@ public:
      */
     virtual QString begin(LedgerBeginning const& beginning) = 0;
 
+    /** Files of which it has turned out since the begin that they are read. @return as of endStep */
+    virtual QString addInputs(QString const& service, std::vector<LedgerInput> const& inputs) = 0;
+
     /**
      * After a step that was run, before the next one begins.
      * @return empty, or what is not in the ledger and why; that is tried again with later operations
@@ -81,6 +84,10 @@ public:
     void makeReady() override {}
     QString doneBy(QString const& /*serial*/, QString const& /*job*/) override { return QString(); }
     QString begin(LedgerBeginning const& /*beginning*/) override { return QString(); }
+    QString addInputs(QString const& /*service*/, std::vector<LedgerInput> const& /*inputs*/) override
+    {
+        return QString();
+    }
     QString endStep(QString const& /*service*/, LedgerStep const& /*step*/) override { return QString(); }
     QString end(QString const& /*service*/, QString const& /*result*/, qint64 /*duration*/,
                 QString const& /*error*/) override

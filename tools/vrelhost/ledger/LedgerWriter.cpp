@@ -45,6 +45,15 @@ qint64 beginOf(LedgerBeginning const& beginning, LedgerDatabase const& database)
     return std::max(QDateTime::currentMSecsSinceEpoch(), last.toLongLong() + 1);
 }
 
+void insertInputs(QString const& service, std::vector<LedgerInput> const& inputs,
+                  LedgerDatabase const& database)
+{
+    for (LedgerInput const& input : inputs)
+        database.run(QStringLiteral("INSERT INTO inputs (service, name, size, sha256) VALUES (?, ?, ?, ?) "
+                                    "ON CONFLICT DO NOTHING"),
+                     {service, input.name, input.size, input.sha256});
+}
+
 void insert(QString const& service, LedgerBeginning const& beginning, qint64 began, qint64 process,
             LedgerDatabase const& database)
 {
@@ -60,10 +69,7 @@ void insert(QString const& service, LedgerBeginning const& beginning, qint64 beg
         database.run(QStringLiteral("INSERT INTO steps (service, number, command, result, duration) "
                                     "VALUES (?, ?, ?, 'not run', 0)"),
                      {service, i + 1, beginning.commands.at(i)});
-    for (LedgerInput const& input : beginning.inputs)
-        database.run(QStringLiteral("INSERT INTO inputs (service, name, size, sha256) VALUES (?, ?, ?, ?) "
-                                    "ON CONFLICT DO NOTHING"),
-                     {service, input.name, input.size, input.sha256});
+    insertInputs(service, beginning.inputs, database);
 }
 
 /** Services of dead processes that have no end will have none. */
@@ -137,6 +143,14 @@ QString LedgerWriter::begin(LedgerBeginning const& beginning)
         insert(service, beginning, began, m_process, database);
     });
     return service;
+}
+
+QString LedgerWriter::addInputs(QString const& service, std::vector<LedgerInput> const& inputs)
+{
+    if (inputs.empty())
+        return QString();
+    return note(QStringLiteral("A file that is read"),
+                [=](LedgerDatabase const& database) { insertInputs(service, inputs, database); });
 }
 
 QString LedgerWriter::endStep(QString const& service, LedgerStep const& step)

@@ -28,6 +28,7 @@ public:
     void makeReady() override;
     QString doneBy(QString const& serial, QString const& job) override;
     QString begin(LedgerBeginning const& beginning) override;
+    QString addInputs(QString const& service, std::vector<LedgerInput> const& inputs) override;
     QString endStep(QString const& service, LedgerStep const& step) override;
     QString end(QString const& service, QString const& result, qint64 duration,
                 QString const& error) override;

@@ -62,13 +62,22 @@ std::unique_ptr<LogFile> LogFile::create(QString const& directory, DeviceName co
     return log;
 }
 
-QString LogFile::write(LogLine const& line)
+LogFile::~LogFile()
+{
+    if (m_isEmpty)
+        m_file.remove();
+}
+
+QString LogFile::write(LogLine const& line, QByteArray const& members)
 {
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    QByteArray rest = toJson(line, time) + '\n';
+    QByteArray rest = toJson(line, time);
+    rest.insert(rest.size() - 1, members);
+    rest += '\n';
     qint64 const begin = m_file.size();
     for (qint64 written = 1; written > 0 && !rest.isEmpty(); rest.remove(0, static_cast<int>(written)))
         written = std::max<qint64>(m_file.write(rest), 0);
+    m_isEmpty = m_isEmpty && !rest.isEmpty();
     if (rest.isEmpty())
         return QString();
     QString const fault =

@@ -25,10 +25,19 @@ public:
     static std::unique_ptr<LogFile> create(QString const& directory, DeviceName const& device,
                                            QString& error);
 
-    /** @return why this line could not be written, told for the first such line only; otherwise empty */
-    QString write(LogLine const& line);
+    /** One to which nothing was written is removed. */
+    ~LogFile();
+
+    QString name() const { return m_file.fileName(); }
+
+    /**
+     * @param members more of the line's object, each behind a comma
+     * @return why this line could not be written, told for the first such line only; otherwise empty
+     */
+    QString write(LogLine const& line, QByteArray const& members = {});
 
 private:
     QFile m_file;
+    bool m_isEmpty = true;
     bool m_isFaultTold = false;
 };

@@ -9,6 +9,8 @@
 
 #include <map>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -26,6 +28,8 @@ struct RunLog::State
     {
         std::optional<DeviceName> device; ///< as the lines name it
         std::unique_ptr<LogFile> file;
+        bool isBegun = false;      ///< whether the file has its first line
+        std::vector<LogLine> held; ///< lines from before that
         QString lastError;
         int step = 0;
         QString command;
@@ -45,6 +49,12 @@ struct RunLog::State
                 fault = complete(line, found->second);
         }
         next(line);
+        report(line, fault);
+    }
+
+    /** Why a line could not be written. */
+    void report(LogLine line, QString const& fault) const
+    {
         if (fault.isEmpty())
             return;
         line.level = kWarningLevel;
@@ -60,7 +70,32 @@ struct RunLog::State
         line.command = entry.command;
         if (line.level <= kErrorLevel)
             entry.lastError = toText(line);
-        return entry.file ? entry.file->write(line) : QString();
+        if (entry.file && !entry.isBegun)
+            entry.held.push_back(line);
+        return entry.file && entry.isBegun ? entry.file->write(line) : QString();
+    }
+
+    /** Writes a line that is for the file alone, then those that were held. */
+    void write(LogHandler const& log, QString const& text, QByteArray const& members)
+    {
+        LogLine line;
+        line.level = kProgressLevel;
+        line.name = QStringLiteral("vrelhost");
+        line.text = text;
+        QString fault;
+        {
+            std::lock_guard const lock(mutex);
+            Entry& entry = entries.at(&log);
+            if (!entry.file)
+                return;
+            line.device = entry.device;
+            line.prefix = entry.device ? label(*entry.device) : QString();
+            fault = entry.file->write(line, members);
+            entry.isBegun = true;
+            for (LogLine const& held : std::exchange(entry.held, {}))
+                fault += entry.file->write(held); // only one is told
+        }
+        report(line, fault);
     }
 };
 
@@ -100,8 +135,16 @@ void RunLog::remove(LogHandler const& log)
     m_state->entries.erase(&log);
 }
 
-void RunLog::begin(LogHandler const& log)
+QString RunLog::file(LogHandler const& log) const
 {
+    std::lock_guard const lock(m_state->mutex);
+    auto const& file = m_state->entries.at(&log).file;
+    return file ? file->name() : QString();
+}
+
+void RunLog::begin(LogHandler const& log, QString const& text, QByteArray const& members)
+{
+    m_state->write(log, text, members);
     std::lock_guard const lock(m_state->mutex);
     auto const& device = m_state->entries.at(&log).device;
     if (m_terminal != nullptr && device)
@@ -119,8 +162,13 @@ void RunLog::beginStep(LogHandler const& log, int number, int count, QString con
         m_terminal->showStep(log, QStringLiteral("%1/%2 %3").arg(number).arg(count).arg(command));
 }
 
-void RunLog::end(LogHandler const& log)
+void RunLog::end(LogHandler const& log, QString const& text, QByteArray const& members)
 {
+    m_state->write(log, text, members);
+    {
+        std::lock_guard const lock(m_state->mutex);
+        m_state->entries.at(&log).file.reset();
+    }
     if (m_terminal != nullptr)
         m_terminal->endDevice(log);
 }

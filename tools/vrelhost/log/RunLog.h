@@ -35,13 +35,21 @@ public:
     /** Lines that come later are no device's, and its file is done. */
     void remove(LogHandler const& log);
 
-    /** The device is being worked on from now on, as a terminal shows. */
-    void begin(LogHandler const& log);
+    /** The name of its file; null without one. */
+    QString file(LogHandler const& log) const;
+
+    /**
+     * The device is being worked on from now on, as a terminal shows and a first line of its file tells,
+     * which comes before those that were logged already.
+     * @param members of that line, as for LogFile::write
+     */
+    void begin(LogHandler const& log, QString const& text, QByteArray const& members);
 
     /** So is this step of a recipe, as JSON lines tell. @param number of `count`, from 1 */
     void beginStep(LogHandler const& log, int number, int count, QString const& command);
 
-    void end(LogHandler const& log);
+    /** It is no longer, as the file's last line tells likewise. */
+    void end(LogHandler const& log, QString const& text, QByteArray const& members);
 
     /**
      * The text of the handler's last line at level 0 or 1 since its step, if there is one, began; null

@@ -61,6 +61,12 @@ QByteArray members(Outcome const& outcome)
            QByteArray::number(outcome.duration) + R"(,"error":)" + ReportText::json(outcome.error);
 }
 
+QByteArray record(DeviceResult const& result)
+{
+    return R"(,"job":)" + ReportText::json(result.job) +
+           (result.service.isNull() ? QByteArray() : R"(,"service":)" + ReportText::json(result.service));
+}
+
 /** @param more members */
 QByteArray object(DeviceResult const& result, QByteArray const& more = {})
 {
@@ -68,7 +74,7 @@ QByteArray object(DeviceResult const& result, QByteArray const& more = {})
     for (DeviceResult::Step const& step : result.steps)
         steps << R"({"command":)" + ReportText::json(step.command) + ',' + members(step) + '}';
     return R"({"serial":)" + ReportText::json(result.device.serial) + R"(,"path":)" +
-           ReportText::json(result.device.path) + ',' + members(result) +
+           ReportText::json(result.device.path) + ',' + members(result) + record(result) +
            (steps.isEmpty() ? QByteArray() : R"(,"steps":)" + ReportText::jsonArray(steps)) + more + '}';
 }
 
@@ -76,7 +82,7 @@ QByteArray object(DeviceResult const& result, QByteArray const& more = {})
 
 QString RunReport::word(Outcome const& outcome)
 {
-    static constexpr char const* kWords[] = {"not run", "success", "failure"};
+    static constexpr char const* kWords[] = {"not run", "success", "failure", "done"};
     return QLatin1String(kWords[outcome.kind]);
 }
 
@@ -108,4 +114,23 @@ QByteArray RunReport::toTableRow(DeviceResult const& result)
 QByteArray RunReport::toJsonLine(DeviceResult const& result, QString const& time)
 {
     return object(result, R"(,"time":)" + ReportText::json(time)) + '\n';
+}
+
+QByteArray RunReport::toFirstMembers(DeviceResult const& result, QStringList const& commands,
+                                     std::vector<LedgerInput> const& inputs)
+{
+    QList<QByteArray> names;
+    for (QString const& command : commands)
+        names << ReportText::json(command);
+    QList<QByteArray> files;
+    for (LedgerInput const& input : inputs)
+        files << R"({"name":)" + ReportText::json(input.name) + R"(,"size":)" +
+                     QByteArray::number(input.size) + R"(,"sha256":)" + ReportText::json(input.sha256) + '}';
+    return record(result) + R"(,"recipe":)" + ReportText::jsonArray(names) + R"(,"inputs":)" +
+           ReportText::jsonArray(files) + R"(,"tool":)" + ReportText::json(QStringLiteral(VREL_VERSION));
+}
+
+QByteArray RunReport::toLastMembers(DeviceResult const& result)
+{
+    return ',' + members(result);
 }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "framework/LogSink.h"
+#include "tools/vrelhost/ledger/LedgerRows.h"
 
 #include <QByteArray>
+#include <QStringList>
 
 #include <vector>
 
@@ -13,8 +15,11 @@ struct Outcome
     {
         NotRun,
         Success,
-        Failure
+        Failure,
+        Done ///< by an earlier service
     };
+
+    bool isGood() const { return kind == Success || kind == Done; }
 
     Kind kind = NotRun;
     qint64 duration = 0; ///< milliseconds
@@ -30,6 +35,8 @@ struct DeviceResult : Outcome
     };
 
     DeviceName device;
+    QString job;
+    QString service;         ///< of the ledger; null without one
     std::vector<Step> steps; ///< of a recipe; otherwise empty
 };
 
@@ -43,8 +50,8 @@ QString word(Outcome const& outcome);
 QByteArray toTable(std::vector<DeviceResult> const& results, bool hasSteps);
 
 /**
- * One line of compact JSON: an array of objects with the keys serial, path, result, duration, error and, of a
- * recipe, steps.
+ * One line of compact JSON: an array of objects with the keys serial, path, result, duration, error, job,
+ * with a ledger service, and of a recipe steps.
  */
 QByteArray toJson(std::vector<DeviceResult> const& results);
 
@@ -54,5 +61,12 @@ QByteArray toTableRow(DeviceResult const& result);
 
 /** One of the objects, with the key time. */
 QByteArray toJsonLine(DeviceResult const& result, QString const& time);
+
+/** Members that a log file's first line has beside those of any, each behind a comma. */
+QByteArray toFirstMembers(DeviceResult const& result, QStringList const& commands,
+                          std::vector<LedgerInput> const& inputs);
+
+/** Likewise those of the last line. */
+QByteArray toLastMembers(DeviceResult const& result);
 
 } // namespace RunReport

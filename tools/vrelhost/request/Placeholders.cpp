@@ -13,7 +13,7 @@ QString const kPath = QStringLiteral("path");
 /** A name in braces. */
 struct Place
 {
-    QString name;      ///< null where there is none
+    QString name;       ///< null where there is none
     bool isWord = true; ///< braces of its own: the name in braces is meant
     int size = 1;
 };
@@ -32,8 +32,8 @@ Place placeAt(QString const& text, int begin)
         return {};
     int const braces = text.midRef(begin).startsWith(QLatin1String("{{")) ? 2 : 1;
     int const first = begin + braces;
-    int const last = static_cast<int>(
-        std::find_if_not(text.begin() + first, text.end(), isNameCharacter) - text.begin());
+    int const last =
+        static_cast<int>(std::find_if_not(text.begin() + first, text.end(), isNameCharacter) - text.begin());
     if (last == first || !text.midRef(last).startsWith(QLatin1String("}}", braces)))
         return {};
     return {text.mid(first, last - first), braces > 1, last + braces - begin};
@@ -64,8 +64,9 @@ QString deviceFault(QString const& name, std::map<QString, QString> const& value
             .arg(ReportText::printable(serial));
     return isFileNamePart(value)
                ? QString()
-               : QStringLiteral("The %1 '%2' cannot be part of a file name: leave {%3} out of the request, or "
-                                "the device")
+               : QStringLiteral(
+                     "The %1 '%2' cannot be part of a file name: leave {%3} out of the request, or "
+                     "the device")
                      .arg(QLatin1String(name == kSerial ? "serial number" : "USB path"),
                           ReportText::printable(value), name);
 }
@@ -93,8 +94,7 @@ QString Placeholders::fill(QString const& text) const
             continue;
         }
         bool const isDevices = place.name == kSerial || place.name == kPath;
-        QString const fault =
-            isDevices && !place.isWord ? deviceFault(place.name, m_values) : QString();
+        QString const fault = isDevices && !place.isWord ? deviceFault(place.name, m_values) : QString();
         if (!fault.isEmpty())
             throw Refusal(fault, Refusal::NoAdvice);
         result += place.isWord ? QLatin1Char('{') + place.name + QLatin1Char('}') : value->second;
@@ -106,8 +106,7 @@ QString Placeholders::fill(QString const& text) const
 bool Placeholders::change(QString const& text) const
 {
     QStringList const names = namesIn(text);
-    return std::any_of(names.begin(), names.end(),
-                       [this](QString const& name) { return m_values.count(name) > 0; });
+    return std::any_of(names.begin(), names.end(), [this](QString const& name) { return has(name); });
 }
 
 QStringList Placeholders::namesIn(QString const& text)

@@ -25,6 +25,8 @@ public:
      */
     QString fill(QString const& text) const;
 
+    bool has(QString const& name) const { return m_values.count(name) > 0; }
+
     /** Whether a text asks for any of them. */
     bool change(QString const& text) const;
 

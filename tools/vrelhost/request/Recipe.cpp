@@ -6,6 +6,7 @@
 #include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
 #include "tools/vrelhost/request/SourceFiles.h"
+#include "tools/vrelhost/request/TableFile.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -66,6 +67,9 @@ Parsed readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& er
     return *parsed;
 }
 
+/** A device's name, or a text of a table without rows. */
+QString const kSample = QStringLiteral("0");
+
 /** Judges steps in their order, as far as they are the same for every device. */
 class StepJudge
 {
@@ -84,7 +88,10 @@ public:
             m_files.addRequest(request->fixedPart(m_sample));
         } else if (auto const* const exec = step.as<Step::Exec>()) {
             judgeProgram(exec->words);
+        } else if (auto const* const row = step.as<Step::Row>()) {
+            judgeTable(row->table);
         }
+        m_asked += step.names();
     }
 
     /** A request alone, whose files are not required. */
@@ -97,8 +104,28 @@ public:
 private:
     void judgeRequest(RequestTemplate const& request)
     {
+        for (auto const& table : m_tables)
+            judgeRows(request, *table);
         if (!RequestRules::accept(request.fill(m_sample), m_log))
             throw Refusal(QString());
+    }
+
+    /** Values of a column may be no numbers. */
+    void judgeRows(RequestTemplate const& request, TableFile& file) const
+    {
+        auto const table = file.current();
+        Placeholders values = m_sample;
+        std::size_t row = 0;
+        try {
+            for (; row < table->rows().size(); ++row) {
+                TableFile::fill(values, *table, row);
+                request.fill(values);
+            }
+        } catch (Refusal const& refusal) {
+            throw Refusal(QStringLiteral("row %1 of '%2' does not do: %3")
+                              .arg(row + 1)
+                              .arg(file.name(), refusal.cause()));
+        }
     }
 
     void judgeProgram(QStringList words)
@@ -110,9 +137,28 @@ private:
         m_files.addArguments(words.mid(1));
     }
 
+    void judgeTable(std::shared_ptr<TableFile> const& file)
+    {
+        for (QString const& column : file->placeholders()) {
+            if (m_sample.has(column))
+                throw Refusal(QStringLiteral("the table '%1' has a column '%2', and so has one before it")
+                                  .arg(file->name(), column));
+            if (m_asked.contains(column))
+                throw Refusal(QStringLiteral("a step before it uses {%1}, which the table '%2' gives")
+                                  .arg(column, file->name()));
+            m_sample.add(column, kSample);
+        }
+        auto const table = file->current();
+        if (!table->rows().empty())
+            TableFile::fill(m_sample, *table, 0);
+        m_tables.push_back(file);
+    }
+
     LogHandler& m_log;
     SourceFiles m_files;
-    Placeholders m_sample{{QStringLiteral("0"), QStringLiteral("0")}};
+    Placeholders m_sample{{kSample, kSample}};
+    QStringList m_asked; ///< placeholders that steps have asked for
+    std::vector<std::shared_ptr<TableFile>> m_tables;
 };
 
 } // namespace
@@ -158,10 +204,12 @@ bool Recipe::needsPath() const
                        [](Step const& step) { return step.names().contains(QStringLiteral("path")); });
 }
 
-bool Recipe::has(char const* command) const
+int Recipe::find(char const* command) const
 {
-    return std::any_of(steps.begin(), steps.end(),
-                       [command](Step const& step) { return step.command == QLatin1String(command); });
+    auto const found = std::find_if(steps.begin(), steps.end(), [command](Step const& step) {
+        return step.command == QLatin1String(command);
+    });
+    return found == steps.end() ? 0 : static_cast<int>(found - steps.begin()) + 1;
 }
 
 QStringList Recipe::commands() const
@@ -174,14 +222,18 @@ QStringList Recipe::commands() const
 
 int Recipe::sharedFileStep() const
 {
-    auto const isShared = [](Step const& step) {
+    Placeholders one({QStringLiteral("A"), QStringLiteral("1-1")});
+    Placeholders other({QStringLiteral("B"), QStringLiteral("1-2")});
+    auto const isShared = [&](Step const& step) {
+        if (auto const* const row = step.as<Step::Row>()) {
+            for (QString const& column : row->table->placeholders()) {
+                one.add(column, QStringLiteral("A"));
+                other.add(column, QStringLiteral("B"));
+            }
+        }
         auto const* const request = step.as<RequestTemplate>();
-        if (request == nullptr)
-            return false;
-        QString const name = RequestRules::writtenFile(request->request());
-        auto const one = request->fill(Placeholders({QStringLiteral("A"), QStringLiteral("1-1")}));
-        auto const other = request->fill(Placeholders({QStringLiteral("B"), QStringLiteral("1-2")}));
-        return !name.isEmpty() && RequestRules::writtenFile(one) == RequestRules::writtenFile(other);
+        QString const name = request == nullptr ? QString() : RequestRules::writtenFile(request->request());
+        return !name.isEmpty() && one.fill(name) == other.fill(name);
     };
     auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
     return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;

@@ -32,7 +32,10 @@ struct Recipe
     bool accept(LogHandler& log);
 
     bool needsPath() const;
-    bool has(char const* command) const;
+    bool has(char const* command) const { return find(command) > 0; }
+
+    /** The first step, from 1, of a command; 0 without one. */
+    int find(char const* command) const;
     QStringList commands() const;
 
     /** The first step, from 1, that writes to a file of the same name for every device; 0 without one. */

@@ -39,9 +39,9 @@ QString writtenKey(JsonObject const& request)
 {
     QString command;
     request.getString(kCommand, command);
-    auto const written = std::find_if(std::begin(kWritten), std::end(kWritten), [&command](auto const& entry) {
-        return command == QLatin1String(entry.first);
-    });
+    auto const written =
+        std::find_if(std::begin(kWritten), std::end(kWritten),
+                     [&command](auto const& entry) { return command == QLatin1String(entry.first); });
     return written == std::end(kWritten) ? QString() : QString::fromLatin1(written->second);
 }
 
@@ -107,6 +107,7 @@ void TargetFiles::take(JsonObject const& request, DeviceName const& device)
     QString const file = RequestRules::writtenFile(request);
     if (file.isEmpty())
         return;
+    std::lock_guard const lock(m_mutex);
     QString const owner = m_owners.emplace(RequestRules::identity(file), device.serial).first->second;
     if (owner != device.serial)
         throw Refusal(

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,7 +33,7 @@ std::string identity(QString const& file);
 
 } // namespace RequestRules
 
-/** The files that requests write to, each for one device alone. */
+/** The files that requests write to, each for one device alone. Any thread. */
 class TargetFiles
 {
 public:
@@ -43,5 +44,6 @@ public:
     void take(JsonObject const& request, DeviceName const& device);
 
 private:
+    std::mutex m_mutex;
     std::map<std::string, QString> m_owners; ///< serial numbers, by what tells a file from others
 };

@@ -26,7 +26,10 @@ QString fault(QString const& file)
 void SourceFiles::addRequest(JsonObject const& request)
 {
     for (auto const& [key, file] : RequestRules::readFiles(request)) {
-        QString const cause = isMade(file) ? QString() : fault(file);
+        if (isMade(file) || m_needed.contains(file))
+            continue;
+        m_needed << file;
+        QString const cause = fault(file);
         if (!cause.isEmpty())
             throw Refusal(QStringLiteral("\"%1\" names the file '%2', which %3").arg(key, file, cause),
                           Refusal::NoAdvice);
@@ -41,8 +44,9 @@ void SourceFiles::requireProgram(QString const& name) const
     QString const program = findProgram(name);
     QString const cause = isMade(program) ? QString() : executableFault(program);
     if (!cause.isEmpty())
-        throw Refusal(QStringLiteral("\"exec\" names the program '%1', which cannot be run: %2").arg(name, cause),
-                      Refusal::NoAdvice);
+        throw Refusal(
+            QStringLiteral("\"exec\" names the program '%1', which cannot be run: %2").arg(name, cause),
+            Refusal::NoAdvice);
 }
 
 bool SourceFiles::isMade(QString const& file) const

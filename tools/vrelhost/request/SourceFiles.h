@@ -24,9 +24,13 @@ public:
     /** A program may make the files that its arguments name. */
     void addArguments(QStringList const& arguments) { m_arguments += arguments; }
 
+    /** Those that requests read, each once, without those that an earlier step makes. */
+    QStringList const& needed() const { return m_needed; }
+
 private:
     bool isMade(QString const& file) const;
 
     std::set<std::string> m_written;
     QStringList m_arguments;
+    QStringList m_needed;
 };

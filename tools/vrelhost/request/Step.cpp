@@ -3,6 +3,7 @@
 #include "framework/JsonText.h"
 #include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Refusal.h"
+#include "tools/vrelhost/request/TableFile.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -24,6 +25,8 @@ struct Kind
 Kind const kKinds[] = {
     {QLatin1String("wait"), QLatin1String("for")},
     {QLatin1String("exec"), QLatin1String("timeout")},
+    {QLatin1String("take"), {}},
+    {QLatin1String("look-up"), {}},
 };
 
 [[noreturn]] void refuse(QString const& cause)
@@ -35,9 +38,10 @@ void refuseUnknownKeys(QJsonObject const& json, Kind const& kind)
 {
     for (QString const& key : json.keys()) {
         if (key != kind.command && (key != kind.option || key.isEmpty()))
-            refuse(QStringLiteral("Unknown key '%1': a step \"%2\" has no other keys%3")
-                       .arg(key, kind.command,
-                            kind.option.isEmpty() ? QString() : QStringLiteral(" but \"%1\"").arg(kind.option)));
+            refuse(
+                QStringLiteral("Unknown key '%1': a step \"%2\" has no other keys%3")
+                    .arg(key, kind.command,
+                         kind.option.isEmpty() ? QString() : QStringLiteral(" but \"%1\"").arg(kind.option)));
     }
 }
 
@@ -45,7 +49,8 @@ int seconds(QJsonObject const& json, QLatin1String key)
 {
     int const value = json.value(key).toInt(0); // 0 also for what is no whole number
     if (value < 1 || value > Step::kLongest)
-        refuse(QStringLiteral("\"%1\" is a whole number of seconds from 1 to %2").arg(key).arg(Step::kLongest));
+        refuse(
+            QStringLiteral("\"%1\" is a whole number of seconds from 1 to %2").arg(key).arg(Step::kLongest));
     return value;
 }
 
@@ -79,6 +84,15 @@ Step::Exec exec(QJsonObject const& json)
     return exec;
 }
 
+Step::Row row(QJsonObject const& json, QString const& command)
+{
+    QString const file = json.value(command).toString();
+    if (file.isEmpty())
+        refuse(QStringLiteral("\"%1\" is the name of a CSV file").arg(command));
+    bool const isTaken = command == QLatin1String("take");
+    return {isTaken, std::make_shared<TableFile>(file, isTaken ? CsvTable::ForTake : CsvTable::ForLookUp)};
+}
+
 } // namespace
 
 void Step::parse()
@@ -98,8 +112,10 @@ void Step::parse()
     refuseUnknownKeys(object, *kind);
     if (command == QLatin1String("wait"))
         action = wait(object);
-    else
+    else if (command == QLatin1String("exec"))
         action = exec(object);
+    else
+        action = row(object, command);
 }
 
 void Step::parseRequest()

@@ -6,7 +6,10 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
 #include <variant>
+
+class TableFile;
 
 /** One step of a recipe: a request, or what is done between requests. Its texts may hold placeholders. */
 struct Step
@@ -27,9 +30,16 @@ struct Step
         int seconds = 60;
     };
 
+    /** The device's row of a table: any that no device has, for good, or the one of its serial number. */
+    struct Row
+    {
+        bool isTaken = false;
+        std::shared_ptr<TableFile> table;
+    };
+
     QJsonValue json;
-    QString command; ///< as results name it
-    std::variant<std::monostate, RequestTemplate, Wait, Exec> action = {}; ///< set by parse
+    QString command;                                                            ///< as results name it
+    std::variant<std::monostate, RequestTemplate, Wait, Exec, Row> action = {}; ///< set by parse
 
     /** Fills in what the JSON says, as far as that goes. Throws Refusal when it is no step. */
     void parse();

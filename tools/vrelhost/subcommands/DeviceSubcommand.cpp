@@ -3,7 +3,10 @@
 #include "external/LogHandler.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/log/Console.h"
+#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/work/DeviceRun.h"
+
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <initializer_list>
@@ -24,6 +27,14 @@ constexpr DeviceSubcommand::Option kShared[] = {
     {"verify", "", &RunOptions::isVerified, "Read each token back after writetoken, and compare it."},
     {"log-dir", "DIR", &RunOptions::logDirectory,
      "Write all log lines of each device to a new file in this directory, which is made if missing."},
+    {"job", "NAME", &RunOptions::job,
+     "Name what is to be done: up to 64 letters, digits, -, . and _. Default: a digest of the request or "
+     "recipe."},
+    {"ledger", "FILE", &RunOptions::ledger,
+     "Record what is done with each device in this SQLite database, which is made if missing, and leave "
+     "alone devices that are done in this job."},
+    {"station", "NAME", &RunOptions::station, "Name this place in the ledger. Default: the host's name."},
+    {"again", "", &RunOptions::isAgain, "Serve devices again that are done."},
 };
 
 /** Serial numbers and paths in the order in which they are given. */
@@ -39,19 +50,31 @@ std::vector<RunOptions::Device> namedDevices(QCommandLineParser const& parser)
     return devices;
 }
 
-/** Why the options do not go together; empty when they do. */
+bool isJobName(QString const& name)
+{
+    static QRegularExpression const s_name(QStringLiteral("\\A[A-Za-z0-9._-]{1,64}\\z"));
+    return s_name.match(name).hasMatch();
+}
+
+/** Why the options make no sense, or not together; empty when they do. */
 QString conflict(RunOptions const& options, bool isRecipe)
 {
     if (options.isMany && !options.isNamed())
         return QStringLiteral("%1 a device: name it with --sn, --path or --all")
-            .arg(QLatin1String(isRecipe ? "A recipe needs" : "--jobs and --json need"));
+            .arg(QLatin1String(isRecipe ? "A recipe needs" : "--jobs, --json and --ledger need"));
     auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
     if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
         return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
     if (options.exe && options.jobs.value_or(1) > 1)
         return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
                               "at a time");
-    return QString();
+    if (options.job && !isJobName(*options.job))
+        return QStringLiteral("--job is a name of 1 to 64 ASCII letters, digits, -, . and _, not '%1'")
+            .arg(ReportText::printable(*options.job));
+    if (options.ledger.value_or(QStringLiteral("x")).isEmpty())
+        return QStringLiteral("--ledger needs a file");
+    return options.station.value_or(QStringLiteral("x")).isEmpty() ? QStringLiteral("--station needs a name")
+                                                                   : QString();
 }
 
 RunOptions readAll(QCommandLineParser const& parser, RunOptions options, bool isRecipe)
@@ -60,8 +83,8 @@ RunOptions readAll(QCommandLineParser const& parser, RunOptions options, bool is
     if (options.exe)
         options.exe = findProgram(*options.exe);
     options.devices = namedDevices(parser);
-    options.isMany = isRecipe || options.isAll || options.isJson || options.jobs || options.hasPath() ||
-                     options.devices.size() > 1;
+    options.isMany = isRecipe || options.isAll || options.isJson || options.jobs || options.ledger ||
+                     options.hasPath() || options.devices.size() > 1;
     QString const fault = conflict(options, isRecipe);
     if (!fault.isEmpty())
         throw Refusal(fault);
@@ -87,18 +110,22 @@ QList<QCommandLineOption> DeviceSubcommand::options()
     return definitions(kShared);
 }
 
-int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given, Interruption::Stage firstSignal,
-                               int (*work)(RunSetting&))
+int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given,
+                               Interruption::Stage firstSignal, int (*work)(RunSetting&))
 {
     Recipe recipe = Recipe::read(call.arguments.constFirst());
     RunOptions const options = readAll(call.options, given, recipe.isArray);
     if (options.isDryRun)
-        warnOfIdle(call, {"exe", "timeout", "jobs", "json", "verify", "log-dir"},
+        warnOfIdle(call, {"exe", "timeout", "jobs", "json", "verify", "log-dir", "again"},
                    "with --dry-run: nothing is run");
     else if (!options.exe)
         warnOfIdle(call, {"timeout"}, "without --exe: what runs in-process is waited for");
     if (!recipe.accept(call.console.log()))
         return ExitRejected;
+    int const taking = recipe.find("take");
+    if (taking > 0 && !options.ledger)
+        throw Refusal(
+            recipe.rejection(taking, QStringLiteral("it needs --ledger, which knows who has which row")));
     RunSetting setting{options, recipe, call.console, call.console.log(), {call.console, firstSignal}};
     call.console.showWork(true);
     int const exitCode = work(setting);

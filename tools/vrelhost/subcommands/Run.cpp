@@ -122,12 +122,13 @@ std::vector<DeviceName> awaitedDevices(RunOptions const& options)
     return known;
 }
 
+/** Devices that are done need no judgement. */
 bool judge(std::vector<DeviceName> const& devices, RunSetting& setting, VrelApiManager const& api,
-           DeviceRuns& runs)
+           TargetFiles& targets, DeviceRuns& runs)
 {
-    TargetFiles targets;
     return std::all_of(devices.begin(), devices.end(), [&](DeviceName const& device) {
-        return runs.emplace_back(setting, device, api).prepare(&targets, setting.toolLog);
+        DeviceRun& run = runs.emplace_back(setting, device, api);
+        return run.isDone() || run.prepare(&targets, setting.toolLog);
     });
 }
 
@@ -157,27 +158,40 @@ int runAtATime(int count, int jobs, std::function<void(int)> const& work)
     return static_cast<int>(others.size()) + 1;
 }
 
-bool runOne(DeviceRun& run, LogHandler& log, RunSetting const& setting)
+/** A device that is to be run. */
+struct Due
+{
+    DeviceRun& run;
+    LogHandler& log;
+};
+
+void run(Due const& due)
+{
+    due.run.run(due.log);
+    DeviceResult const& result = due.run.result();
+    if (result.kind == Outcome::NotRun)
+        due.log.logMessage(kErrorLevel, result.error + QStringLiteral("; nothing was run"));
+}
+
+void runOne(Due const& due, RunSetting const& setting)
 {
     if (Interruption::isRequested())
         setting.toolLog.logMessage(kErrorLevel, "Interrupted: the request was not run");
     else
-        run.run(log);
-    return run.result().kind == Outcome::Success;
+        run(due);
 }
 
-/** On all devices, as many at a time as the options allow. */
-void runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs, RunSetting const& setting)
+/** As many at a time as the options allow. */
+void runMany(std::vector<Due> const& due, RunSetting const& setting)
 {
-    int const total = static_cast<int>(runs.size());
+    int const total = static_cast<int>(due.size());
     std::atomic<int> done{0};
     auto const showProgress = [&] {
         setting.console.showProgress(QStringLiteral("%1/%2").arg(done).arg(total));
     };
     showProgress();
     auto const work = [&](int index) {
-        auto const i = static_cast<std::size_t>(index);
-        runs[i].run(*logs[i]);
+        run(due[static_cast<std::size_t>(index)]);
         ++done;
         showProgress();
     };
@@ -196,34 +210,37 @@ void runMany(DeviceRuns& runs, std::vector<LogHandler*> const& logs, RunSetting 
                                        .arg(total));
 }
 
-/** @return whether all succeeded; their results are left in `output` */
-bool report(DeviceRuns const& runs, RunSetting const& setting, QByteArray& output)
+QByteArray report(DeviceRuns const& runs, RunSetting const& setting)
 {
     std::vector<DeviceResult> results;
     for (DeviceRun const& run : runs)
         results.push_back(run.result());
-    output = setting.options.isJson ? RunReport::toJson(results)
-                                    : RunReport::toTable(results, setting.recipe.isArray);
-    return std::all_of(results.begin(), results.end(),
-                       [](DeviceResult const& result) { return result.kind == Outcome::Success; });
+    return setting.options.isJson ? RunReport::toJson(results)
+                                  : RunReport::toTable(results, setting.recipe.isArray);
 }
 
-/** @return whether all succeeded */
+/** What is to be written is left in `output`. @return whether all is well */
 bool runAll(DeviceRuns& runs, RunSetting& setting, QByteArray& output)
 {
-    std::vector<LogHandler*> logs;
-    for (DeviceRun const& run : runs) {
+    std::vector<Due> due;
+    for (DeviceRun& run : runs) {
+        if (run.result().kind == Outcome::Done)
+            continue;
         QString error;
-        logs.push_back(&setting.log->add(run.result().device, setting.options.isMany, error));
+        due.push_back({run, setting.log->add(run.result().device, setting.options.isMany, error)});
         if (!error.isEmpty()) {
             setting.toolLog.logMessage(kErrorLevel, error);
             return false;
         }
     }
-    if (!setting.options.isMany)
-        return runOne(runs.front(), *logs.front(), setting);
-    runMany(runs, logs, setting);
-    return report(runs, setting, output);
+    if (setting.options.isMany) {
+        runMany(due, setting);
+        output = report(runs, setting);
+    } else {
+        runOne(due.front(), setting);
+    }
+    return !setting.hasLedgerGap &&
+           std::all_of(runs.begin(), runs.end(), [](DeviceRun const& run) { return run.result().isGood(); });
 }
 
 /** What is to be written is left in `output`. @return the exit code */
@@ -235,9 +252,12 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
         setting.manager.emplace();
     if (!options.isDryRun && !setting.prepare())
         return ExitFailure;
+    setting.ledger->makeReady();
     VrelApiManager api;
+    TargetFiles awaitedTargets;
+    TargetFiles targets;
     DeviceRuns runs;
-    if (options.wait && !judge(awaitedDevices(options), setting, api, runs))
+    if (options.wait && !judge(awaitedDevices(options), setting, api, awaitedTargets, runs))
         return ExitRejected;
     DeviceList list;
     if (looks && !findDevices(setting, api, list))
@@ -245,7 +265,7 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
     if (!isInProcess(options))
         api = VrelApiManager(); // the downloaders take it
     runs.clear();
-    if (!judge(chooseDevices(options, list), setting, api, runs))
+    if (!judge(chooseDevices(options, list), setting, api, targets, runs))
         return ExitRejected;
     if (!options.isDryRun)
         return runAll(runs, setting, output) ? ExitSuccess : ExitFailure;
@@ -261,7 +281,12 @@ int judgeAndRun(RunSetting& setting, QByteArray& output)
 int runOnDevices(RunSetting& setting)
 {
     QByteArray output;
-    int const exitCode = judgeAndRun(setting, output);
+    int exitCode = ExitFailure;
+    try {
+        exitCode = judgeAndRun(setting, output);
+    } catch (LedgerError const& error) {
+        setting.toolLog.logMessage(kErrorLevel, error.text() + QStringLiteral("; nothing was run"));
+    }
     setting.manager.reset(); // others may take the vendor API while the result is being written
     setting.console.showWork(false);
     return output.isEmpty() || setting.console.print(output) == ExitSuccess ? exitCode : ExitFailure;

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <future>
 #include <limits>
 #include <list>
@@ -31,7 +32,6 @@ constexpr int kLongestInterval = 60000; ///< milliseconds
 constexpr DeviceSubcommand::Option kStationOptions[] = {
     {"interval", "MS", DeviceSubcommand::Number{&RunOptions::interval, "milliseconds", 1, kLongestInterval},
      "Milliseconds between two looks for devices; default 500."},
-    {"again", "", &RunOptions::isAgain, "Serve devices that have succeeded again whenever they appear."},
     {"stop-after", "N", DeviceSubcommand::Number{&RunOptions::stopAfter, "devices"},
      "Stop after N devices have succeeded."},
 };
@@ -77,9 +77,13 @@ private:
     void serveUntilEnd();
     bool isEnough() const;
     bool look(VrelApiManager& api, VendorApi::DeviceList& list);
+    bool isRecording();
+    bool consult(std::function<void(Ledger& ledger)> const& ask);
+    void reportLedger(QString const& fault);
     void forgetAbsent(VendorApi::DeviceList const& list);
     void serveDue(VendorApi::DeviceList const& list, VrelApiManager const& api);
     bool isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list);
+    bool isDone(DeviceName const& device);
     void serve(DeviceName const& device, VrelApiManager const& api);
     void waitForEnd() const;
     bool hasEnded() const;
@@ -95,6 +99,9 @@ private:
     std::set<QString> m_refused;       ///< paths of listed devices that cannot be named
     bool m_isListFailing = false;
     bool m_isListFull = false;
+    bool m_isLedgerFailing = false;
+    bool m_isBeginFailing = false; ///< of services; the rest of the ledger may work meanwhile
+    bool m_isLedgerRefused = false;
     int m_succeeded = 0;
     int m_failed = 0;
     std::list<Service> m_services; ///< under way
@@ -113,23 +120,26 @@ int Station::run()
     if (!m_setting.prepare())
         return ExitFailure;
     m_setting.manager.emplace();
+    if (!isRecording() && m_isLedgerRefused)
+        return ExitFailure;
     if (!m_options.isJson)
         m_setting.console.print(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
     serveUntilEnd();
     m_setting.toolLog.logMessage(
         kProgressLevel, QStringLiteral("Station: %1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
-    return m_failed == 0 ? ExitSuccess : ExitFailure;
+    return m_failed > 0 || m_setting.hasLedgerGap || m_isLedgerRefused ? ExitFailure : ExitSuccess;
 }
 
 void Station::serveUntilEnd()
 {
     VrelApiManager api;
     showProgress();
-    while (!Interruption::isRequested() && !isEnough()) {
+    while (!Interruption::isRequested() && !isEnough() && !m_isLedgerRefused) {
         VendorApi::DeviceList list;
         if (look(api, list)) {
             forgetAbsent(list);
-            serveDue(list, api);
+            if (isRecording())
+                serveDue(list, api);
         }
         waitForEnd();
         collect();
@@ -170,6 +180,31 @@ bool Station::look(VrelApiManager& api, VendorApi::DeviceList& list)
     return !m_isListFailing;
 }
 
+/** Whether the ledger can be used. */
+bool Station::isRecording()
+{
+    bool const isReady = consult([](Ledger& ledger) { ledger.makeReady(); });
+    m_isLedgerFailing = !isReady || (m_isLedgerFailing && m_isBeginFailing);
+    return isReady;
+}
+
+/** @return false when it fails, which is told once */
+bool Station::consult(std::function<void(Ledger& ledger)> const& ask)
+try {
+    ask(*m_setting.ledger);
+    return true;
+} catch (LedgerError const& error) {
+    m_isLedgerRefused = error.kind() == LedgerError::Refused;
+    reportLedger(error.text());
+    return false;
+}
+
+void Station::reportLedger(QString const& fault)
+{
+    if (!std::exchange(m_isLedgerFailing, true))
+        m_setting.toolLog.logMessage(kErrorLevel, fault + QStringLiteral("; no device is served"));
+}
+
 /** A device that is not listed any more will be a new one when it is. */
 void Station::forgetAbsent(VendorApi::DeviceList const& list)
 {
@@ -193,9 +228,29 @@ void Station::serveDue(VendorApi::DeviceList const& list, VrelApiManager const& 
     for (auto const& device : list) {
         if (m_services.size() >= jobs || Interruption::isRequested())
             return;
-        if (isDue(device, list))
+        if (isDue(device, list) && !isDone({device.second, device.first}))
             serve({device.second, device.first}, api);
     }
+}
+
+/** Whether the ledger has it as done, or cannot tell. */
+bool Station::isDone(DeviceName const& device)
+{
+    QString service;
+    bool const isKnown = m_options.isAgain || consult([&](Ledger& ledger) {
+                             service = ledger.doneBy(device.serial, m_setting.job());
+                         });
+    if (isKnown && service.isNull())
+        return false;
+    if (isKnown) {
+        m_states[device.serial] = State::Finished;
+        m_setting.toolLog.logMessage(
+            kProgressLevel,
+            QStringLiteral("The device '%1' at %2 is done in the job '%3', by the "
+                           "service %4: not served")
+                .arg(ReportText::printable(device.serial), device.path, m_setting.job(), service));
+    }
+    return true;
 }
 
 bool Station::isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list)
@@ -217,16 +272,11 @@ void Station::serve(DeviceName const& device, VrelApiManager const& api)
     m_states[device.serial] = State::Served;
     m_services.push_back({DeviceRun(m_setting, device, m_options.exe ? VrelApiManager() : api), log, {}});
     Service& service = m_services.back();
-    bool const isReady = service.run.prepare(nullptr, log);
+    service.run.prepare(nullptr, log);
     // What is deferred, also for lack of threads, is this thread's to do, in collect.
     std::launch const onThisThread = std::launch::deferred;
-    std::launch const policy = m_options.exe || !isReady ? onThisThread : std::launch::async | onThisThread;
-    service.end = std::async(policy, [&service, isReady] {
-        if (isReady)
-            service.run.run(service.log);
-        else
-            service.run.reject(service.log);
-    });
+    std::launch const policy = m_options.exe ? onThisThread : std::launch::async | onThisThread;
+    service.end = std::async(policy, [&service] { service.run.run(service.log); });
 }
 
 bool Station::hasEnded() const
@@ -265,10 +315,17 @@ void Station::collect()
 
 void Station::tell(DeviceResult const& result)
 {
+    if (result.kind == Outcome::NotRun) { // the ledger could not have it
+        m_states.erase(result.device.serial);
+        m_isBeginFailing = true;
+        reportLedger(result.error);
+        return;
+    }
+    m_isBeginFailing = false;
     bool const succeeded = result.kind == Outcome::Success;
     ++(succeeded ? m_succeeded : m_failed);
     auto const state = m_states.find(result.device.serial);
-    if (succeeded && !m_options.isAgain)
+    if (succeeded && !m_options.isAgain && !m_options.ledger) // which knows better
         state->second = State::Served;
     else if (state->second == State::Served)
         state->second = State::Finished;

@@ -1,9 +1,12 @@
 #include "tools/vrelhost/work/DeviceRun.h"
 
 #include "external/LogHandler.h"
+#include "plugin/VrelManagerLib.h"
 #include "tools/common/VendorApi.h"
+#include "tools/vrelhost/ledger/LedgerWriter.h"
 #include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/LogFile.h"
+#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
 #include "tools/vrelhost/work/DownloaderRun.h"
@@ -12,10 +15,12 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSysInfo>
 
 #include <algorithm>
 #include <chrono>
 #include <sys/resource.h>
+#include <utility>
 
 namespace {
 
@@ -47,6 +52,13 @@ bool RunSetting::prepare()
         fault = LogFile::directoryFault(*options.logDirectory);
     if (!fault.isEmpty())
         toolLog.logMessage(kErrorLevel, fault);
+    if (options.ledger)
+        ledger = std::make_unique<LedgerWriter>(*options.ledger);
+    for (Step const& step : recipe.steps) {
+        auto const* const row = step.as<Step::Row>();
+        if (row != nullptr && row->isTaken)
+            pools.try_emplace(row->table.get(), row->table);
+    }
     log.emplace(console.terminal(), options.logDirectory);
     return fault.isEmpty();
 }
@@ -58,6 +70,7 @@ DeviceRun::DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager cons
     , m_steps(setting.recipe.steps.size())
 {
     m_result.device = std::move(device);
+    m_result.job = setting.job();
     m_result.steps.resize(m_setting.recipe.isArray ? m_steps.size() : 0);
     for (std::size_t i = 0; i < m_result.steps.size(); ++i)
         m_result.steps[i].command = m_setting.recipe.steps[i].command;
@@ -65,22 +78,35 @@ DeviceRun::DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager cons
 
 bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
 {
-    Recipe const& recipe = m_setting.recipe;
-    for (std::size_t i = 0; i < m_steps.size(); ++i) {
-        if (prepareStep(i, targets, log))
-            continue;
-        if (recipe.isArray)
-            log.logMessage(kErrorLevel, recipe.rejection(static_cast<int>(i) + 1));
-        return false;
-    }
-    return true;
+    m_targets = targets;
+    int const bad = prepareSteps(log);
+    m_isRejected = bad > 0;
+    if (m_isRejected && m_setting.recipe.isArray)
+        log.logMessage(kErrorLevel, m_setting.recipe.rejection(bad));
+    return !m_isRejected;
 }
 
-bool DeviceRun::prepareStep(std::size_t index, TargetFiles* targets, LogHandler& log)
+/** Those whose placeholders are all given. @return the first one, from 1, that cannot be run; 0 without one
+ */
+int DeviceRun::prepareSteps(LogHandler& log)
+{
+    for (std::size_t i = 0; i < m_steps.size(); ++i) {
+        QStringList const names = m_setting.recipe.steps[i].names();
+        bool const canBeReady = std::none_of(
+            names.begin(), names.end(), [this](QString const& name) { return m_awaited.contains(name); });
+        if (canBeReady && !std::exchange(m_steps[i].isReady, true) && !prepareStep(i, log))
+            return static_cast<int>(i) + 1;
+    }
+    return 0;
+}
+
+bool DeviceRun::prepareStep(std::size_t index, LogHandler& log)
 try {
     Step const& step = m_setting.recipe.steps[index];
     if (auto const* const request = step.as<RequestTemplate>())
-        return prepareRequest(*request, index, targets, log);
+        return prepareRequest(*request, index, log);
+    if (auto const* const row = step.as<Step::Row>())
+        require(index, [&] { prepareRow(*row); });
     if (auto const* const exec = step.as<Step::Exec>()) {
         for (QString const& word : exec->words)
             m_steps[index].words << m_values.fill(word);
@@ -93,12 +119,11 @@ try {
     return false;
 }
 
-bool DeviceRun::prepareRequest(RequestTemplate const& request, std::size_t index, TargetFiles* targets,
-                               LogHandler& log)
+bool DeviceRun::prepareRequest(RequestTemplate const& request, std::size_t index, LogHandler& log)
 {
     JsonObject const filled = request.fill(m_values);
-    if (targets != nullptr)
-        targets->take(filled, m_result.device);
+    if (m_targets != nullptr)
+        m_targets->take(filled, m_result.device);
     require(index, [&] { m_files.addRequest(filled); });
     QString const fault = m_setting.options.isVerified && m_setting.recipe.steps[index].command == kWriteToken
                               ? TokenCheck::fault(filled)
@@ -107,6 +132,27 @@ bool DeviceRun::prepareRequest(RequestTemplate const& request, std::size_t index
         throw Refusal(fault);
     m_steps[index].request = std::make_unique<VrelFlashUtils>();
     return m_steps[index].request->parseArguments(filled, log);
+}
+
+/** One that is taken becomes known when it is; a dry run has the first instead. */
+void DeviceRun::prepareRow(Step::Row const& row)
+{
+    auto const table = row.table->current();
+    std::optional<std::size_t> const place = !row.isTaken            ? table->rowOf(m_result.device.serial)
+                                             : table->rows().empty() ? std::nullopt
+                                                                     : std::make_optional<std::size_t>(0);
+    bool const isLater = row.isTaken && !m_setting.options.isDryRun;
+    if (place && !isLater) {
+        TableFile::fill(m_values, *table, *place);
+        return;
+    }
+    m_awaited += row.table->placeholders();
+    if (!isLater)
+        throw Refusal(QStringLiteral("the table '%1' has no row%2")
+                          .arg(row.table->name(),
+                               row.isTaken ? QString()
+                                           : QStringLiteral(" for the serial number '%1'")
+                                                 .arg(ReportText::printable(m_result.device.serial))));
 }
 
 /** Keeps what the device lacks first. */
@@ -145,18 +191,66 @@ std::optional<QByteArray> DeviceRun::downloaderArguments(LogHandler& log)
     return lines;
 }
 
+bool DeviceRun::isDone()
+{
+    if (m_setting.options.isAgain)
+        return false;
+    m_result.service = m_setting.ledger->doneBy(m_result.device.serial, m_result.job);
+    m_result.kind = m_result.service.isNull() ? Outcome::NotRun : Outcome::Done;
+    return m_result.kind == Outcome::Done;
+}
+
 void DeviceRun::run(LogHandler& log)
 {
     Interruption::Work const work;
-    m_setting.log->begin(log);
     QElapsedTimer timer;
     timer.start();
-    if (isLacking(log))
-        reject(log);
+    if (!begin(log))
+        return;
+    if (m_isRejected || isLacking(log))
+        fail(log);
     else
         runSteps(log);
     m_result.duration = timer.elapsed();
-    m_setting.log->end(log);
+    QString const word = RunReport::word(m_result);
+    noteGap(m_setting.ledger->end(m_result.service, word, m_result.duration, m_result.error));
+    m_setting.log->end(log, word, RunReport::toLastMembers(m_result));
+}
+
+/** @return false, with the cause as the result's error, when the ledger cannot have it */
+bool DeviceRun::begin(LogHandler const& log)
+try {
+    RunOptions const& options = m_setting.options;
+    Recipe const& recipe = m_setting.recipe;
+    auto const inputs = describe(m_files.needed());
+    m_result.service = m_setting.ledger->begin(
+        {m_result.device.serial, m_result.device.path, m_result.job,
+         options.station.value_or(QSysInfo::machineHostName()),
+         options.exe ? QStringLiteral("downloader") : QStringLiteral("in-process"), m_setting.log->file(log),
+         recipe.isArray, recipe.commands(), inputs, QStringLiteral(VREL_VERSION),
+         QString::fromUtf8(VrelManagerLib::getVersion())});
+    m_setting.log->begin(
+        log, QStringLiteral("Job '%1': %2").arg(m_result.job, recipe.commands().join(QStringLiteral(", "))),
+        RunReport::toFirstMembers(m_result, recipe.commands(), inputs));
+    return true;
+} catch (LedgerError const& error) {
+    m_result.error = error.text();
+    return false;
+}
+
+/** Of files that are not recorded yet, if any are. */
+std::vector<LedgerInput> DeviceRun::describe(QStringList const& files)
+{
+    std::vector<LedgerInput> inputs;
+    bool const isRecorded = m_setting.options.ledger || m_setting.options.logDirectory;
+    for (QString const& name : files) {
+        if (!isRecorded || m_recorded.contains(name))
+            continue;
+        m_recorded << name;
+        if (auto input = m_setting.inputs.describe(name))
+            inputs.push_back(*std::move(input));
+    }
+    return inputs;
 }
 
 void DeviceRun::runSteps(LogHandler& log)
@@ -171,31 +265,77 @@ void DeviceRun::runSteps(LogHandler& log)
             log.logMessage(kErrorLevel, "Interrupted: this step, and any after it, was not run");
             m_result.kind = Outcome::Failure;
         } else {
-            QElapsedTimer stepTimer;
-            stepTimer.start();
+            QElapsedTimer timer;
+            timer.start();
             m_result.kind = carryOut(index, log) ? Outcome::Success : Outcome::Failure;
-            if (m_setting.recipe.isArray)
-                static_cast<Outcome&>(m_result.steps[index]) = {m_result.kind, stepTimer.elapsed(),
-                                                                m_setting.log->lastError(log)};
+            endStep(index, {m_result.kind, timer.elapsed(), m_setting.log->lastError(log)});
         }
         m_result.error = m_setting.log->lastError(log);
     }
 }
 
-void DeviceRun::reject(LogHandler const& log)
+void DeviceRun::endStep(std::size_t index, Outcome const& outcome)
+{
+    if (m_setting.recipe.isArray)
+        static_cast<Outcome&>(m_result.steps[index]) = outcome;
+    noteGap(m_setting.ledger->endStep(m_result.service,
+                                      {static_cast<int>(index) + 1, m_setting.recipe.steps[index].command,
+                                       RunReport::word(outcome), outcome.duration, outcome.error}));
+}
+
+void DeviceRun::fail(LogHandler const& log)
 {
     m_result.kind = Outcome::Failure;
     m_result.error = m_setting.log->lastError(log);
 }
 
-bool DeviceRun::carryOut(std::size_t index, LogHandler& log) const
+/** Of what is not in the ledger; empty when nothing is missing. It is no error of the device. */
+void DeviceRun::noteGap(QString const& gap)
+{
+    if (gap.isEmpty())
+        return;
+    m_setting.hasLedgerGap = true;
+    m_setting.toolLog.logMessage(
+        kErrorLevel,
+        QStringLiteral("The device '%1': %2").arg(ReportText::printable(m_result.device.serial), gap));
+}
+
+bool DeviceRun::carryOut(std::size_t index, LogHandler& log)
 {
     Step const& step = m_setting.recipe.steps[index];
     if (auto const* const waiting = step.as<Step::Wait>())
         return wait(*waiting, log);
     if (auto const* const exec = step.as<Step::Exec>())
         return ExternalProgram::run(m_steps[index].words, exec->seconds, environment(), log);
-    return runAndVerify(*m_steps[index].request, log);
+    if (auto const* const row = step.as<Step::Row>())
+        return !row->isTaken || takeRow(*row->table, log);
+    VrelFlashUtils& request = *m_steps[index].request;
+    QStringList files; // which an earlier step may have made, or a row named
+    for (auto const& [key, name] : RequestRules::readFiles(request.getParameters()))
+        files << name;
+    noteGap(m_setting.ledger->addInputs(m_result.service, describe(files)));
+    return runAndVerify(request, log);
+}
+
+/** And judges what is done with it, as before the first step. */
+bool DeviceRun::takeRow(TableFile const& table, LogHandler& log)
+{
+    try {
+        m_setting.pools.at(&table).take(*m_setting.ledger, m_result.service, m_values, log);
+    } catch (Refusal const& refusal) {
+        log.logMessage(kErrorLevel, refusal.cause());
+        return false;
+    } catch (LedgerError const& error) {
+        log.logMessage(kErrorLevel, error.text());
+        return false;
+    }
+    auto const isGiven = [this](QString const& name) { return m_values.has(name); };
+    m_awaited.erase(std::remove_if(m_awaited.begin(), m_awaited.end(), isGiven), m_awaited.end());
+    int const bad = prepareSteps(log);
+    if (bad > 0)
+        log.logMessage(kErrorLevel,
+                       m_setting.recipe.stepName(bad) + QStringLiteral(" cannot be run with this row"));
+    return bad == 0 && !isLacking(log);
 }
 
 bool DeviceRun::runAndVerify(VrelFlashUtils& request, LogHandler& log) const
@@ -216,6 +356,8 @@ QProcessEnvironment DeviceRun::environment() const
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("VREL_SERIAL"), m_result.device.serial);
     environment.insert(QStringLiteral("VREL_PATH"), m_result.device.path);
+    environment.insert(QStringLiteral("VREL_JOB"), m_result.job);
+    environment.insert(QStringLiteral("VREL_SERVICE"), m_result.service);
     return environment;
 }
 

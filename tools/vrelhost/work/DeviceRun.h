@@ -2,18 +2,23 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "plugin/VrelManager.h"
+#include "tools/vrelhost/ledger/InputFiles.h"
+#include "tools/vrelhost/ledger/Ledger.h"
 #include "tools/vrelhost/log/RunLog.h"
 #include "tools/vrelhost/log/RunReport.h"
 #include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Recipe.h"
 #include "tools/vrelhost/request/SourceFiles.h"
 #include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/work/RowPool.h"
 #include "tools/vrelhost/work/RunOptions.h"
 #include "tools/vrelhost/work/TokenCheck.h"
 
 #include <QProcessEnvironment>
 
+#include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -31,9 +36,15 @@ struct RunSetting
     LogHandler& toolLog;
 
     Interruption const interruption;
-    std::optional<VrelManager> manager = {}; ///< where this process uses the vendor API
+    std::unique_ptr<Ledger> ledger = std::make_unique<NoLedger>();
+    std::atomic<bool> hasLedgerGap = false; ///< something could not be written
+    InputFiles inputs = {};
+    std::map<TableFile const*, RowPool> pools = {}; ///< of the tables whose rows are taken
+    std::optional<VrelManager> manager = {};        ///< where this process uses the vendor API
     std::optional<RunLog> log = {};
     std::optional<TokenCheck> tokenCheck = {}; ///< where tokens are verified
+
+    QString job() const { return options.job.value_or(recipe.digest); }
 
     /** Makes ready for running. @return false, with the cause logged at level 1 */
     bool prepare();
@@ -54,14 +65,19 @@ public:
      */
     bool prepare(TargetFiles* targets, LogHandler& log);
 
-    /** One JSON array a line for each request; nothing, with the cause logged, for a device that would fail. */
+    /** Whether the ledger has it as done, so that it is not to be run. Throws LedgerError. */
+    bool isDone();
+
+    /** One JSON array a line for each request; nothing, with the cause logged, for a device that would fail.
+     */
     std::optional<QByteArray> downloaderArguments(LogHandler& log);
 
-    /** Takes the steps until one fails or an end is asked for. @param log of RunSetting::log */
+    /**
+     * Takes the steps until one fails or an end is asked for; one that cannot be run fails at once. What is
+     * not begun, for want of the ledger, is not touched, and has the cause as its result's error.
+     * @param log of RunSetting::log
+     */
     void run(LogHandler& log);
-
-    /** The result where it cannot be run. */
-    void reject(LogHandler const& log);
 
     DeviceResult const& result() const { return m_result; }
 
@@ -71,14 +87,23 @@ private:
     {
         std::unique_ptr<VrelFlashUtils> request;
         QStringList words;
+        bool isReady = false;
     };
 
-    bool prepareStep(std::size_t index, TargetFiles* targets, LogHandler& log);
-    bool prepareRequest(RequestTemplate const& request, std::size_t index, TargetFiles* targets, LogHandler& log);
+    int prepareSteps(LogHandler& log);
+    bool prepareStep(std::size_t index, LogHandler& log);
+    bool prepareRequest(RequestTemplate const& request, std::size_t index, LogHandler& log);
+    void prepareRow(Step::Row const& row);
+    bool takeRow(TableFile const& table, LogHandler& log);
     void require(std::size_t index, std::function<void()> const& judge);
     bool isLacking(LogHandler const& log) const;
+    bool begin(LogHandler const& log);
     void runSteps(LogHandler& log);
-    bool carryOut(std::size_t index, LogHandler& log) const;
+    void endStep(std::size_t index, Outcome const& outcome);
+    void fail(LogHandler const& log);
+    void noteGap(QString const& gap);
+    std::vector<LedgerInput> describe(QStringList const& files);
+    bool carryOut(std::size_t index, LogHandler& log);
     bool runAndVerify(VrelFlashUtils& request, LogHandler& log) const;
     bool runRequest(VrelFlashUtils& request, LogHandler& log) const;
     bool wait(Step::Wait const& wait, LogHandler const& log) const;
@@ -88,7 +113,11 @@ private:
     VrelApiManager const m_api;
     DeviceResult m_result;
     Placeholders m_values;
+    QStringList m_awaited; ///< placeholders that nothing gives yet
     SourceFiles m_files;
+    TargetFiles* m_targets = nullptr;
     std::vector<Prepared> m_steps;
+    QStringList m_recorded; ///< files
+    bool m_isRejected = false;
     QString m_lack; ///< what this device alone lacks; empty when it lacks nothing
 };

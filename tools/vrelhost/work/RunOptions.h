@@ -27,8 +27,11 @@ struct RunOptions
     bool isJson = false;                 ///< results as JSON
     bool isVerified = false;             ///< tokens are read back and compared
     std::optional<QString> logDirectory; ///< for a log file of each device
+    std::optional<QString> job;          ///< what is to be done; named after the recipe without
+    std::optional<QString> ledger;       ///< file of the record; none is kept without
+    std::optional<QString> station;      ///< this place in the ledger; named after the host without
+    bool isAgain = false;                ///< devices that are done are served again
     std::optional<int> interval = 500;   ///< milliseconds between two looks for devices; always there
-    bool isAgain = false;                ///< devices that succeeded are served again when they appear again
     std::optional<int> stopAfter;        ///< successes
 
     bool isNamed() const { return isAll || !devices.empty(); }
