@@ -219,7 +219,8 @@ QStringList TerminalLog::workLines(int most) const
     }
     int const others = static_cast<int>(m_devices.size()) - lines.size();
     QString const rest = others == 0 ? QString() : QStringLiteral("and %1 more at work").arg(others);
-    return lines << joined({seconds(m_time), m_progress, m_ending, rest, m_devices.empty() ? m_latest : QString()});
+    return lines << joined(
+               {seconds(m_time), m_progress, m_ending, rest, m_devices.empty() ? m_latest : QString()});
 }
 
 void TerminalLog::draw()

@@ -86,7 +86,7 @@ private:
     bool m_isDrawn = false;
     QElapsedTimer m_time;
     QString m_progress;
-    QString m_ending; ///< how the work is about to end
+    QString m_ending;              ///< how the work is about to end
     QString m_latest;              ///< message of none of the devices
     std::vector<Device> m_devices; ///< in the order of their labels
 };

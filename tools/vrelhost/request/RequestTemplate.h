@@ -8,8 +8,8 @@
 class Placeholders;
 
 /**
- * A request whose texts, but for the command's name, may hold placeholders. A text that is one placeholder and
- * nothing else gives a number where the command wants one.
+ * A request whose texts, but for the command's name, may hold placeholders. A text that is one placeholder
+ * and nothing else gives a number where the command wants one.
  */
 class RequestTemplate
 {
