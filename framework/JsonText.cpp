@@ -1,6 +1,11 @@
 #include "framework/JsonText.h"
 
+#include "framework/CompactJson.h"
+
+#include <QJsonArray>
 #include <QJsonObject>
+#include <QSet>
+#include <QVector>
 
 std::optional<QJsonDocument> parseJson(QByteArray const& text, QString& error)
 {
@@ -38,5 +43,42 @@ QByteArray toCompactJson(JsonObject const& object)
     QJsonObject json;
     for (auto const& [key, value] : object)
         json.insert(key, QJsonValue::fromVariant(value));
-    return QJsonDocument(json).toJson(QJsonDocument::Compact);
+    return toCompactText(QJsonDocument(json));
+}
+
+std::optional<RepeatedKey> findRepeatedKey(QByteArray const& json)
+{
+    RepeatedKey found;
+    QVector<QSet<QString>> open; // the keys of each object that is not at its end; arrays have none
+    QByteArray text;
+    for (int i = 0; i < json.size(); ++i) {
+        int const begin = i;
+        switch (json.at(i)) {
+        case '{':
+        case '[':
+            open.append(QSet<QString>());
+            break;
+        case '}':
+        case ']':
+            open.removeLast();
+            break;
+        case ',':
+            found.element += open.size() == 1 ? 1 : 0;
+            break;
+        case '"':
+            for (++i; json.at(i) != '"'; ++i)
+                i += json.at(i) == '\\' ? 1 : 0;
+            text = json.mid(begin, i + 1 - begin);
+            break;
+        case ':':
+            found.key = QJsonDocument::fromJson('[' + text + ']').array().at(0).toString();
+            if (open.last().contains(found.key))
+                return found;
+            open.last().insert(found.key);
+            break;
+        default:
+            break;
+        }
+    }
+    return std::nullopt;
 }

@@ -1,5 +1,7 @@
 #include "framework/LogLines.h"
 
+#include "framework/CompactJson.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -99,7 +101,7 @@ QByteArray toJson(LogLine const& line, QString const& time)
     }
     if (!time.isEmpty())
         json.insert(QLatin1String("time"), time);
-    return QJsonDocument(json).toJson(QJsonDocument::Compact);
+    return toCompactText(QJsonDocument(json));
 }
 
 std::optional<LogLine> fromJson(QByteArray const& bytes)

@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     int errors = 0;
     setLogSink([&errors](LogLine const& line) { errors += line.level == kErrorLevel ? 1 : 0; });
     LogHandler log;
-    bool const isAccepted = recipe->accept(log);
+    bool const isAccepted = recipe->accept(true, log);
     require(isAccepted == (errors == 0), "a rejected recipe, and only that, logs an error");
     if (!isAccepted)
         return 0;

@@ -7,13 +7,31 @@
 
 #include <deque>
 #include <type_traits>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
-QString const kNotAvailable =
-    QStringLiteral("The vendor API is not available: another process may be using it");
+QString notAvailable()
+{
+    return QStringLiteral("The vendor API is not available: ") + VendorApi::absence();
+}
 
 } // namespace
+
+QString VendorApi::absence()
+{
+    constexpr std::size_t kEnough = 16; // a vendor library may need some at a time
+    std::vector<int> spare;
+    while (spare.size() < kEnough && (spare.empty() || spare.back() >= 0))
+        spare.push_back(::dup(STDERR_FILENO));
+    bool const isLacking = spare.back() < 0;
+    for (int const file : spare)
+        static_cast<void>(::close(file));
+    return isLacking
+               ? QStringLiteral("this process may open only %1 more files (ulimit -n)").arg(spare.size() - 1)
+               : QStringLiteral("another process may be using it");
+}
 
 LogHandler& VendorApi::lastingLog(QString const& name)
 {
@@ -27,14 +45,14 @@ VrelApiManager VendorApi::fetch(VrelManager& manager, LogHandler const& log)
 {
     VrelApiManager api = manager.fetchApi();
     if (!api)
-        log.logMessage(kErrorLevel, kNotAvailable);
+        log.logMessage(kErrorLevel, notAvailable());
     return api;
 }
 
 std::optional<VendorApi::DeviceList> VendorApi::list(VrelApiManager& api, QString& error)
 {
     if (!api) {
-        error = kNotAvailable;
+        error = notAvailable();
         return std::nullopt;
     }
     DeviceList devices;

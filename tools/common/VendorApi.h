@@ -22,6 +22,9 @@ using DeviceList = std::map<QString, QString>;
  */
 LogHandler& lastingLog(QString const& name);
 
+/** The likely cause where there is no vendor API to be had, as the end of a sentence. */
+QString absence();
+
 /** A handle; one that tests false has been logged at level 1. */
 VrelApiManager fetch(VrelManager& manager, LogHandler const& log);
 

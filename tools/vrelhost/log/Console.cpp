@@ -6,6 +6,11 @@
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/log/TerminalLog.h"
 
+#include <climits>
+#include <limits>
+#include <poll.h>
+#include <sys/stat.h>
+
 Console::Console(std::FILE* output, std::FILE* log)
     : m_output(output)
     , m_logStream(log)
@@ -41,6 +46,20 @@ void Console::showEnd(QString const& end) const
 {
     if (m_terminal)
         m_terminal->showEnd(end);
+}
+
+bool Console::takesOutput() const
+{
+    pollfd stream = {::fileno(m_output), POLLOUT, 0};
+    return ::poll(&stream, 1, 0) != 0; // also for an error, which a write then shows
+}
+
+int Console::atOnce() const
+{
+    struct stat status = {};
+    bool const isFile =
+        ::fstat(::fileno(m_output), &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode));
+    return isFile ? std::numeric_limits<int>::max() : PIPE_BUF;
 }
 
 int Console::print(QByteArray const& text, QString const& what) const

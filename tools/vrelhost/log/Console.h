@@ -31,6 +31,10 @@ public:
     void showProgress(QString const& progress) const;
     void showEnd(QString const& end) const;
 
+    /** Whether bytes can be written without a wait for who reads them, and how many at a time. */
+    bool takesOutput() const;
+    int atOnce() const;
+
     /** Writes a result at once; yields the exit code. @param what it is, for people */
     int print(QByteArray const& text, QString const& what = QStringLiteral("the result")) const;
 

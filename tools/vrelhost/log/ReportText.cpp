@@ -1,7 +1,8 @@
 #include "tools/vrelhost/log/ReportText.h"
 
+#include "framework/CompactJson.h"
+
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <algorithm>
 
@@ -52,7 +53,7 @@ QByteArray ReportText::json(QString const& text)
         return QByteArrayLiteral("null");
     if (std::all_of(text.begin(), text.end(), isPlain)) // nearly all: this is ten times as quick
         return '"' + text.toLatin1() + '"';
-    QByteArray const json = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    QByteArray const json = toCompactText(QJsonDocument(QJsonArray{text}));
     return json.mid(1, json.size() - 2);
 }
 

@@ -53,18 +53,24 @@ bool isJson(QString const& argument)
     return argument.startsWith(QLatin1Char('{')) || argument.startsWith(QLatin1Char('['));
 }
 
-/** What `parse` makes of the text that an argument stands for. */
-template <typename Parsed>
-Parsed readAs(std::optional<Parsed> (*parse)(QByteArray const& text, QString& error), QString const& argument)
+/** The text that an argument stands for. */
+QByteArray textOf(QString const& argument)
 {
     QByteArray const text = argument.isEmpty() || isJson(argument) ? argument.toUtf8() : content(argument);
     if (text.trimmed().isEmpty())
         refuse(argument, QStringLiteral("it is empty"));
+    return text;
+}
+
+template <typename Parsed>
+Parsed parsed(std::optional<Parsed> (*parse)(QByteArray const& text, QString& error), QByteArray const& text,
+              QString const& argument)
+{
     QString cause;
-    auto const parsed = parse(text, cause);
-    if (!parsed)
+    auto const result = parse(text, cause);
+    if (!result)
         refuse(argument, cause);
-    return *parsed;
+    return *result;
 }
 
 /** A device's name, or a text of a table without rows. */
@@ -74,8 +80,9 @@ QString const kSample = QStringLiteral("0");
 class StepJudge
 {
 public:
-    explicit StepJudge(LogHandler& log)
-        : m_log(log)
+    StepJudge(bool isForMany, LogHandler& log)
+        : m_isForMany(isForMany)
+        , m_log(log)
     {
     }
 
@@ -108,6 +115,8 @@ private:
             judgeRows(request, *table);
         if (!RequestRules::accept(request.fill(m_sample), m_log))
             throw Refusal(QString());
+        if (m_isForMany)
+            RequestRules::requireShareable(request.fixedPart(m_sample));
     }
 
     /** Values of a column may be no numbers. */
@@ -154,6 +163,7 @@ private:
         m_tables.push_back(file);
     }
 
+    bool const m_isForMany;
     LogHandler& m_log;
     SourceFiles m_files;
     Placeholders m_sample{{kSample, kSample}};
@@ -166,7 +176,8 @@ private:
 Recipe Recipe::read(QString const& argument)
 {
     constexpr int kDigits = 12;
-    QJsonDocument const json = readAs(parseJson, argument);
+    QByteArray const text = textOf(argument);
+    QJsonDocument const json = parsed(parseJson, text, argument);
     Recipe recipe;
     recipe.isArray = json.isArray();
     recipe.digest = QString::fromLatin1(
@@ -177,17 +188,20 @@ Recipe Recipe::read(QString const& argument)
         recipe.steps.push_back({value, {}});
     if (recipe.steps.empty())
         refuse(argument, QStringLiteral("it is a recipe without steps"));
+    recipe.repeatedKey = findRepeatedKey(text);
     return recipe;
 }
 
-bool Recipe::accept(LogHandler& log)
+bool Recipe::accept(bool isForMany, LogHandler& log)
 {
-    StepJudge judge(log);
+    StepJudge judge(isForMany, log);
     for (Step& step : steps) {
+        auto const number = static_cast<int>(&step - steps.data()) + 1;
         try {
+            if (repeatedKey && (!isArray || repeatedKey->element + 1 == number))
+                throw Refusal(QStringLiteral("\"%1\" appears twice as a key").arg(repeatedKey->key));
             isArray ? judge.judge(step) : judge.judgeAlone(step);
         } catch (Refusal const& refusal) {
-            int const number = static_cast<int>(&step - steps.data()) + 1;
             if (isArray)
                 log.logMessage(kErrorLevel, rejection(number, refusal.cause()));
             else if (!refusal.cause().isEmpty())
@@ -222,8 +236,11 @@ QStringList Recipe::commands() const
 
 int Recipe::sharedFileStep() const
 {
-    Placeholders one({QStringLiteral("A"), QStringLiteral("1-1")});
-    Placeholders other({QStringLiteral("B"), QStringLiteral("1-2")});
+    // Other boards come to the same place.
+    DeviceName const kOne{QStringLiteral("A"), QStringLiteral("1-1")};
+    DeviceName const kOther{QStringLiteral("B"), QStringLiteral("1-1")};
+    Placeholders one(kOne);
+    Placeholders other(kOther);
     auto const isShared = [&](Step const& step) {
         if (auto const* const row = step.as<Step::Row>()) {
             for (QString const& column : row->table->placeholders()) {
@@ -232,8 +249,16 @@ int Recipe::sharedFileStep() const
             }
         }
         auto const* const request = step.as<RequestTemplate>();
-        QString const name = request == nullptr ? QString() : RequestRules::writtenFile(request->request());
-        return !name.isEmpty() && one.fill(name) == other.fill(name);
+        if (request == nullptr)
+            return false;
+        TargetFiles targets;
+        try {
+            targets.take(request->fill(one), kOne);
+            targets.take(request->fill(other), kOther);
+        } catch (Refusal const&) {
+            return true;
+        }
+        return false;
     };
     auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
     return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;
@@ -254,5 +279,5 @@ QString Recipe::rejection(int number, QString const& cause) const
 
 JsonObject readRequest(QString const& argument)
 {
-    return readAs(parseJsonObject, argument);
+    return parsed(parseJsonObject, textOf(argument), argument);
 }

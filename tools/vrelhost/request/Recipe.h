@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framework/JsonText.h"
 #include "tools/vrelhost/request/Step.h"
 
 #include <QString>
@@ -16,6 +17,7 @@ struct Recipe
     std::vector<Step> steps; ///< before accept, only their JSON
     bool isArray = false;    ///< results are told by step
     QString digest;          ///< of the JSON, whatever its layout: twelve hexadecimal digits
+    std::optional<RepeatedKey> repeatedKey = {};
 
     /**
      * Reads it from where an argument says: the JSON text itself (it begins with "{" or "["), "-" for
@@ -28,8 +30,9 @@ struct Recipe
      * Whether library and tool take all steps, for any device, and the files that they name without
      * placeholders are there. The first step that is refused is logged at level 1; where a single request
      * lacks a file, that is logged at level 2.
+     * @param isForMany whether several devices may read what it names
      */
-    bool accept(LogHandler& log);
+    bool accept(bool isForMany, LogHandler& log);
 
     bool needsPath() const;
     bool has(char const* command) const { return find(command) > 0; }
@@ -38,7 +41,7 @@ struct Recipe
     int find(char const* command) const;
     QStringList commands() const;
 
-    /** The first step, from 1, that writes to a file of the same name for every device; 0 without one. */
+    /** The first step, from 1, that writes to the same file for all devices at one place; 0 without one. */
     int sharedFileStep() const;
 
     /** What messages call a step. @param number from 1 */

@@ -34,6 +34,11 @@ std::filesystem::path behindLinks(std::filesystem::path path)
     return path;
 }
 
+std::string nativeName(QString const& file)
+{
+    return file.toUtf8().toStdString(); // as the library hands it on
+}
+
 /** Of the parameter that names a file to be written; empty without one. */
 QString writtenKey(JsonObject const& request)
 {
@@ -90,12 +95,24 @@ std::vector<std::pair<QString, QString>> RequestRules::readFiles(JsonObject cons
     return files;
 }
 
-std::string RequestRules::identity(QString const& file)
+void RequestRules::requireShareable(JsonObject const& request)
 {
-    struct stat status = {};
-    std::string const name = file.toUtf8().toStdString(); // as the library hands it on
-    if (::stat(name.c_str(), &status) == 0)
-        return std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+    for (auto const& [key, file] : readFiles(request)) {
+        struct stat status = {};
+        bool const isThere = ::stat(nativeName(file).c_str(), &status) == 0;
+        if (isThere && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+            throw Refusal(
+                QStringLiteral(
+                    "\"%1\" names '%2', which is no regular file, for all devices: give each its own, "
+                    "with {serial} or {path} in the name")
+                    .arg(key, file),
+                Refusal::NoAdvice);
+    }
+}
+
+std::string RequestRules::canonicalName(QString const& file)
+{
+    std::string const name = nativeName(file);
     std::error_code error;
     std::filesystem::path const path =
         std::filesystem::weakly_canonical(std::filesystem::absolute(behindLinks(name), error), error);
@@ -108,11 +125,17 @@ void TargetFiles::take(JsonObject const& request, DeviceName const& device)
     if (file.isEmpty())
         return;
     std::lock_guard const lock(m_mutex);
-    QString const owner = m_owners.emplace(RequestRules::identity(file), device.serial).first->second;
-    if (owner != device.serial)
-        throw Refusal(
-            QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each its own, "
-                           "with {serial} or {path} in the name")
-                .arg(ReportText::printable(owner), ReportText::printable(device.serial), file),
-            Refusal::NoAdvice);
+    std::string const name = RequestRules::canonicalName(file);
+    std::error_code error;
+    bool const isThere = std::filesystem::exists(name, error); // perhaps with another name, too
+    for (auto const& [taken, owner] : m_owners) {
+        bool const isSame = taken == name || (isThere && std::filesystem::equivalent(taken, name, error));
+        if (isSame && owner != device.serial)
+            throw Refusal(
+                QStringLiteral("The devices '%1' and '%2' would write to the same file '%3': give each "
+                               "its own, with {serial} or {path} in the name")
+                    .arg(ReportText::printable(owner), ReportText::printable(device.serial), file),
+                Refusal::NoAdvice);
+    }
+    m_owners.emplace(name, device.serial);
 }

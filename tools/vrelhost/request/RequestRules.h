@@ -28,12 +28,20 @@ QString writtenFile(JsonObject const& request);
 /** Key and name of each file that a request reads. */
 std::vector<std::pair<QString, QString>> readFiles(JsonObject const& request);
 
-/** The same text for one file however it is named, also for one that is not there yet. */
-std::string identity(QString const& file);
+/**
+ * Throws Refusal when a request reads what is no regular file, such as a pipe, of which each of several
+ * devices would get a part.
+ */
+void requireShareable(JsonObject const& request);
+
+/** The same text for one file however its directories and links are named, also for one that is not there
+ * yet. */
+std::string canonicalName(QString const& file);
 
 } // namespace RequestRules
 
-/** The files that requests write to, each for one device alone. Any thread. */
+/** The files that requests write to, each for one device alone, also when another one appears later. Any
+ * thread. */
 class TargetFiles
 {
 public:
@@ -45,5 +53,5 @@ public:
 
 private:
     std::mutex m_mutex;
-    std::map<std::string, QString> m_owners; ///< serial numbers, by what tells a file from others
+    std::map<std::string, QString> m_owners; ///< serial numbers, by canonical names
 };

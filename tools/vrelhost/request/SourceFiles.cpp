@@ -36,7 +36,7 @@ void SourceFiles::addRequest(JsonObject const& request)
     }
     QString const written = RequestRules::writtenFile(request);
     if (!written.isEmpty())
-        m_written.insert(RequestRules::identity(written));
+        m_written.insert(RequestRules::canonicalName(written));
 }
 
 void SourceFiles::requireProgram(QString const& name) const
@@ -53,5 +53,5 @@ bool SourceFiles::isMade(QString const& file) const
 {
     auto const isNamed = [&file](QString const& word) { return word.contains(file); };
     return std::any_of(m_arguments.begin(), m_arguments.end(), isNamed) ||
-           m_written.count(RequestRules::identity(file)) > 0;
+           m_written.count(RequestRules::canonicalName(file)) > 0;
 }

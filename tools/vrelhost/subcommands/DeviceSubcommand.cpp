@@ -120,7 +120,7 @@ int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given,
                    "with --dry-run: nothing is run");
     else if (!options.exe)
         warnOfIdle(call, {"timeout"}, "without --exe: what runs in-process is waited for");
-    if (!recipe.accept(call.console.log()))
+    if (!recipe.accept(options.isMany, call.console.log()))
         return ExitRejected;
     int const taking = recipe.find("take");
     if (taking > 0 && !options.ledger)

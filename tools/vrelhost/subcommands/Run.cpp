@@ -128,7 +128,7 @@ bool judge(std::vector<DeviceName> const& devices, RunSetting& setting, VrelApiM
 {
     return std::all_of(devices.begin(), devices.end(), [&](DeviceName const& device) {
         DeviceRun& run = runs.emplace_back(setting, device, api);
-        return run.isDone() || run.prepare(&targets, setting.toolLog);
+        return run.isDone() || run.prepare(targets, setting.toolLog);
     });
 }
 
@@ -289,6 +289,8 @@ int runOnDevices(RunSetting& setting)
     }
     setting.manager.reset(); // others may take the vendor API while the result is being written
     setting.console.showWork(false);
+    if (output.isEmpty() && setting.options.isJson && !setting.options.isDryRun && exitCode != ExitRejected)
+        output = RunReport::toJson({});
     return output.isEmpty() || setting.console.print(output) == ExitSuccess ? exitCode : ExitFailure;
 }
 

@@ -121,7 +121,7 @@ QString missingFromApi(VrelManager& manager)
 {
     VrelApiManager api = manager.fetchApi();
     if (!api)
-        return QStringLiteral("the vendor API is not available, another process may be using it");
+        return QStringLiteral("the vendor API is not available, ") + VendorApi::absence();
     QString error = QStringLiteral("The vendor API does not list it");
     VendorApi::list(api, error);
     return error.replace(0, 1, QLatin1Char('t')); // it goes on in a sentence

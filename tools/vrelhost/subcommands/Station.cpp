@@ -10,6 +10,7 @@
 #include "tools/vrelhost/work/DeviceRun.h"
 #include "tools/vrelhost/work/DeviceSelection.h"
 #include "tools/vrelhost/work/ProcessGroup.h"
+#include "tools/vrelhost/work/RowQueue.h"
 
 #include <QDateTime>
 
@@ -69,9 +70,17 @@ public:
 private:
     enum class State
     {
-        Served,   ///< now, or with success
-        Unlisted, ///< likewise, and gone since: what is served now has appeared again when it is listed
+        Served,   ///< now
+        Unlisted, ///< likewise, and gone since: it has appeared again when it is listed
         Finished, ///< to be served when it appears again
+        Done,     ///< with success, and not to be served again
+        Gone,     ///< likewise, and gone since
+    };
+
+    struct Known
+    {
+        State state;
+        QString path;
     };
 
     void serveUntilEnd();
@@ -85,7 +94,7 @@ private:
     bool isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list);
     bool isDone(DeviceName const& device);
     void serve(DeviceName const& device, VrelApiManager const& api);
-    void waitForEnd() const;
+    void waitForEnd();
     bool hasEnded() const;
     void collect();
     void tell(DeviceResult const& result);
@@ -95,8 +104,10 @@ private:
     RunOptions const& m_options = m_setting.options;
     Recipe const& m_recipe = m_setting.recipe;
 
-    std::map<QString, State> m_states; ///< by serial number, of devices that were begun
+    std::map<QString, Known> m_states; ///< by serial number, of devices that were begun
     std::set<QString> m_refused;       ///< paths of listed devices that cannot be named
+    TargetFiles m_targets;
+    RowQueue m_rows{m_setting.console};
     bool m_isListFailing = false;
     bool m_isListFull = false;
     bool m_isLedgerFailing = false;
@@ -112,7 +123,7 @@ int Station::run()
     int const shared = m_recipe.sharedFileStep();
     if (shared != 0) {
         m_setting.toolLog.logMessage(
-            kErrorLevel, "All devices would write to the same file: put {serial} or {path} into its name");
+            kErrorLevel, "Several devices would write to the same file: put {serial} into its name");
         if (m_recipe.isArray)
             m_setting.toolLog.logMessage(kErrorLevel, m_recipe.rejection(shared));
         return ExitRejected;
@@ -123,8 +134,9 @@ int Station::run()
     if (!isRecording() && m_isLedgerRefused)
         return ExitFailure;
     if (!m_options.isJson)
-        m_setting.console.print(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
+        m_rows.add(RunReport::toTableHead(m_recipe.isArray), QStringLiteral("the table's head"));
     serveUntilEnd();
+    m_rows.finish();
     m_setting.toolLog.logMessage(
         kProgressLevel, QStringLiteral("Station: %1 succeeded, %2 failed").arg(m_succeeded).arg(m_failed));
     return m_failed > 0 || m_setting.hasLedgerGap || m_isLedgerRefused ? ExitFailure : ExitSuccess;
@@ -164,8 +176,8 @@ bool Station::look(VrelApiManager& api, VendorApi::DeviceList& list)
     if (!api)
         api = m_setting.manager->fetchApi();
     auto listed = VendorApi::list(api, error);
-    if (m_options.exe)
-        api = VrelApiManager(); // the downloaders take it
+    if (m_options.exe || (!listed && m_services.empty()))
+        api = VrelApiManager(); // the downloaders take it, or another hold may do better
     if (!listed && !m_isListFailing)
         m_setting.toolLog.logMessage(kErrorLevel, error);
     m_isListFailing = !listed;
@@ -213,10 +225,13 @@ void Station::forgetAbsent(VendorApi::DeviceList const& list)
         serials.insert(serial);
     for (auto entry = m_states.begin(); entry != m_states.end();) {
         bool const isAbsent = serials.count(entry->first) == 0;
+        State& state = entry->second.state;
         // A recipe that waits may have sent the device away itself.
-        if (isAbsent && entry->second == State::Served && !m_recipe.has("wait"))
-            entry->second = State::Unlisted;
-        entry = isAbsent && entry->second == State::Finished ? m_states.erase(entry) : std::next(entry);
+        if (isAbsent && state == State::Served && !m_recipe.has("wait"))
+            state = State::Unlisted;
+        else if (isAbsent && state == State::Done)
+            state = State::Gone;
+        entry = isAbsent && state == State::Finished ? m_states.erase(entry) : std::next(entry);
     }
     for (auto path = m_refused.begin(); path != m_refused.end();)
         path = list.count(*path) == 0 ? m_refused.erase(path) : std::next(path);
@@ -243,7 +258,7 @@ bool Station::isDone(DeviceName const& device)
     if (isKnown && service.isNull())
         return false;
     if (isKnown) {
-        m_states[device.serial] = State::Finished;
+        m_states[device.serial] = {State::Finished, device.path};
         m_setting.toolLog.logMessage(
             kProgressLevel,
             QStringLiteral("The device '%1' at %2 is done in the job '%3', by the "
@@ -256,8 +271,21 @@ bool Station::isDone(DeviceName const& device)
 bool Station::isDue(VendorApi::DeviceList::value_type const& device, VendorApi::DeviceList const& list)
 {
     QString const fault = namingFault(device, list);
-    if (fault.isEmpty())
-        return m_states.count(device.second) == 0;
+    if (fault.isEmpty()) {
+        auto const known = m_states.find(device.second);
+        if (known == m_states.end())
+            return true;
+        bool const isNew = known->second.state == State::Gone || known->second.path != device.first;
+        if (known->second.state >= State::Done && isNew) {
+            known->second = {State::Done, device.first};
+            m_setting.toolLog.logMessage(kWarningLevel,
+                                         QStringLiteral("The device '%1' at %2 is not served: one with this "
+                                                        "serial number was served with success; "
+                                                        "--again serves it")
+                                             .arg(ReportText::printable(device.second), device.first));
+        }
+        return false;
+    }
     if (m_refused.insert(device.first).second)
         m_setting.toolLog.logMessage(kErrorLevel, fault + QStringLiteral(": not served"));
     return false;
@@ -269,10 +297,10 @@ void Station::serve(DeviceName const& device, VrelApiManager const& api)
     LogHandler& log = m_setting.log->add(device, true, error);
     if (!error.isEmpty())
         log.logMessage(kWarningLevel, error);
-    m_states[device.serial] = State::Served;
+    m_states[device.serial] = {State::Served, device.path};
     m_services.push_back({DeviceRun(m_setting, device, m_options.exe ? VrelApiManager() : api), log, {}});
     Service& service = m_services.back();
-    service.run.prepare(nullptr, log);
+    service.run.prepare(m_targets, log);
     // What is deferred, also for lack of threads, is this thread's to do, in collect.
     std::launch const onThisThread = std::launch::deferred;
     std::launch const policy = m_options.exe ? onThisThread : std::launch::async | onThisThread;
@@ -286,13 +314,15 @@ bool Station::hasEnded() const
 
 /** Returns when a service has ended, the time is over, or an end is asked for and services are under way no
  * more. */
-void Station::waitForEnd() const
+void Station::waitForEnd()
 {
     constexpr std::chrono::milliseconds kPause(20); // no signal and no service wakes it
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(*m_options.interval);
     while (!hasEnded() && std::chrono::steady_clock::now() < deadline &&
-           !(Interruption::isRequested() && m_services.empty()))
+           !(Interruption::isRequested() && m_services.empty())) {
+        m_rows.flush();
         std::this_thread::sleep_until(std::min(std::chrono::steady_clock::now() + kPause, deadline));
+    }
 }
 
 void Station::collect()
@@ -326,16 +356,15 @@ void Station::tell(DeviceResult const& result)
     ++(succeeded ? m_succeeded : m_failed);
     auto const state = m_states.find(result.device.serial);
     if (succeeded && !m_options.isAgain && !m_options.ledger) // which knows better
-        state->second = State::Served;
-    else if (state->second == State::Served)
-        state->second = State::Finished;
+        state->second.state = State::Done;
+    else if (state->second.state == State::Served)
+        state->second.state = State::Finished;
     else
         m_states.erase(state);
     QString const time = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
-    m_setting.console.print(m_options.isJson ? RunReport::toJsonLine(result, time)
-                                             : RunReport::toTableRow(result),
-                            QStringLiteral("the result of '%1' (%2)")
-                                .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
+    m_rows.add(m_options.isJson ? RunReport::toJsonLine(result, time) : RunReport::toTableRow(result),
+               QStringLiteral("the result of '%1' (%2)")
+                   .arg(ReportText::printable(result.device.serial), RunReport::word(result)));
     showProgress();
 }
 

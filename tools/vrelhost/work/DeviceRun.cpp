@@ -1,6 +1,7 @@
 #include "tools/vrelhost/work/DeviceRun.h"
 
 #include "external/LogHandler.h"
+#include "framework/CompactJson.h"
 #include "plugin/VrelManagerLib.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/ledger/LedgerWriter.h"
@@ -14,7 +15,6 @@
 
 #include <QElapsedTimer>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QSysInfo>
 
 #include <algorithm>
@@ -76,9 +76,9 @@ DeviceRun::DeviceRun(RunSetting& setting, DeviceName device, VrelApiManager cons
         m_result.steps[i].command = m_setting.recipe.steps[i].command;
 }
 
-bool DeviceRun::prepare(TargetFiles* targets, LogHandler& log)
+bool DeviceRun::prepare(TargetFiles& targets, LogHandler& log)
 {
-    m_targets = targets;
+    m_targets = &targets;
     int const bad = prepareSteps(log);
     m_isRejected = bad > 0;
     if (m_isRejected && m_setting.recipe.isArray)
@@ -122,8 +122,7 @@ try {
 bool DeviceRun::prepareRequest(RequestTemplate const& request, std::size_t index, LogHandler& log)
 {
     JsonObject const filled = request.fill(m_values);
-    if (m_targets != nullptr)
-        m_targets->take(filled, m_result.device);
+    m_targets->take(filled, m_result.device);
     require(index, [&] { m_files.addRequest(filled); });
     QString const fault = m_setting.options.isVerified && m_setting.recipe.steps[index].command == kWriteToken
                               ? TokenCheck::fault(filled)
@@ -186,7 +185,7 @@ std::optional<QByteArray> DeviceRun::downloaderArguments(LogHandler& log)
         if (!step.request)
             continue;
         QStringList const arguments = DownloaderRun(*step.request, m_result.device.serial, log).arguments();
-        lines += QJsonDocument(QJsonArray::fromStringList(arguments)).toJson(QJsonDocument::Compact) + '\n';
+        lines += toCompactText(QJsonDocument(QJsonArray::fromStringList(arguments))) + '\n';
     }
     return lines;
 }

@@ -60,10 +60,10 @@ public:
     /**
      * Judges the recipe for the device. What this device alone lacks, such as a file of its own, lets it fail
      * when it is run.
-     * @param targets takes the files that it writes; null where these need no watch
+     * @param targets takes the files that it writes
      * @return whether it can be run; if not, the cause is logged at level 1
      */
-    bool prepare(TargetFiles* targets, LogHandler& log);
+    bool prepare(TargetFiles& targets, LogHandler& log);
 
     /** Whether the ledger has it as done, so that it is not to be run. Throws LedgerError. */
     bool isDone();
