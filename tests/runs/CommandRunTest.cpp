@@ -56,7 +56,8 @@ protected:
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(process.readAllStandardOutput(), QByteArray());
         for (QByteArray const& text : process.readAllStandardError().split('\n')) {
-            if (auto const line = fromJson(text))
+            auto const line = fromJson(text);
+            if (line && !line->text.endsWith(QLatin1String("which does not exist"))) // names are made up
                 log.push_back(shown(*line));
         }
         return process.exitCode();

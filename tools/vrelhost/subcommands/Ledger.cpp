@@ -215,6 +215,6 @@ Subcommands::Rows Subcommands::ledger()
         {"ledger merge", kFileAndOthers, nullptr, merge,
          "Copies the services of other ledgers into one; a second time changes nothing.", "success",
          "a ledger cannot be read or written; nothing of this OTHER was copied",
-         "vrelhost ledger merge all.db line-1.db line-2.db"},
+         "vrelhost ledger merge all.db ledger.db"},
     };
 }

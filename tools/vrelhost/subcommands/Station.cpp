@@ -399,5 +399,5 @@ Subcommands::Rows Subcommands::station()
         {"station", DeviceSubcommand::kRequestOrRecipe, stationOptions, carryOutStation,
          "Runs a request or a recipe on each device that is plugged in or appears, until it is interrupted.",
          "no device failed", "a device failed, or the station could not start",
-         R"(vrelhost station '{"command": "startover", "flags": 1}' --stop-after 2)"}};
+         R"(vrelhost station '{"command": "startover", "flags": 1}' --ledger ledger.db --stop-after 2)"}};
 }
