@@ -237,10 +237,8 @@ QStringList Recipe::commands() const
 int Recipe::sharedFileStep() const
 {
     // Other boards come to the same place.
-    DeviceName const kOne{QStringLiteral("A"), QStringLiteral("1-1")};
-    DeviceName const kOther{QStringLiteral("B"), QStringLiteral("1-1")};
-    Placeholders one(kOne);
-    Placeholders other(kOther);
+    Placeholders one({QStringLiteral("A"), QStringLiteral("1-1")});
+    Placeholders other({QStringLiteral("B"), QStringLiteral("1-1")});
     auto const isShared = [&](Step const& step) {
         if (auto const* const row = step.as<Step::Row>()) {
             for (QString const& column : row->table->placeholders()) {
@@ -249,16 +247,9 @@ int Recipe::sharedFileStep() const
             }
         }
         auto const* const request = step.as<RequestTemplate>();
-        if (request == nullptr)
-            return false;
-        TargetFiles targets;
-        try {
-            targets.take(request->fill(one), kOne);
-            targets.take(request->fill(other), kOther);
-        } catch (Refusal const&) {
-            return true;
-        }
-        return false;
+        QString const name = request == nullptr ? QString() : RequestRules::writtenFile(request->request());
+        return !name.isEmpty() &&
+               RequestRules::canonicalName(one.fill(name)) == RequestRules::canonicalName(other.fill(name));
     };
     auto const shared = std::find_if(steps.begin(), steps.end(), isShared);
     return shared == steps.end() ? 0 : static_cast<int>(shared - steps.begin()) + 1;
