@@ -13,7 +13,7 @@
 
 namespace {
 
-QLatin1String const kSerial("serial");
+QLatin1String const kSerialColumn("serial");
 
 /** Far above any table; keeps a wrong path such as a device file from filling the memory. */
 constexpr qint64 kLargestTable = qint64{64} * 1024 * 1024;
@@ -129,13 +129,13 @@ void judgeHeader(QStringList const& names, CsvTable::Use use)
             cause = QStringLiteral("names are made of ASCII letters, digits, - and _");
         else if (names.count(name) > 1)
             cause = QStringLiteral("it stands there more than once");
-        else if (name == QLatin1String("path") || (name == kSerial && use == CsvTable::ForTake))
+        else if (name == QLatin1String("path") || (name == kSerialColumn && use == CsvTable::ForTake))
             cause = QStringLiteral("{%1} is the device's own").arg(name);
         if (!cause.isEmpty())
             throw LineFault{
                 1, QStringLiteral("cannot have a column '%1': %2").arg(ReportText::printable(name), cause)};
     }
-    if (use == CsvTable::ForLookUp && !names.contains(kSerial))
+    if (use == CsvTable::ForLookUp && !names.contains(kSerialColumn))
         throw LineFault{1, QStringLiteral("has no column 'serial', which says whose a row is")};
 }
 
@@ -164,7 +164,7 @@ CsvTable CsvTable::parse(QByteArray const& text, QString const& file, Use use)
         table.m_columns = reader.row();
         judgeHeader(table.m_columns, use);
         QHash<QStringList, int> lines;
-        int const serial = use == ForLookUp ? table.m_columns.indexOf(kSerial) : -1;
+        int const serial = use == ForLookUp ? table.m_columns.indexOf(kSerialColumn) : -1;
         while (!reader.isAtEnd()) {
             int const line = reader.line();
             table.add(reader.row(), line, serial, lines);
