@@ -29,7 +29,7 @@ Kind const kKinds[] = {
     {QLatin1String("look-up"), {}},
 };
 
-[[noreturn]] void refuse(QString const& cause)
+[[noreturn]] void refuseStep(QString const& cause)
 {
     throw Refusal(cause, Refusal::NoAdvice);
 }
@@ -38,7 +38,7 @@ void refuseUnknownKeys(QJsonObject const& json, Kind const& kind)
 {
     for (QString const& key : json.keys()) {
         if (key != kind.command && (key != kind.option || key.isEmpty()))
-            refuse(
+            refuseStep(
                 QStringLiteral("Unknown key '%1': a step \"%2\" has no other keys%3")
                     .arg(key, kind.command,
                          kind.option.isEmpty() ? QString() : QStringLiteral(" but \"%1\"").arg(kind.option)));
@@ -49,7 +49,7 @@ int seconds(QJsonObject const& json, QLatin1String key)
 {
     int const value = json.value(key).toInt(0); // 0 also for what is no whole number
     if (value < 1 || value > Step::kLongest)
-        refuse(
+        refuseStep(
             QStringLiteral("\"%1\" is a whole number of seconds from 1 to %2").arg(key).arg(Step::kLongest));
     return value;
 }
@@ -59,11 +59,11 @@ QStringList programWords(QJsonValue const& value)
     QStringList words;
     for (QJsonValue const word : value.toArray()) {
         if (!word.isString() || word.toString().contains(QChar::Null))
-            refuse(QStringLiteral("\"exec\" is an array of texts without NUL"));
+            refuseStep(QStringLiteral("\"exec\" is an array of texts without NUL"));
         words << word.toString();
     }
     if (words.isEmpty() || words.constFirst().isEmpty())
-        refuse(QStringLiteral("\"exec\" is an array of texts, the first of which names a program"));
+        refuseStep(QStringLiteral("\"exec\" is an array of texts, the first of which names a program"));
     return words;
 }
 
@@ -71,7 +71,7 @@ Step::Wait wait(QJsonObject const& json)
 {
     QJsonValue const reason = json.value(QLatin1String("for"));
     if (!reason.isUndefined() && reason != QLatin1String("restart"))
-        refuse(QStringLiteral("\"for\" is \"restart\""));
+        refuseStep(QStringLiteral("\"for\" is \"restart\""));
     return {seconds(json, QLatin1String("wait")), !reason.isUndefined()};
 }
 
@@ -88,7 +88,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 {
     QString const file = json.value(command).toString();
     if (file.isEmpty())
-        refuse(QStringLiteral("\"%1\" is the name of a CSV file").arg(command));
+        refuseStep(QStringLiteral("\"%1\" is the name of a CSV file").arg(command));
     bool const isTaken = command == QLatin1String("take");
     return {isTaken, std::make_shared<TableFile>(file, isTaken ? CsvTable::ForTake : CsvTable::ForLookUp)};
 }
@@ -98,7 +98,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 void Step::parse()
 {
     if (!json.isObject())
-        refuse(QStringLiteral("it is no JSON object"));
+        refuseStep(QStringLiteral("it is no JSON object"));
     QJsonObject const object = json.toObject();
     bool const isRequest = object.contains(kCommand);
     auto const kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](Kind const& candidate) {

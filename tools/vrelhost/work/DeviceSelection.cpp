@@ -9,7 +9,7 @@ namespace {
 
 using VendorApi::DeviceList;
 
-[[noreturn]] void refuse(QString const& cause)
+[[noreturn]] void refuseChoice(QString const& cause)
 {
     throw Refusal(cause, Refusal::NoAdvice);
 }
@@ -49,7 +49,7 @@ std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList cons
     auto const addListed = [&](DeviceList::value_type const& device) {
         QString const cause = namingFault(device, list);
         if (!cause.isEmpty())
-            refuse(cause + QStringLiteral(": name the others with --sn or --path"));
+            refuseChoice(cause + QStringLiteral(": name the others with --sn or --path"));
         addOnce(devices, {device.second, device.first});
     };
     if (options.isAll)
@@ -61,12 +61,13 @@ std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList cons
         }
         auto const listed = list.find(device.text);
         if (listed == list.end())
-            refuse((VendorApi::isFull(list)
-                        ? QStringLiteral("The vendor API lists as many devices as it can, but none at the "
-                                         "USB path '%1': name it with --sn")
-                        : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
-                                         "paths"))
-                       .arg(ReportText::printable(device.text)));
+            refuseChoice(
+                (VendorApi::isFull(list)
+                     ? QStringLiteral("The vendor API lists as many devices as it can, but none at the "
+                                      "USB path '%1': name it with --sn")
+                     : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
+                                      "paths"))
+                    .arg(ReportText::printable(device.text)));
         addListed(*listed);
     }
     return devices;
@@ -89,8 +90,9 @@ void requireListed(std::vector<DeviceName> const& devices, DeviceList const& lis
 {
     for (DeviceName const& device : devices) {
         if (device.path.isNull() && !VendorApi::isFull(list))
-            refuse(QStringLiteral("The vendor API lists no device with the serial number '%1'; vrelhost scan "
-                                  "shows the serial numbers")
-                       .arg(ReportText::printable(device.serial)));
+            refuseChoice(
+                QStringLiteral("The vendor API lists no device with the serial number '%1'; vrelhost scan "
+                               "shows the serial numbers")
+                    .arg(ReportText::printable(device.serial)));
     }
 }
