@@ -12,7 +12,7 @@ constexpr qint64 kMinute = 60000;
 constexpr qint64 kAlive = 7;
 
 /** A small day, from which all figures below were computed by hand. */
-struct Row
+struct Served
 {
     char const* service;
     char const* serial;
@@ -32,7 +32,7 @@ LedgerStep step(int number, char const* result, qint64 duration, char const* err
             QLatin1String(result), duration, QLatin1String(error)};
 }
 
-std::vector<Row> const kDay = {
+std::vector<Served> const kDay = {
     {"s1",
      "A",
      "J1",
@@ -75,12 +75,12 @@ protected:
         LedgerDatabase const database(m_ledger, LedgerDatabase::Access::Write);
         for (qint64 const process : {qint64{1}, kAlive})
             database.run(QStringLiteral("INSERT INTO processes VALUES (?, 0)"), {process});
-        for (Row const& row : kDay)
+        for (Served const& row : kDay)
             insert(database, row);
         m_alive.claim(kAlive);
     }
 
-    static void insert(LedgerDatabase const& database, Row const& row)
+    static void insert(LedgerDatabase const& database, Served const& row)
     {
         QVariant const ended = row.ended < 0 ? QVariant() : QVariant(kBegin + row.ended * kMinute);
         QVariant const duration = row.ended < 0 ? QVariant() : QVariant(kMinute);
