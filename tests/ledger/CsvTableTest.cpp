@@ -20,14 +20,14 @@ std::string shown(char const* text, CsvTable::Use use)
     }
 }
 
-struct Row
+struct TableRow
 {
     char const* text;
     char const* shown;
     CsvTable::Use use = CsvTable::ForTake;
 };
 
-constexpr Row kRows[] = {
+constexpr TableRow kRows[] = {
     {"id,token\n1,a\n2,b\n", "id|token[1|a][2|b]"},
     {"\xEF\xBB\xBFid,token\r\n1,a\r\n2,b", "id|token[1|a][2|b]"},
     {"id", "id"},
@@ -61,7 +61,7 @@ constexpr Row kRows[] = {
 
 TEST(CsvTableTest, YieldsRowsOrNamesTheLineThatIsWrong)
 {
-    for (Row const& row : kRows)
+    for (TableRow const& row : kRows)
         EXPECT_EQ(shown(row.text, row.use), row.shown) << row.text;
     EXPECT_THROW(CsvTable::parse(QByteArray("id\n\0\n", 5), QString(), CsvTable::ForTake), Refusal);
 }
