@@ -68,7 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         if (auto const* const request = step.as<RequestTemplate>())
             checkRequest(*request, log);
         else
-            require(wait != nullptr || exec != nullptr, "a step is something");
+            require(wait != nullptr || exec != nullptr || step.as<Step::Row>() != nullptr,
+                    "a step is something");
     }
     int const shared = recipe->sharedFileStep();
     require(shared >= 0 && shared <= static_cast<int>(recipe->steps.size()), "a step that is there");

@@ -13,7 +13,7 @@
 
 namespace {
 
-QLatin1String const kCommand("command");
+QLatin1String const kCommandKey("command");
 
 /** A step that is no request: its command, and the key that it may have beside that. */
 struct Kind
@@ -100,7 +100,7 @@ void Step::parse()
     if (!json.isObject())
         refuseStep(QStringLiteral("it is no JSON object"));
     QJsonObject const object = json.toObject();
-    bool const isRequest = object.contains(kCommand);
+    bool const isRequest = object.contains(kCommandKey);
     auto const kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](Kind const& candidate) {
         return !isRequest && object.contains(candidate.command);
     });
@@ -121,7 +121,7 @@ void Step::parse()
 void Step::parseRequest()
 {
     QJsonObject const object = json.toObject();
-    command = object.value(kCommand).toString();
+    command = object.value(kCommandKey).toString();
     action.emplace<RequestTemplate>(toJsonObject(object));
 }
 
