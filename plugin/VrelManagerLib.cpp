@@ -1,10 +1,11 @@
 #include "plugin/VrelManagerLib.h"
 
 #include "VrelBuildDate.h"
+#include "plugin/VrelVersion.h"
 
 char const* VrelManagerLib::getVersion()
 {
-    return VREL_VERSION;
+    return VREL_VERSION_STR;
 }
 
 char const* VrelManagerLib::getBuildDate()

@@ -1,5 +1,6 @@
 #include "plugin/VrelManager.h"
 #include "plugin/VrelManagerLib.h"
+#include "plugin/VrelVersion.h"
 #include "tests/support/FakeVendor.h"
 #include "tests/support/LogRecorder.h"
 
@@ -246,6 +247,9 @@ TEST_F(ManagerTest, VersionTextIsLatin1OfABoundedLength)
     m_vendor.isThere = false;
     EXPECT_EQ(VrelManager::getVersion(), QStringLiteral("1.0.0.0 (No API)"));
     EXPECT_EQ(VrelManagerLib_getVersion(), VrelManagerLib::getVersion());
+#if VREL_VERSION < VREL_VERSION_CHECK(1, 0, 0, 0) || VREL_VERSION >= VREL_VERSION_CHECK(1, 0, 0, 1)
+#error the number is not that of the text
+#endif
     EXPECT_EQ(VrelManagerLib_getBuildDate(), VrelManagerLib::getBuildDate());
 }
 

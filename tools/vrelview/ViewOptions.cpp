@@ -1,5 +1,6 @@
 #include "tools/vrelview/ViewOptions.h"
 
+#include "plugin/VrelVersion.h"
 #include "tools/common/CommandLine.h"
 
 #include <QCommandLineParser>
@@ -65,7 +66,7 @@ ViewOptions ViewOptions::read(QStringList const& commandLine)
     if (parser.isSet(QStringLiteral("help"))) {
         options.answer = help(parser);
     } else if (parser.isSet(QStringLiteral("version"))) {
-        options.answer = QStringLiteral(VREL_VERSION "\n");
+        options.answer = QStringLiteral(VREL_VERSION_STR "\n");
     } else {
         options.fault = faultOf(parser, isParsed, listen);
         options.ledger = parser.positionalArguments().value(0);

@@ -1,5 +1,6 @@
 #include "tools/vrelhost/log/RunReport.h"
 
+#include "plugin/VrelVersion.h"
 #include "tools/vrelhost/log/ReportText.h"
 
 #include <algorithm>
@@ -127,7 +128,7 @@ QByteArray RunReport::toFirstMembers(DeviceResult const& result, QStringList con
         files << R"({"name":)" + ReportText::json(input.name) + R"(,"size":)" +
                      QByteArray::number(input.size) + R"(,"sha256":)" + ReportText::json(input.sha256) + '}';
     return record(result) + R"(,"recipe":)" + ReportText::jsonArray(names) + R"(,"inputs":)" +
-           ReportText::jsonArray(files) + R"(,"tool":)" + ReportText::json(QStringLiteral(VREL_VERSION));
+           ReportText::jsonArray(files) + R"(,"tool":)" + ReportText::json(QStringLiteral(VREL_VERSION_STR));
 }
 
 QByteArray RunReport::toLastMembers(DeviceResult const& result)

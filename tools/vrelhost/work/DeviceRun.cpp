@@ -3,6 +3,7 @@
 #include "external/LogHandler.h"
 #include "framework/CompactJson.h"
 #include "plugin/VrelManagerLib.h"
+#include "plugin/VrelVersion.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/ledger/LedgerWriter.h"
 #include "tools/vrelhost/log/Console.h"
@@ -226,7 +227,7 @@ try {
         {m_result.device.serial, m_result.device.path, m_result.job,
          options.station.value_or(QSysInfo::machineHostName()),
          options.exe ? QStringLiteral("downloader") : QStringLiteral("in-process"), m_setting.log->file(log),
-         recipe.isArray, recipe.commands(), inputs, QStringLiteral(VREL_VERSION),
+         recipe.isArray, recipe.commands(), inputs, QStringLiteral(VREL_VERSION_STR),
          QString::fromUtf8(VrelManagerLib::getVersion())});
     m_setting.log->begin(
         log, QStringLiteral("Job '%1': %2").arg(m_result.job, recipe.commands().join(QStringLiteral(", "))),
