@@ -9,7 +9,7 @@ Below an example, what begins with "ruxFwDownloader" is the command line that it
 In what a page shows, "…" stands for anything, also for several lines; "(exit code N)" at its end tells one that is not
 0; times, ports and dates may differ; lines of several devices may come in any order. A command goes on after a "\\".
 A page that ends with `exit 77` is skipped; one of man is rendered first.
-C++ between fences is that of an example or a tool, whatever its indentation; a test runs those.
+C++ and Python between fences are that of an example or a tool, whatever the indentation; tests run those.
 """
 
 import difflib
@@ -75,13 +75,14 @@ def examples(text):
 
 
 def foreign_code(text):
-    """Blocks of C++ that no source has."""
+    """Blocks of code that no source has."""
     def stripped(code):
         return "\n".join(line.strip() for line in code.splitlines())
     root = pathlib.Path(HERE).parent.parent
     sources = [stripped(path.read_text(encoding="utf-8"))
-               for folder in ("examples", "tools") for path in (root / folder).rglob("*.cpp")]
-    return [block for block in re.findall(r"^```cpp\n(.*?)^```", text, re.M | re.S)
+               for folder in ("examples", "tools") for path in (root / folder).rglob("*.[cp]*")
+               if path.suffix in (".cpp", ".py")]
+    return [block for block in re.findall(r"^```(?:cpp|python)\n(.*?)^```", text, re.M | re.S)
             if not any(stripped(block) in source for source in sources)]
 
 
