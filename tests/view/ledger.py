@@ -12,6 +12,7 @@ class Ledger:
     def __init__(self, path, tools):
         subprocess.run([f'{tools}/make_ledger', path], check=True)
         self.path, self.database = path, sqlite3.connect(path, isolation_level=None)
+        self.database.execute('PRAGMA synchronous = OFF')
 
     def alive(self, process):
         """What is returned stands for the process, which dies when it is closed."""
@@ -28,7 +29,7 @@ class Ledger:
         end = [None, None] if process else [began + took, took]
         self.database.execute('BEGIN')
         self.database.execute(f'INSERT INTO services VALUES ({", ".join("?" * 16)})', [
-            service, serial, path, job, station, 'in-process', began, *end, result, error, log, '1.0', '1.0', 1, process])
+            service, serial, path, job, station, 'in-process', began, *end, result, error if result == 'failure' else None, log, '1.0', '1.0', 1, process])
         words = ['success'] * done + ([result] if result == 'failure' else [])
         words += ['not run'] * (len(commands) - len(words))
         self.database.executemany('INSERT INTO steps VALUES (?, ?, ?, ?, ?, ?)', [
@@ -78,4 +79,4 @@ class View:
 
     def end(self):
         self.process.terminate()
-        return self.process.wait(10)
+        return self.process.wait(60)

@@ -36,6 +36,8 @@ constexpr char const* kFiles[][3] = {
     {"/board.js", "board.js", "text/javascript; charset=utf-8"},
     {"/icon.svg", "icon.svg", "image/svg+xml"},
 };
+constexpr qint64 kBoardsPart = 10000; // rows that are in memory at a time
+constexpr qint64 kServicesPart = 1000;
 constexpr char const* kPlaces = "/api/v1/places";
 constexpr char const* kBoard = "/board/";
 constexpr char const* kLog = "/log/";
@@ -100,33 +102,57 @@ bool isAge(HttpRequest const& request, QString const& key)
     return found != request.query.end() && !found->second.contains(QLatin1Char('-'));
 }
 
+/** Some rows of an answer, as JSON or CSV. */
+struct Rows
+{
+    qint64 count;
+    QByteArray text;
+};
+
+/** How rows stand in an answer. */
+struct RowsForm
+{
+    char const* type;
+    char const* headEnd; ///< the first of these in a text is the end of its head
+    char const* separator;
+    char const* end;
+
+    /** Rows without head and end. */
+    QByteArray middle(QByteArray const& text) const
+    {
+        QByteArray const mark(headEnd);
+        return text.mid(text.indexOf(mark) + mark.size()).chopped(static_cast<int>(qstrlen(end)));
+    }
+};
+
+constexpr RowsForm kJsonRows = {kJson, "[", ",", "]\n"};
+constexpr RowsForm kCsvRows = {"text/csv; charset=utf-8; header=present", "\r\n", "", ""};
+
 /**
- * Rows as a JSON array. They are read and sent in parts, so that an answer takes the same little memory for
- * any number of them; rows that change meanwhile may be those of before or after.
- * @param read yields the rows of a filter
+ * Rows that are read and sent in parts, so that an answer takes the same little memory for any number of
+ * them; rows that change meanwhile may be those of before or after.
+ * @param read yields the Rows of a filter
  */
 template <typename Read>
-HttpAnswer inParts(LedgerFilter const& filter, qint64 partSize, Read const& read)
+HttpAnswer inParts(RowsForm const& form, LedgerFilter const& filter, qint64 partSize, Read const& read)
 {
     LedgerFilter part = filter;
     part.limit = std::min(filter.limit, partSize);
-    auto const first = read(part);
-    HttpAnswer answer = answerOf(LedgerReport::toJson(first), kJson);
-    if (static_cast<qint64>(first.size()) < partSize)
+    Rows const first = read(part);
+    HttpAnswer answer = answerOf(first.text, form.type);
+    if (first.count < partSize)
         return answer;
-    answer.body.chop(2); // "]" and the line end
-    answer.more = [part, partSize, read, left = filter.limit - partSize, isLast = false]() mutable {
-        if (std::exchange(isLast, left <= 0))
+    answer.body.chop(static_cast<int>(qstrlen(form.end)));
+    answer.more = [form, part, partSize, read, left = filter.limit - partSize, isLast = false]() mutable {
+        if (isLast)
             return QByteArray();
         part.offset += partSize;
         part.limit = std::min(left, partSize);
-        left -= partSize;
-        auto const rows = read(part);
-        isLast = isLast || static_cast<qint64>(rows.size()) < partSize;
-        left = isLast ? 0 : left;
-        QByteArray const text =
-            rows.empty() ? QByteArray() : ',' + LedgerReport::toJson(rows).mid(1).chopped(2);
-        return isLast ? text + "]\n" : text;
+        left -= part.limit;
+        Rows const rows = read(part);
+        isLast = left == 0 || rows.count < partSize;
+        QByteArray const text = rows.count == 0 ? QByteArray() : form.separator + form.middle(rows.text);
+        return isLast ? text + form.end : text;
     };
     return answer;
 }
@@ -150,8 +176,7 @@ Site::Site(QString const& ledger, QString const& title, ListenAddress address)
 {
     for (auto const& [path, name, type] : kFiles) {
         QFile file(QStringLiteral(":/page/") + QLatin1String(name));
-        file.open(QIODevice::ReadOnly);
-        QByteArray const text = file.readAll();
+        QByteArray const text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
         m_files[path] = answerOf(QByteArray(text).replace("@TITLE@", title.toHtmlEscaped().toUtf8()), type);
     }
 }
@@ -166,6 +191,7 @@ Site::Address const* Site::addressOf(QByteArray const& path)
         {"/api/v1/hours", true, true, &Site::hours},
         {"/api/v1/search", false, false, nullptr, &Site::search},
         {"/api/v1/events", false, false, nullptr, &Site::events},
+        {"/boards.csv", true, true, &Site::csv},
         {"/metrics", true, true, nullptr, &Site::metrics},
         {"/healthz", false, false, nullptr, &Site::health},
         {kBoard, false, false, nullptr, &Site::board},
@@ -261,14 +287,26 @@ QByteArray Site::news()
 
 HttpAnswer Site::boards(LedgerFilter const& filter) const
 {
-    constexpr qint64 kPart = 10000;
-    return inParts(filter, kPart, [this](LedgerFilter const& part) { return m_reader.boards(part); });
+    return inParts(kJsonRows, filter, kBoardsPart, [this](LedgerFilter const& part) {
+        auto const boards = m_reader.boards(part);
+        return Rows{static_cast<qint64>(boards.size()), LedgerReport::toJson(boards)};
+    });
+}
+
+HttpAnswer Site::csv(LedgerFilter const& filter) const
+{
+    return inParts(kCsvRows, filter, kBoardsPart, [this](LedgerFilter const& part) {
+        auto const boards = m_reader.boards(part);
+        return Rows{static_cast<qint64>(boards.size()), LedgerReport::toCsv(boards)};
+    });
 }
 
 HttpAnswer Site::services(LedgerFilter const& filter) const
 {
-    constexpr qint64 kPart = 1000;
-    return inParts(filter, kPart, [this](LedgerFilter const& part) { return m_reader.services(part); });
+    return inParts(kJsonRows, filter, kServicesPart, [this](LedgerFilter const& part) {
+        auto const services = m_reader.services(part);
+        return Rows{static_cast<qint64>(services.size()), LedgerReport::toJson(services)};
+    });
 }
 
 HttpAnswer Site::summary(LedgerFilter const& filter) const

@@ -39,6 +39,7 @@ private:
 
     void requireLedger() const;
     HttpAnswer boards(LedgerFilter const& filter) const;
+    HttpAnswer csv(LedgerFilter const& filter) const;
     HttpAnswer services(LedgerFilter const& filter) const;
     HttpAnswer summary(LedgerFilter const& filter) const;
     HttpAnswer places(LedgerFilter const& filter) const;
