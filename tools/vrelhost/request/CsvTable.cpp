@@ -4,6 +4,7 @@
 #include "tools/vrelhost/request/Refusal.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTextCodec>
 
@@ -47,6 +48,8 @@ public:
 
     QStringList row()
     {
+        if (take("\r\n") || take("\n"))
+            fail(m_line, "is blank: remove it, or write \"\" for an empty text");
         QStringList texts{text()};
         while (take(","))
             texts << text();
@@ -144,6 +147,8 @@ void judgeHeader(QStringList const& names, CsvTable::Use use)
 CsvTable CsvTable::read(QString const& name, Use use)
 {
     QFile file(name);
+    if (file.exists() && !QFileInfo(file).isFile())
+        throw refusal(name, QStringLiteral("it is no regular file")); // and is read again when it has changed
     if (!file.open(QIODevice::ReadOnly))
         throw refusal(name, file.errorString());
     QByteArray const text = file.read(kLargestTable + 1);
