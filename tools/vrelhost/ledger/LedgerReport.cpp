@@ -14,6 +14,7 @@ namespace {
 enum class Kind
 {
     Plain,
+    Name,     ///< a text that is never missing
     Time,     ///< milliseconds since 1970
     Duration, ///< milliseconds
     Share     ///< 0 to 1
@@ -30,6 +31,7 @@ struct Column
         value; ///< nothing where only JSON has it
     Kind kind = Kind::Plain;
     QByteArray (*json)(Row const& row) = nullptr; ///< of what is no single value; otherwise null
+    QByteArray (*itemSchema)() = nullptr;         ///< of its elements
 };
 
 /** What is in a row there: a text, or a number if there is one. */
@@ -211,17 +213,64 @@ QByteArray array(std::vector<Row> const& rows, Column<Row> const (&columns)[N])
     return text += ']';
 }
 
+/** The JSON type of a column's values. */
+template <typename Value>
+char const* typeOf(Kind kind)
+{
+    bool const isTime = kind == Kind::Time;
+    if constexpr (std::is_same_v<Value, QString>)
+        return kind == Kind::Name ? R"("string")" : R"(["string","null"])";
+    else if constexpr (std::is_integral_v<Value>)
+        return isTime ? R"("string")" : R"("integer")";
+    else if constexpr (std::is_same_v<Value, std::optional<qint64>>)
+        return isTime ? R"(["string","null"])" : R"(["integer","null"])";
+    else if constexpr (std::is_same_v<Value, double>)
+        return R"("number")";
+    else
+        return R"(["number","null"])";
+}
+
+template <typename Row>
+QByteArray valueSchema(Column<Row> const& column)
+{
+    if (column.itemSchema != nullptr)
+        return R"({"type":"array","items":)" + column.itemSchema() + '}';
+    char const* const type = std::visit(
+        [&column](auto const& value) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::monostate>)
+                return "";
+            else
+                return typeOf<std::decay_t<std::invoke_result_t<decltype(value), Row const&>>>(column.kind);
+        },
+        column.value);
+    return QByteArray(R"({"type":)") + type + (column.kind == Kind::Time ? R"(,"format":"date-time"})" : "}");
+}
+
+/** A JSON Schema of a row, which has all keys. */
+template <typename Row, std::size_t N>
+QByteArray rowSchema(Column<Row> const (&columns)[N])
+{
+    QList<QByteArray> properties;
+    QList<QByteArray> keys;
+    for (Column<Row> const& column : columns) {
+        keys << '"' + QByteArray(column.name) + '"';
+        properties << keys.constLast() + ':' + valueSchema(column);
+    }
+    return R"({"type":"object","required":)" + ReportText::jsonArray(keys) + R"(,"properties":{)" +
+           properties.join(',') + "}}";
+}
+
 constexpr Column<LedgerStep> kSteps[] = {
-    {"command", &LedgerStep::command},
-    {"result", &LedgerStep::result},
+    {"command", &LedgerStep::command, Kind::Name},
+    {"result", &LedgerStep::result, Kind::Name},
     {"duration", &LedgerStep::duration, Kind::Duration},
     {"error", &LedgerStep::error},
 };
 
 constexpr Column<LedgerInput> kInputs[] = {
-    {"name", &LedgerInput::name},
+    {"name", &LedgerInput::name, Kind::Name},
     {"size", &LedgerInput::size},
-    {"sha256", &LedgerInput::sha256},
+    {"sha256", &LedgerInput::sha256, Kind::Name},
 };
 
 QString inputsOf(LedgerService const& service)
@@ -233,24 +282,26 @@ QString inputsOf(LedgerService const& service)
 }
 
 constexpr Column<LedgerService> kServices[] = {
-    {"service", &LedgerService::service},
-    {"serial", &LedgerService::serial},
+    {"service", &LedgerService::service, Kind::Name},
+    {"serial", &LedgerService::serial, Kind::Name},
     {"path", &LedgerService::path},
-    {"job", &LedgerService::job},
-    {"station", &LedgerService::station},
-    {"route", &LedgerService::route},
+    {"job", &LedgerService::job, Kind::Name},
+    {"station", &LedgerService::station, Kind::Name},
+    {"route", &LedgerService::route, Kind::Name},
     {"began", &LedgerService::began, Kind::Time},
     {"ended", &LedgerService::ended, Kind::Time},
     {"duration", &LedgerService::duration, Kind::Duration},
-    {"result", &LedgerService::result},
+    {"result", &LedgerService::result, Kind::Name},
     {"error", &LedgerService::error},
     {"log", &LedgerService::log},
     {"steps", &LedgerService::step, Kind::Plain,
-     [](LedgerService const& service) { return array(service.steps, kSteps); }},
+     [](LedgerService const& service) { return array(service.steps, kSteps); },
+     [] { return rowSchema(kSteps); }},
     {"inputs", inputsOf, Kind::Plain,
-     [](LedgerService const& service) { return array(service.inputs, kInputs); }},
-    {"tool", &LedgerService::tool},
-    {"library", &LedgerService::library},
+     [](LedgerService const& service) { return array(service.inputs, kInputs); },
+     [] { return rowSchema(kInputs); }},
+    {"tool", &LedgerService::tool, Kind::Name},
+    {"library", &LedgerService::library, Kind::Name},
 };
 
 /** For people, beside tables of steps and inputs. */
@@ -285,11 +336,11 @@ constexpr Column<LedgerService> kServicesInBrief[] = {
 };
 
 constexpr Column<LedgerBoard> kBoards[] = {
-    {"serial", &LedgerBoard::serial},
-    {"job", &LedgerBoard::job},
-    {"station", &LedgerBoard::station},
+    {"serial", &LedgerBoard::serial, Kind::Name},
+    {"job", &LedgerBoard::job, Kind::Name},
+    {"station", &LedgerBoard::station, Kind::Name},
     {"path", &LedgerBoard::path},
-    {"result", &LedgerBoard::result},
+    {"result", &LedgerBoard::result, Kind::Name},
     {"attempts", &LedgerBoard::attempts},
     {"first", &LedgerBoard::first, Kind::Time},
     {"last", &LedgerBoard::last, Kind::Time},
@@ -299,7 +350,7 @@ constexpr Column<LedgerBoard> kBoards[] = {
 
 constexpr Column<LedgerSummary::Step> kStepSums[] = {
     {"number", &LedgerSummary::Step::number},
-    {"command", &LedgerSummary::Step::command},
+    {"command", &LedgerSummary::Step::command, Kind::Name},
     {"runs", &LedgerSummary::Step::runs},
     {"failures", &LedgerSummary::Step::failures},
     {"median", &LedgerSummary::Step::median, Kind::Duration},
@@ -314,7 +365,7 @@ constexpr Column<LedgerSummary::Error> kErrors[] = {
 };
 
 constexpr Column<LedgerSummary> kJobs[] = {
-    {"job", &LedgerSummary::job},
+    {"job", &LedgerSummary::job, Kind::Name},
     {"boards", &LedgerSummary::boards},
     {"success", &LedgerSummary::success},
     {"failure", &LedgerSummary::failure},
@@ -326,8 +377,16 @@ constexpr Column<LedgerSummary> kJobs[] = {
     {"began", &LedgerSummary::began, Kind::Time},
     {"ended", &LedgerSummary::ended, Kind::Time},
     {"perHour", &LedgerSummary::perHour},
-    {"steps", {}, Kind::Plain, [](LedgerSummary const& job) { return array(job.steps, kStepSums); }},
-    {"errors", {}, Kind::Plain, [](LedgerSummary const& job) { return array(job.errors, kErrors); }},
+    {"steps",
+     {},
+     Kind::Plain,
+     [](LedgerSummary const& job) { return array(job.steps, kStepSums); },
+     [] { return rowSchema(kStepSums); }},
+    {"errors",
+     {},
+     Kind::Plain,
+     [](LedgerSummary const& job) { return array(job.errors, kErrors); },
+     [] { return rowSchema(kErrors); }},
 };
 
 /** Rows of the jobs' parts, each with its job before it. */
@@ -419,6 +478,17 @@ QByteArray LedgerReport::toText(std::vector<LedgerService> const& services)
         text += service.inputs.empty() ? QByteArray() : table(service.inputs, kInputs);
     }
     return text;
+}
+
+QByteArray LedgerReport::schema()
+{
+    return R"({"anyOf":[{"type":"array","items":{"$ref":"#/$defs/board"}},)"
+           R"({"type":"array","items":{"$ref":"#/$defs/service"}},)"
+           R"({"type":"array","items":{"$ref":"#/$defs/job"}},)"
+           R"({"type":"object","required":["serial","services"],"properties":{"serial":{"type":"string"},)"
+           R"("services":{"type":"array","items":{"$ref":"#/$defs/service"}}}}],"$defs":{"board":)" +
+           rowSchema(kBoards) + R"(,"service":)" + rowSchema(kServices) + R"(,"job":)" + rowSchema(kJobs) +
+           "}}";
 }
 
 QString LedgerReport::timeText(qint64 time)

@@ -16,16 +16,6 @@ QString replaceable(JsonObject::Entries::value_type const& entry)
     return isText && entry.first != QLatin1String("command") ? entry.second.toString() : QString();
 }
 
-/** The greatest number that a parameter takes; 0 when it takes no number. */
-unsigned greatestNumber(JsonObject const& types, QString const& key)
-{
-    QString type;
-    types.getString(key, type);
-    if (type.contains(QLatin1String("uint8_t")))
-        return std::numeric_limits<unsigned char>::max();
-    return type.contains(QLatin1String("uint32_t")) ? std::numeric_limits<unsigned>::max() : 0;
-}
-
 } // namespace
 
 RequestTemplate::RequestTemplate(JsonObject const& request)
@@ -50,7 +40,9 @@ JsonObject RequestTemplate::fill(Placeholders const& values) const
         if (text.isNull())
             continue;
         QString const filled = values.fill(text);
-        unsigned const greatest = greatestNumber(types, entry.first);
+        QString type;
+        types.getString(entry.first, type);
+        unsigned const greatest = greatestNumber(type);
         if (greatest == 0 || filled == text || Placeholders::onlyName(text).isNull()) {
             request.setValue(entry.first, filled);
             continue;
@@ -79,4 +71,11 @@ JsonObject RequestTemplate::fixedPart(Placeholders const& values) const
             request.setValue(entry.first, values.fill(text));
     }
     return request;
+}
+
+unsigned RequestTemplate::greatestNumber(QString const& type)
+{
+    if (type.contains(QLatin1String("uint8_t")))
+        return std::numeric_limits<unsigned char>::max();
+    return type.contains(QLatin1String("uint32_t")) ? std::numeric_limits<unsigned>::max() : 0;
 }

@@ -28,6 +28,9 @@ public:
     /** The request likewise, without what depends on values. */
     JsonObject fixedPart(Placeholders const& values) const;
 
+    /** The greatest number that a parameter of this type takes; 0 when it takes no number. */
+    static unsigned greatestNumber(QString const& type);
+
 private:
     JsonObject const m_request;
 };

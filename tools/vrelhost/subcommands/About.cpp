@@ -6,6 +6,8 @@
 #include "plugin/VrelManagerLib.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/log/Console.h"
+#include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/request/CommandList.h"
 #include "tools/vrelhost/request/Recipe.h"
 #include "tools/vrelhost/subcommands/DeviceSubcommand.h"
 #include "tools/vrelhost/subcommands/Subcommands.h"
@@ -25,9 +27,12 @@ int showUsages(Invocation const& call)
 
 int showTypes(Invocation const& call)
 {
-    JsonObject request;
-    request.setValue(QStringLiteral("command"), call.arguments.constFirst());
-    return call.console.print(toCompactJson(VrelFlashUtils::getParameterTypes(request)) + '\n');
+    if (!call.arguments.isEmpty())
+        return call.console.print(toCompactJson(CommandList::types(call.arguments.constFirst())) + '\n');
+    QList<QByteArray> members;
+    for (QString const& command : CommandList::names())
+        members << ReportText::json(command) + ':' + toCompactJson(CommandList::types(command));
+    return call.console.print('{' + members.join(',') + "}\n");
 }
 
 int showParameters(Invocation const& call)
@@ -42,7 +47,8 @@ int showParameters(Invocation const& call)
     return ExitRejected;
 }
 
-constexpr Arguments kName = {"NAME", {{"NAME", "A command's name; vrelhost usages lists them."}}};
+constexpr Arguments kName = {"[NAME]",
+                             {{"NAME", "A command's name. Without it: all commands, each with its types."}}};
 constexpr char const* kNotWritten = "the result cannot be written";
 
 } // namespace
@@ -55,8 +61,9 @@ Subcommands::Rows Subcommands::about()
          "vrelhost version"},
         {"usages", kNoArguments, nullptr, showUsages, "Shows every command with its parameters.", "success",
          kNotWritten, "vrelhost usages"},
-        {"types", kName, nullptr, showTypes, "Shows the parameter types of a command as one line of JSON.",
-         "success", kNotWritten, "vrelhost types erasetoken"},
+        {"types", kName, nullptr, showTypes,
+         "Shows the parameter types of a command, or of all, as one line of JSON.", "success", kNotWritten,
+         "vrelhost types erasetoken"},
         {"parameters", DeviceSubcommand::kRequest, nullptr, showParameters,
          "Shows the parameters in a request as one line of JSON.", "success", kNotWritten,
          R"(vrelhost parameters '{"command": "startover", "flags": 1}')"},

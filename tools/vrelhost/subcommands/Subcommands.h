@@ -6,7 +6,7 @@
 
 /** The sources of this directory that hold subcommands, in the order of the help. */
 #define VRELHOST_SUBCOMMANDS(source)                                                                         \
-    source(about) source(run) source(station) source(scan) source(rig) source(ledger)
+    source(about) source(schema) source(run) source(station) source(scan) source(rig) source(ledger)
 
 /** What the tool can do. */
 namespace Subcommands {

@@ -1,0 +1,303 @@
+#include "commands/VrelFlashUtils.h"
+#include "external/LogHandler.h"
+#include "framework/LogSink.h"
+#include "tools/vrelhost/ledger/LedgerReport.h"
+#include "tools/vrelhost/log/Console.h"
+#include "tools/vrelhost/log/RunReport.h"
+#include "tools/vrelhost/request/CommandList.h"
+#include "tools/vrelhost/request/RequestTemplate.h"
+#include "tools/vrelhost/request/Step.h"
+#include "tools/vrelhost/subcommands/Subcommands.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+/**
+ * @file
+ * JSON Schema (2020-12) of what the tool reads and writes. Those of requests are what the library says and
+ * does: its names, types and usage texts, and which requests it takes.
+ */
+namespace {
+
+QString const kCommand = QStringLiteral("command");
+QString const kDescription = QStringLiteral("description");
+
+/** No text with a NUL is one of the library's or of a program. */
+constexpr char const* kText = R"({"type": "string", "minLength": 1, "pattern": "^[^\\u0000]*$"})";
+constexpr char const* kAnyText = R"({"type": "string", "pattern": "^[^\\u0000]*$"})";
+
+/** What a text alone may stand for where the value is none: of a device, or of any column. */
+QString const kDeviceName = QStringLiteral(R"(^\\{(serial|path)\\}$)");
+QString const kAnyName = QStringLiteral(R"(^\\{[A-Za-z0-9_-]+\\}$)");
+
+QJsonObject object(QString const& json)
+{
+    return QJsonDocument::fromJson(json.toUtf8()).object();
+}
+
+QString text(QJsonObject const& object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+QString text(QStringList const& words)
+{
+    return QString::fromUtf8(QJsonDocument(QJsonArray::fromStringList(words)).toJson(QJsonDocument::Compact));
+}
+
+/** Of every command's parameters, as "COMMAND KEY". */
+std::map<QString, QString> readMeanings()
+{
+    static QRegularExpression const s_parameter(
+        QStringLiteral("\\A\\t +--(\\S+) arg(?: \\[= \\S+\\])? +(.*)\\z"));
+    QStringList const names = CommandList::names();
+    std::map<QString, QString> meanings;
+    QString command;
+    for (QString const& line : VrelFlashUtils::getUsages().split(QLatin1Char('\n'))) {
+        auto const parameter = s_parameter.match(line);
+        if (parameter.hasMatch())
+            meanings[command + QLatin1Char(' ') + parameter.captured(1)] = parameter.captured(2);
+        else if (names.contains(line.trimmed()))
+            command = line.trimmed();
+    }
+    return meanings;
+}
+
+/** How the library judges requests of a command: a good one, and that with one parameter changed. */
+class CommandTrial
+{
+public:
+    explicit CommandTrial(JsonObject const& types)
+    {
+        for (auto const& [key, type] : types)
+            m_good.setValue(key, sample(type));
+    }
+
+    bool takesWithout(QString const& key) const
+    {
+        JsonObject request;
+        for (auto const& entry : m_good) {
+            if (entry.first != key)
+                request.setValue(entry.first, entry.second);
+        }
+        return isAccepted(request);
+    }
+
+    bool takesEmpty(QString const& key) const
+    {
+        JsonObject request = m_good;
+        request.setValue(key, QString(QLatin1String("")));
+        return isAccepted(request);
+    }
+
+private:
+    static QVariant sample(QVariant const& type)
+    {
+        if (type.userType() == QMetaType::QStringList)
+            return type.toStringList().constFirst();
+        return RequestTemplate::greatestNumber(type.toString()) > 0 ? QVariant(0) : QStringLiteral("0");
+    }
+
+    static bool isAccepted(JsonObject const& request)
+    {
+        LogHandler log;
+        return VrelFlashUtils().parseArguments(request, log);
+    }
+
+    JsonObject m_good;
+};
+
+/** @param name in braces, that may stand for a number or, where it may be a column's, for a word */
+QJsonObject valueSchema(QVariant const& type, bool mayBeEmpty, QString const& name)
+{
+    unsigned const greatest = RequestTemplate::greatestNumber(type.toString());
+    if (greatest > 0)
+        return object(
+            QStringLiteral(R"({"type": ["integer", "string"], "minimum": 0, "maximum": %1, "pattern": "%2"})")
+                .arg(QString::number(greatest), name));
+    if (type.userType() != QMetaType::QStringList)
+        return object(QLatin1String(mayBeEmpty ? kAnyText : kText));
+    QString const words = QStringLiteral(R"({"enum": %1})").arg(text(type.toStringList()));
+    return object(
+        name == kAnyName
+            ? QStringLiteral(R"({"anyOf": [%1, {"type": "string", "pattern": "%2"}]})").arg(words, name)
+            : words);
+}
+
+QJsonObject commandSchema(QString const& command, std::map<QString, QString> const& meanings,
+                          QString const& name)
+{
+    JsonObject const types = CommandList::types(command);
+    CommandTrial const trial(types);
+    QJsonObject properties{{kCommand, true}};
+    QStringList required;
+    for (auto const& [key, type] : types) {
+        if (key == kCommand)
+            continue;
+        QJsonObject value = valueSchema(type, trial.takesEmpty(key), name);
+        auto const meaning = meanings.find(command + QLatin1Char(' ') + key);
+        if (meaning != meanings.end())
+            value.insert(kDescription, meaning->second);
+        properties.insert(key, value);
+        if (!trial.takesWithout(key))
+            required << key;
+    }
+    return object(
+        QStringLiteral(R"({"if": {"properties": {"command": {"const": "%1"}}, "required": ["command"]},
+        "then": {"properties": %2, "required": %3, "additionalProperties": false}})")
+            .arg(command, text(properties), text(required)));
+}
+
+/** @param name as for a value */
+QJsonObject requestSchema(QString const& name)
+{
+    LogSink const sink = setLogSink(nullptr); // the trials are no concern of the user's
+    auto const meanings = readMeanings();
+    QJsonArray commands;
+    for (QString const& command : CommandList::names())
+        commands << commandSchema(command, meanings, name);
+    setLogSink(sink);
+    QJsonObject schema = object(QStringLiteral(R"({"type": "object", "required": ["command"],
+        "properties": {"command": {"enum": %1, "description": "What is done; the other keys are its parameters"}}})")
+                                    .arg(text(CommandList::names())));
+    schema.insert(QStringLiteral("allOf"), commands);
+    return schema;
+}
+
+QJsonObject recipeSchema()
+{
+    // The first key of these that a step has says what it is, "command" before all.
+    return object(
+        QStringLiteral(R"({"type": "array", "minItems": 1, "items": {"$ref": "#/$defs/step"}, "$defs": {
+        "request": %1,
+        "step": {"type": "object", "properties": {
+                "command": {"description": "A vendor command; the other keys are its parameters"},
+                "wait": {"description": "Seconds in which the device has to be listed"},
+                "exec": {"description": "A program with its arguments"},
+                "take": {"description": "A CSV file; the device gets a row that no other has"},
+                "look-up": {"description": "A CSV file; the device's row by its serial number"}},
+            "if": {"required": ["command"]}, "then": {"$ref": "#/$defs/request"}, "else": {
+            "if": {"required": ["wait"]}, "then": {"$ref": "#/$defs/wait"}, "else": {
+            "if": {"required": ["exec"]}, "then": {"$ref": "#/$defs/exec"}, "else": {
+            "if": {"required": ["take"]}, "then": {"$ref": "#/$defs/take"}, "else": {
+            "if": {"required": ["look-up"]}, "then": {"$ref": "#/$defs/look-up"}, "else": {
+            "$ref": "#/$defs/request"}}}}}},
+        "seconds": {"type": "integer", "minimum": 1, "maximum": %2},
+        "wait": {"properties": {"wait": {"$ref": "#/$defs/seconds"},
+                "for": {"const": "restart", "description": "The device has to be away in between"}},
+            "additionalProperties": false},
+        "exec": {"properties": {"exec": {"type": "array", "minItems": 1, "prefixItems": [%3], "items": %4},
+                "timeout": {"$ref": "#/$defs/seconds", "description": "Seconds after which it is killed; default %5"}},
+            "additionalProperties": false},
+        "take": {"properties": {"take": %3}, "additionalProperties": false},
+        "look-up": {"properties": {"look-up": %3}, "additionalProperties": false}}})")
+            .arg(text(requestSchema(kAnyName)), QString::number(Step::kLongest), QLatin1String(kText),
+                 QLatin1String(kAnyText), QString::number(Step::Exec().seconds)));
+}
+
+QString resultWords()
+{
+    QStringList words;
+    for (auto const kind : {Outcome::NotRun, Outcome::Success, Outcome::Failure, Outcome::Done})
+        words << RunReport::word({kind, 0, {}});
+    return text(words);
+}
+
+/** Keys that several formats have. */
+QString sharedMembers()
+{
+    return QStringLiteral(
+               R"("result": {"enum": %1}, "duration": {"type": "integer", "description": "milliseconds"},
+        "error": {"type": ["string", "null"]}, "serial": {"type": "string"}, "path": {"type": ["string", "null"]},
+        "job": {"type": "string"}, "service": {"type": "string", "description": "UUID in the ledger"},
+        "command": {"type": "string"}, "time": {"type": "string", "format": "date-time"})")
+        .arg(resultWords());
+}
+
+QJsonObject resultsSchema()
+{
+    return object(QStringLiteral(R"({"if": {"type": "array"}, "then": {"items": {"$ref": "#/$defs/device"}},
+        "else": {"$ref": "#/$defs/device", "required": ["time"]}, "$defs": {
+        "step": {"type": "object", "properties": {%1}, "required": ["command", "result", "duration", "error"]},
+        "device": {"type": "object", "properties": {%1, "steps": {"type": "array", "items": {"$ref": "#/$defs/step"}}},
+            "required": ["serial", "path", "result", "duration", "error", "job"]}}})")
+                      .arg(sharedMembers()));
+}
+
+QJsonObject logSchema()
+{
+    return object(QStringLiteral(R"({"type": "object", "properties": {%1,
+        "level": {"type": "integer", "minimum": 0, "maximum": %2}, "name": {"type": "string"}, "prefix": {"type": "string"},
+        "text": {"type": "string"}, "label": {"type": "string"}, "value": {"type": "string"},
+        "step": {"type": "integer", "minimum": 1}, "tool": {"type": "string"},
+        "recipe": {"type": "array", "items": {"type": "string"}},
+        "inputs": {"type": "array", "items": {"type": "object", "required": ["name", "size", "sha256"], "properties": {
+            "name": {"type": "string"}, "size": {"type": "integer"}, "sha256": {"type": "string"}}}}},
+        "required": ["level", "name", "prefix"], "oneOf": [{"required": ["text"]}, {"required": ["label", "value"]}],
+        "dependentRequired": {"serial": ["path"], "step": ["serial", "command"], "result": ["duration", "error", "time"],
+            "recipe": ["job", "inputs", "tool", "time"]}})")
+                      .arg(sharedMembers())
+                      .arg(kHighestLogLevel));
+}
+
+int print(Invocation const& call, QJsonObject schema, char const* title)
+{
+    schema.insert(QStringLiteral("$schema"), QStringLiteral("https://json-schema.org/draft/2020-12/schema"));
+    schema.insert(QStringLiteral("title"), QLatin1String(title));
+    return call.console.print(QJsonDocument(schema).toJson());
+}
+
+int showRequest(Invocation const& call)
+{
+    return print(call, requestSchema(kDeviceName), "A request of vrelhost");
+}
+
+int showRecipe(Invocation const& call)
+{
+    return print(call, recipeSchema(), "A recipe of vrelhost");
+}
+
+int showResults(Invocation const& call)
+{
+    return print(call, resultsSchema(),
+                 "Output of vrelhost run --json, or a line of vrelhost station --json");
+}
+
+int showLog(Invocation const& call)
+{
+    return print(call, logSchema(),
+                 "A line of vrelhost's log with --log-format json, or of a file below --log-dir");
+}
+
+int showLedger(Invocation const& call)
+{
+    return print(call, object(QString::fromUtf8(LedgerReport::schema())),
+                 "Output of vrelhost ledger boards, services, summary or show with --json");
+}
+
+Subcommand row(char const* name, int (*carryOut)(Invocation const& call), char const* purpose,
+               char const* example)
+{
+    return {name,   kNoArguments, nullptr, carryOut, purpose, "success", "the result cannot be written",
+            example};
+}
+
+} // namespace
+
+Subcommands::Rows Subcommands::schema()
+{
+    return {
+        row("schema request", showRequest,
+            "Prints a JSON Schema of requests, for editors and other programs.",
+            "vrelhost schema request >request.schema.json"),
+        row("schema recipe", showRecipe, "Prints that of recipes.",
+            "vrelhost schema recipe >recipe.schema.json"),
+        row("schema results", showResults, "Prints that of what run and station print with --json.",
+            "vrelhost schema results >results.schema.json"),
+        row("schema log", showLog, "Prints that of a JSON log line.", "vrelhost schema log >log.schema.json"),
+        row("schema ledger", showLedger, "Prints that of what the subcommands of ledger print with --json.",
+            "vrelhost schema ledger >ledger.schema.json"),
+    };
+}
