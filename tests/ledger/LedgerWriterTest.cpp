@@ -10,6 +10,7 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <thread>
 
@@ -217,12 +218,17 @@ TEST_F(LedgerWriterTest, LosesNothingThatItHasSaidWhateverIsKilled)
         return 0;
     };
     std::mt19937 random(1);
-    for (int round = 0; round < kRounds; ++round) {
+    auto const bytesSaid = [&] {
+        int bytes = 0;
+        ::ioctl(said[0], FIONREAD, &bytes);
+        return bytes;
+    };
+    for (int round = 0; round < kRounds || bytesSaid() < 1000; ++round) {
         std::vector<int> children;
         for (int i = 0; i < kProcesses; ++i)
             children.push_back(runInChild([&] { return work(round * kProcesses + i); }));
         for (int const child : children) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(random() % (round < 4 ? 30 : 150)));
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % (20 + 12 * static_cast<unsigned>(round))));
             ::kill(child, SIGKILL);
         }
         for (int const child : children)

@@ -78,7 +78,7 @@ std::map<std::string, void (*)(VrelApiLogCallback, void*)> const s_deeds = {
     {"_exit", [](auto, auto) { ::_exit(0); }},
     {"_Exit", [](auto, auto) { std::_Exit(0); }},
     {"exit of a child", [](auto, auto) { ::fork() == 0 ? std::exit(0) : void(); }},
-    {"child that stays", [](auto, auto) { ::fork() == 0 ? ::sleep(5), ::_exit(0) : void(); }},
+    {"child that stays", [](auto, auto) { ::fork() == 0 ? ::sleep(30), ::_exit(0) : void(); }},
     {"close of all files", [](auto, auto) { ::close_range(STDERR_FILENO + 1, ~0U, 0); }},
     {"raw output", [](auto, auto) { static_cast<void>(::write(STDOUT_FILENO, "\r42%", 4)); }},
     {"warning of Qt", [](auto, auto) { qWarning("of Qt"); }},
