@@ -20,7 +20,7 @@ function logLine(text) {
     }
     const level = levels[line.level];
     const time = typeof line.time === 'string' ? line.time.slice(11, 23) : '';
-    return element('li', {class: level ?? null}, element('time', {}, time), ' ', level ? `${level}: ` : '',
+    return element('li', {class: level ?? null}, element('time', {}, time), time && ' ', level ? `${level}: ` : '',
         String(line.text ?? text));
 }
 

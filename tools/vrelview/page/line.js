@@ -39,7 +39,7 @@ function showTile(tile, service) {
         return element('i', {class: step < done ? 'done' : step === done && service.result !== 'success' ? 'now' : ''});
     }));
     setText(parts.serial, service.serial);
-    setText(parts.facts, `${isRunning ? 'running · ' : ''}${number}/${of} ${command}`.trim());
+    setText(parts.facts, `${isRunning ? 'running · ' : ''}${number}/${of} ${command || 'steps'}`);
     setText(parts.line, service.error ?? service.line ?? '');
     showClock(tile);
 }
@@ -133,8 +133,8 @@ function makeHours(hours) {
 function makeCauses(errors) {
     const most = Math.max(...errors.map(error => error.boards));
     const rows = errors.slice(0, 6).map(error => element('li', {},
-        element('b', {}, String(error.boards)), element('span', {class: 'cause'}, error.text,
-            element('small', {}, error.step ? `step ${error.step} ${error.command ?? ''}` : error.command ?? '')),
+        element('b', {}, String(error.boards)), element('span', {class: 'cause', title: error.text},
+            error.command || error.step ? element('small', {}, `${error.step ? `step ${error.step} ` : ''}${error.command ?? ''}`) : null, error.text),
         drawing('svg', {class: 'share', width: '100%', height: 8, 'aria-hidden': 'true'},
             drawing('rect', {width: `${100 * error.boards / most}%`, height: 8, rx: 2}))));
     const rest = errors.slice(6).reduce((all, error) => all + error.boards, 0);
