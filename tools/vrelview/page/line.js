@@ -40,7 +40,7 @@ function showTile(tile, service) {
     }));
     setText(parts.serial, service.serial);
     setText(parts.facts, `${isRunning ? 'running · ' : ''}${number}/${of} ${command || 'steps'}`);
-    setText(parts.line, service.error ?? service.line ?? '');
+    setText(parts.line, service.error ?? (service.line === service.result ? '' : service.line ?? '')); // PASS is said already
     showClock(tile);
 }
 
