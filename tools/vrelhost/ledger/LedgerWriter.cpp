@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace {
 
@@ -100,7 +101,6 @@ void change(LedgerDatabase const& database, QString const& statement, QVariantLi
 
 LedgerWriter::LedgerWriter(QString file)
     : m_file(std::move(file))
-    , m_thread([this] { serve(); })
 {
 }
 
@@ -111,7 +111,8 @@ LedgerWriter::~LedgerWriter()
         m_isOver = true;
     }
     m_change.notify_one();
-    m_thread.join();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void LedgerWriter::makeReady()
@@ -188,10 +189,22 @@ void LedgerWriter::carryOut(Work const& work, bool isAlone)
     Order order{work, isAlone};
     {
         std::lock_guard const lock(m_mutex);
+        startThread();
         m_orders.push_back(&order);
     }
     m_change.notify_one();
     order.done.get_future().get();
+}
+
+/** Not before there is something to do, so that a lack of threads is an error as any other. */
+void LedgerWriter::startThread()
+try {
+    if (!m_thread.joinable())
+        m_thread = std::thread([this] { serve(); });
+} catch (std::system_error const&) {
+    throw LedgerError(
+        LedgerError::Unavailable,
+        QStringLiteral("Cannot use the ledger '%1': the system gave no more threads").arg(m_file));
 }
 
 QString LedgerWriter::note(QString const& what, Work const& work)

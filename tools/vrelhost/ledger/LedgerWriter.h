@@ -47,6 +47,7 @@ private:
     using Orders = std::vector<Order*>;
 
     void carryOut(Work const& work, bool isAlone = false);
+    void startThread();
     QString note(QString const& what, Work const& work);
 
     void serve();
@@ -57,17 +58,16 @@ private:
 
     QString const m_file;
 
-    std::mutex m_mutex;
+    std::mutex m_mutex; ///< guards all up to the thread
     std::condition_variable m_change;
     Orders m_orders;
     std::vector<Work> m_missed; ///< notes that could not be written
     bool m_isOver = false;
+    std::thread m_thread;
 
     // Of the thread alone.
     std::optional<LedgerProcesses> m_processes;
     qint64 m_process = 0;
     std::optional<LedgerDatabase> m_database;
     std::pair<dev_t, ino_t> m_identity;
-
-    std::thread m_thread; ///< last, since it uses all of this
 };
