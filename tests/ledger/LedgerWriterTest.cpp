@@ -228,7 +228,8 @@ TEST_F(LedgerWriterTest, LosesNothingThatItHasSaidWhateverIsKilled)
         for (int i = 0; i < kProcesses; ++i)
             children.push_back(runInChild([&] { return work(round * kProcesses + i); }));
         for (int const child : children) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(random() % (20 + 12 * static_cast<unsigned>(round))));
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(random() % (20 + 12 * static_cast<unsigned>(round))));
             ::kill(child, SIGKILL);
         }
         for (int const child : children)
