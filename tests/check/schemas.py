@@ -16,7 +16,7 @@ import tempfile
 
 import jsonschema
 
-TOOL, ROOT, NUMBER = sys.argv[1], pathlib.Path(sys.argv[2]).resolve(), int((sys.argv[3:] or ["100"])[0])
+TOOL, ROOT, NUMBER = sys.argv[1], pathlib.Path(sys.argv[2]).resolve(), int((sys.argv[3:] or ["80"])[0])
 random.seed(NUMBER)
 faults = []
 seen = collections.Counter()
@@ -48,6 +48,13 @@ def keys_in(value, key=None):
 
 SCHEMAS = {name: json.loads(tool("schema", name).stdout) for name in ("request", "recipe", "results", "log", "ledger")}
 TYPES = json.loads(tool("types").stdout)
+ERASE = {"command": "erasetoken", "fw_rux": "f", "slot": 255}
+CLEAR = {"command": "clearrpmb", "fw_rux": "f", "device": "{kind}", "idx": 255}
+START = {"command": "startover", "flags": 2**32 - 1}
+EDGES = [ERASE, {**ERASE, "slot": 256}, {**ERASE, "slot": "{n}"}, {**ERASE, "slot": "{{n}}"}, {**ERASE, "fw_rux": "f\0"},
+         CLEAR, {**CLEAR, "idx": 256}, {**CLEAR, "device": "EMMC"}, START, {**START, "flags": 2**32}, {**START, "flags": -1},
+         {"wait": 86400}, {"wait": 86401}, {"wait": 1}, {"wait": 0}, {"wait": 1, "for": "restart"}, {"wait": 1, "for": "ever"},
+         {"exec": ["true", "\0"]}, {"exec": ["", "f"]}, {"exec": []}, {"exec": ["true", ""], "timeout": 0}]
 for each in SCHEMAS.values():
     jsonschema.Draft202012Validator.check_schema(each)
 JUDGES = {name: jsonschema.Draft202012Validator(closed(each) if name in ("results", "log", "ledger") else each)
@@ -143,13 +150,13 @@ def compare_with_generated():
     pathlib.Path("rows.csv").write_text("serial,n,kind\n7,3,emmc\n", encoding="utf-8")
     rows = {"look-up": "rows.csv"}
     taken = []
-    for number in range(NUMBER):
-        step = good(number)
-        for _ in range(random.choice((0, 0, 1, 1, 2))):
+    steps = [*EDGES, *(good(number) for number in range(NUMBER))]
+    for number, step in enumerate(steps, -len(EDGES)):
+        for _ in range(random.choice((0, 0, 1, 1, 2)) if number >= 0 else 0):
             spoil(step)
         if depends_on_tables(step):
             continue
-        if number % 2:
+        if number >= 0 and number % 2:
             compare(step, is_taken(json.dumps(step)), "requests")
         elif judge([step]):
             taken.append(step)

@@ -14,6 +14,8 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 
+#include <limits>
+
 /**
  * @file
  * JSON Schema (2020-12) of what the tool reads and writes. Those of requests are what the library says and
@@ -85,11 +87,22 @@ public:
         return isAccepted(request);
     }
 
-    bool takesEmpty(QString const& key) const
+    bool takes(QString const& key, QVariant const& value) const
     {
         JsonObject request = m_good;
-        request.setValue(key, QString(QLatin1String("")));
+        request.setValue(key, value);
         return isAccepted(request);
+    }
+
+    /** The greatest number that it takes, whatever its type says; 0 when it takes no number. */
+    unsigned greatest(QString const& key) const
+    {
+        for (unsigned const number :
+             {std::numeric_limits<unsigned>::max(), unsigned{std::numeric_limits<unsigned char>::max()}}) {
+            if (takes(key, number))
+                return number;
+        }
+        return 0;
     }
 
 private:
@@ -110,15 +123,16 @@ private:
 };
 
 /** @param name in braces, that may stand for a number or, where it may be a column's, for a word */
-QJsonObject valueSchema(QVariant const& type, bool mayBeEmpty, QString const& name)
+QJsonObject valueSchema(CommandTrial const& trial, QString const& key, QVariant const& type,
+                        QString const& name)
 {
-    unsigned const greatest = RequestTemplate::greatestNumber(type.toString());
+    unsigned const greatest = trial.greatest(key);
     if (greatest > 0)
         return object(
             QStringLiteral(R"({"type": ["integer", "string"], "minimum": 0, "maximum": %1, "pattern": "%2"})")
                 .arg(QString::number(greatest), name));
     if (type.userType() != QMetaType::QStringList)
-        return object(QLatin1String(mayBeEmpty ? kAnyText : kText));
+        return object(QLatin1String(trial.takes(key, QStringLiteral("")) ? kAnyText : kText));
     QString const words = QStringLiteral(R"({"enum": %1})").arg(text(type.toStringList()));
     return object(
         name == kAnyName
@@ -136,7 +150,7 @@ QJsonObject commandSchema(QString const& command, std::map<QString, QString> con
     for (auto const& [key, type] : types) {
         if (key == kCommand)
             continue;
-        QJsonObject value = valueSchema(type, trial.takesEmpty(key), name);
+        QJsonObject value = valueSchema(trial, key, type, name);
         auto const meaning = meanings.find(command + QLatin1Char(' ') + key);
         if (meaning != meanings.end())
             value.insert(kDescription, meaning->second);
