@@ -15,7 +15,7 @@
 
 namespace {
 
-QString const kCommand = QStringLiteral("command");
+QString const kCommandKey = QStringLiteral("command");
 
 /** The parameters that name a file to be written; of all other files it is known that they are read. */
 constexpr std::pair<char const*, char const*> kWritten[] = {
@@ -43,7 +43,7 @@ std::string nativeName(QString const& file)
 QString writtenKey(JsonObject const& request)
 {
     QString command;
-    request.getString(kCommand, command);
+    request.getString(kCommandKey, command);
     auto const written =
         std::find_if(std::begin(kWritten), std::end(kWritten),
                      [&command](auto const& entry) { return command == QLatin1String(entry.first); });
@@ -62,12 +62,12 @@ bool RequestRules::accept(JsonObject const& request, LogHandler& log)
     for (auto const& entry : types)
         keys << entry.first;
     if (keys.isEmpty())
-        keys << kCommand; // of a command without parameters
+        keys << kCommandKey; // of a command without parameters
     for (auto const& entry : request) {
         if (keys.contains(entry.first))
             continue;
         QString command;
-        request.getString(kCommand, command);
+        request.getString(kCommandKey, command);
         log.logMessage(kErrorLevel,
                        QStringLiteral("Unknown key '%1': a request of the command '%2' has no keys but %3")
                            .arg(entry.first, command, keys.join(QStringLiteral(", "))));

@@ -23,7 +23,7 @@
  */
 namespace {
 
-QString const kCommand = QStringLiteral("command");
+QString const kCommandName = QStringLiteral("command");
 QString const kDescription = QStringLiteral("description");
 
 /** No text with a NUL is one of the library's or of a program. */
@@ -34,17 +34,17 @@ constexpr char const* kAnyText = R"({"type": "string", "pattern": "^[^\\u0000]*$
 QString const kDeviceName = QStringLiteral(R"(^\\{(serial|path)\\}$)");
 QString const kAnyName = QStringLiteral(R"(^\\{[A-Za-z0-9_-]+\\}$)");
 
-QJsonObject object(QString const& json)
+QJsonObject schemaOf(QString const& json)
 {
     return QJsonDocument::fromJson(json.toUtf8()).object();
 }
 
-QString text(QJsonObject const& object)
+QString jsonText(QJsonObject const& json)
 {
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    return QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact));
 }
 
-QString text(QStringList const& words)
+QString jsonText(QStringList const& words)
 {
     return QString::fromUtf8(QJsonDocument(QJsonArray::fromStringList(words)).toJson(QJsonDocument::Compact));
 }
@@ -128,13 +128,13 @@ QJsonObject valueSchema(CommandTrial const& trial, QString const& key, QVariant 
 {
     unsigned const greatest = trial.greatest(key);
     if (greatest > 0)
-        return object(
+        return schemaOf(
             QStringLiteral(R"({"type": ["integer", "string"], "minimum": 0, "maximum": %1, "pattern": "%2"})")
                 .arg(QString::number(greatest), name));
     if (type.userType() != QMetaType::QStringList)
-        return object(QLatin1String(trial.takes(key, QStringLiteral("")) ? kAnyText : kText));
-    QString const words = QStringLiteral(R"({"enum": %1})").arg(text(type.toStringList()));
-    return object(
+        return schemaOf(QLatin1String(trial.takes(key, QStringLiteral("")) ? kAnyText : kText));
+    QString const words = QStringLiteral(R"({"enum": %1})").arg(jsonText(type.toStringList()));
+    return schemaOf(
         name == kAnyName
             ? QStringLiteral(R"({"anyOf": [%1, {"type": "string", "pattern": "%2"}]})").arg(words, name)
             : words);
@@ -145,10 +145,10 @@ QJsonObject commandSchema(QString const& command, std::map<QString, QString> con
 {
     JsonObject const types = CommandList::types(command);
     CommandTrial const trial(types);
-    QJsonObject properties{{kCommand, true}};
+    QJsonObject properties{{kCommandName, true}};
     QStringList required;
     for (auto const& [key, type] : types) {
-        if (key == kCommand)
+        if (key == kCommandName)
             continue;
         QJsonObject value = valueSchema(trial, key, type, name);
         auto const meaning = meanings.find(command + QLatin1Char(' ') + key);
@@ -158,10 +158,10 @@ QJsonObject commandSchema(QString const& command, std::map<QString, QString> con
         if (!trial.takesWithout(key))
             required << key;
     }
-    return object(
+    return schemaOf(
         QStringLiteral(R"({"if": {"properties": {"command": {"const": "%1"}}, "required": ["command"]},
         "then": {"properties": %2, "required": %3, "additionalProperties": false}})")
-            .arg(command, text(properties), text(required)));
+            .arg(command, jsonText(properties), jsonText(required)));
 }
 
 /** @param name as for a value */
@@ -173,9 +173,9 @@ QJsonObject requestSchema(QString const& name)
     for (QString const& command : CommandList::names())
         commands << commandSchema(command, meanings, name);
     setLogSink(sink);
-    QJsonObject schema = object(QStringLiteral(R"({"type": "object", "required": ["command"],
+    QJsonObject schema = schemaOf(QStringLiteral(R"({"type": "object", "required": ["command"],
         "properties": {"command": {"enum": %1, "description": "What is done; the other keys are its parameters"}}})")
-                                    .arg(text(CommandList::names())));
+                                      .arg(jsonText(CommandList::names())));
     schema.insert(QStringLiteral("allOf"), commands);
     return schema;
 }
@@ -183,7 +183,7 @@ QJsonObject requestSchema(QString const& name)
 QJsonObject recipeSchema()
 {
     // The first key of these that a step has says what it is, "command" before all.
-    return object(
+    return schemaOf(
         QStringLiteral(R"({"type": "array", "minItems": 1, "items": {"$ref": "#/$defs/step"}, "$defs": {
         "request": %1,
         "step": {"type": "object", "properties": {
@@ -207,7 +207,7 @@ QJsonObject recipeSchema()
             "additionalProperties": false},
         "take": {"properties": {"take": %3}, "additionalProperties": false},
         "look-up": {"properties": {"look-up": %3}, "additionalProperties": false}}})")
-            .arg(text(requestSchema(kAnyName)), QString::number(Step::kLongest), QLatin1String(kText),
+            .arg(jsonText(requestSchema(kAnyName)), QString::number(Step::kLongest), QLatin1String(kText),
                  QLatin1String(kAnyText), QString::number(Step::Exec().seconds)));
 }
 
@@ -216,7 +216,7 @@ QString resultWords()
     QStringList words;
     for (auto const kind : {Outcome::NotRun, Outcome::Success, Outcome::Failure, Outcome::Done})
         words << RunReport::word({kind, 0, {}});
-    return text(words);
+    return jsonText(words);
 }
 
 /** Keys that several formats have. */
@@ -232,17 +232,17 @@ QString sharedMembers()
 
 QJsonObject resultsSchema()
 {
-    return object(QStringLiteral(R"({"if": {"type": "array"}, "then": {"items": {"$ref": "#/$defs/device"}},
+    return schemaOf(QStringLiteral(R"({"if": {"type": "array"}, "then": {"items": {"$ref": "#/$defs/device"}},
         "else": {"$ref": "#/$defs/device", "required": ["time"]}, "$defs": {
         "step": {"type": "object", "properties": {%1}, "required": ["command", "result", "duration", "error"]},
         "device": {"type": "object", "properties": {%1, "steps": {"type": "array", "items": {"$ref": "#/$defs/step"}}},
             "required": ["serial", "path", "result", "duration", "error", "job"]}}})")
-                      .arg(sharedMembers()));
+                        .arg(sharedMembers()));
 }
 
 QJsonObject logSchema()
 {
-    return object(QStringLiteral(R"({"type": "object", "properties": {%1,
+    return schemaOf(QStringLiteral(R"({"type": "object", "properties": {%1,
         "level": {"type": "integer", "minimum": 0, "maximum": %2}, "name": {"type": "string"}, "prefix": {"type": "string"},
         "text": {"type": "string"}, "label": {"type": "string"}, "value": {"type": "string"},
         "step": {"type": "integer", "minimum": 1}, "tool": {"type": "string"},
@@ -252,11 +252,11 @@ QJsonObject logSchema()
         "required": ["level", "name", "prefix"], "oneOf": [{"required": ["text"]}, {"required": ["label", "value"]}],
         "dependentRequired": {"serial": ["path"], "step": ["serial", "command"], "result": ["duration", "error", "time"],
             "recipe": ["job", "inputs", "tool", "time"]}})")
-                      .arg(sharedMembers())
-                      .arg(kHighestLogLevel));
+                        .arg(sharedMembers())
+                        .arg(kHighestLogLevel));
 }
 
-int print(Invocation const& call, QJsonObject schema, char const* title)
+int printSchema(Invocation const& call, QJsonObject schema, char const* title)
 {
     schema.insert(QStringLiteral("$schema"), QStringLiteral("https://json-schema.org/draft/2020-12/schema"));
     schema.insert(QStringLiteral("title"), QLatin1String(title));
@@ -265,34 +265,34 @@ int print(Invocation const& call, QJsonObject schema, char const* title)
 
 int showRequest(Invocation const& call)
 {
-    return print(call, requestSchema(kDeviceName), "A request of vrelhost");
+    return printSchema(call, requestSchema(kDeviceName), "A request of vrelhost");
 }
 
 int showRecipe(Invocation const& call)
 {
-    return print(call, recipeSchema(), "A recipe of vrelhost");
+    return printSchema(call, recipeSchema(), "A recipe of vrelhost");
 }
 
 int showResults(Invocation const& call)
 {
-    return print(call, resultsSchema(),
-                 "Output of vrelhost run --json, or a line of vrelhost station --json");
+    return printSchema(call, resultsSchema(),
+                       "Output of vrelhost run --json, or a line of vrelhost station --json");
 }
 
 int showLog(Invocation const& call)
 {
-    return print(call, logSchema(),
-                 "A line of vrelhost's log with --log-format json, or of a file below --log-dir");
+    return printSchema(call, logSchema(),
+                       "A line of vrelhost's log with --log-format json, or of a file below --log-dir");
 }
 
 int showLedger(Invocation const& call)
 {
-    return print(call, object(QString::fromUtf8(LedgerReport::schema())),
-                 "Output of vrelhost ledger boards, services, summary or show with --json");
+    return printSchema(call, schemaOf(QString::fromUtf8(LedgerReport::schema())),
+                       "Output of vrelhost ledger boards, services, summary or show with --json");
 }
 
-Subcommand row(char const* name, int (*carryOut)(Invocation const& call), char const* purpose,
-               char const* example)
+Subcommand schemaRow(char const* name, int (*carryOut)(Invocation const& call), char const* purpose,
+                     char const* example)
 {
     return {name,   kNoArguments, nullptr, carryOut, purpose, "success", "the result cannot be written",
             example};
@@ -303,15 +303,17 @@ Subcommand row(char const* name, int (*carryOut)(Invocation const& call), char c
 Subcommands::Rows Subcommands::schema()
 {
     return {
-        row("schema request", showRequest,
-            "Prints a JSON Schema of requests, for editors and other programs.",
-            "vrelhost schema request >request.schema.json"),
-        row("schema recipe", showRecipe, "Prints that of recipes.",
-            "vrelhost schema recipe >recipe.schema.json"),
-        row("schema results", showResults, "Prints that of what run and station print with --json.",
-            "vrelhost schema results >results.schema.json"),
-        row("schema log", showLog, "Prints that of a JSON log line.", "vrelhost schema log >log.schema.json"),
-        row("schema ledger", showLedger, "Prints that of what the subcommands of ledger print with --json.",
-            "vrelhost schema ledger >ledger.schema.json"),
+        schemaRow("schema request", showRequest,
+                  "Prints a JSON Schema of requests, for editors and other programs.",
+                  "vrelhost schema request >request.schema.json"),
+        schemaRow("schema recipe", showRecipe, "Prints that of recipes.",
+                  "vrelhost schema recipe >recipe.schema.json"),
+        schemaRow("schema results", showResults, "Prints that of what run and station print with --json.",
+                  "vrelhost schema results >results.schema.json"),
+        schemaRow("schema log", showLog, "Prints that of a JSON log line.",
+                  "vrelhost schema log >log.schema.json"),
+        schemaRow("schema ledger", showLedger,
+                  "Prints that of what the subcommands of ledger print with --json.",
+                  "vrelhost schema ledger >ledger.schema.json"),
     };
 }
