@@ -18,15 +18,16 @@ QString text(QSqlQuery const& row, int column)
     return row.value(column).toString();
 }
 
+/** Within 30,000 years, so that sums of what a foreign ledger tells have room. */
 qint64 number(QSqlQuery const& row, int column)
 {
-    return row.value(column).toLongLong();
+    constexpr qint64 kMost = 1000000000000000;
+    return std::clamp(row.value(column).toLongLong(), -kMost, kMost);
 }
 
 std::optional<qint64> numberIfAny(QSqlQuery const& row, int column)
 {
-    QVariant const value = row.value(column);
-    return value.isNull() ? std::nullopt : std::make_optional(value.toLongLong());
+    return row.value(column).isNull() ? std::nullopt : std::make_optional(number(row, column));
 }
 
 LedgerService serviceIn(QSqlQuery const& row)
@@ -271,8 +272,10 @@ std::vector<LedgerService> LedgerReader::places(LedgerFilter const& filter) cons
                            "path IS NOT NULL "
                            "ORDER BY station, path LIMIT 1) UNION ALL SELECT next.station, next.path FROM "
                            "place JOIN services AS next "
-                           "ON next.service = (SELECT service FROM services WHERE path IS NOT NULL AND "
-                           "(station, path) > (place.station, place.path) ORDER BY station, path LIMIT 1))"));
+                           "ON next.service = COALESCE((SELECT service FROM services WHERE station = "
+                           "place.station AND path > place.path ORDER BY path LIMIT 1), (SELECT service FROM "
+                           "services WHERE station > place.station AND path IS NOT NULL ORDER BY station, "
+                           "path LIMIT 1)))"));
         selection.add(
             QStringLiteral("last AS (SELECT chosen.* FROM place JOIN chosen ON chosen.service = "
                            "(SELECT service FROM chosen AS own WHERE own.station = place.station AND "
