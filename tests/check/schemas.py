@@ -83,7 +83,11 @@ def compare(document, verdict, origin):
 
 def compare_with_tests():
     """A command's cases, and the seeds of the fuzz targets."""
-    for path in (ROOT / "tests/commands").glob("*.txt"):
+    commands = list((ROOT / "tests/commands").glob("*.txt"))
+    registered = {path.stem for path in commands if "\narguments " in path.read_text(encoding="utf-8")}
+    if registered != set(TYPES):
+        faults.append(f"vrelhost types lists {sorted(TYPES)} instead of {sorted(registered)}")
+    for path in commands:
         cases = re.findall(r"^request (.*(?:\n    .*)*)((?:\n(?!request ).*)*)", path.read_text(encoding="utf-8"), re.M)
         for text, more in cases if path.stem in TYPES else ():
             request = json.loads(text)
