@@ -252,7 +252,7 @@ std::string checkRig(std::string const& path)
         else
             root.requireWritable();
     }
-    return isMade ? "The rig " + inQuotes(path) + " can be taken; devices plugged in: " +
+    return isMade ? "The rig " + inQuotes(path) + " can be used; devices plugged in: " +
                         std::to_string(serialsIn(root.open(kDevices)).size())
                   : canBeMade;
 }

@@ -281,7 +281,7 @@ TEST(LedgerFilterTest, ReadsTimesAndAges)
                                    "2026-13-01", "2026-01-01T25:00"}) {
         error.clear();
         EXPECT_EQ(LedgerFilter::readTime(QLatin1String(text), kDay2, error), std::nullopt) << text;
-        EXPECT_TRUE(error.contains(QStringLiteral("is no time"))) << text;
+        EXPECT_TRUE(error.contains(QStringLiteral("is not a time"))) << text;
     }
 }
 

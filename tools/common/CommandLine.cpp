@@ -34,7 +34,7 @@ QString executableFault(QString const& program)
 {
     QFileInfo const info(program);
     if (!program.contains(QLatin1Char('/')))
-        return QStringLiteral("it is not in PATH, where a name without a slash is looked up");
+        return QStringLiteral("it is not found in PATH");
     if (!info.exists())
         return QStringLiteral("it does not exist");
     if (!info.isFile())

@@ -73,8 +73,8 @@ bool VendorApi::isFull(DeviceList const& devices)
 void VendorApi::warnOfFullList(DeviceList const& devices, LogHandler const& log)
 {
     if (isFull(devices))
-        log.logMessage(kWarningLevel,
-                       QStringLiteral("The vendor API lists %1 devices, as many as it can: there may be "
-                                      "more, which vrelhost run --sn names")
-                           .arg(devices.size()));
+        log.logMessage(
+            kWarningLevel,
+            QStringLiteral("The device list is full (%1): name further devices with vrelhost run --sn")
+                .arg(devices.size()));
 }

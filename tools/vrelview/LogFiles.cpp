@@ -51,8 +51,7 @@ HttpAnswer LogFiles::answer(QString const& name, std::optional<qint64> tail)
 {
     RegularFile file(name);
     if (file.descriptor < 0)
-        return HttpAnswer::refusal(
-            404, QStringLiteral("The log file is not there any more, or is not to be read"));
+        return HttpAnswer::refusal(404, QStringLiteral("The log file no longer exists or cannot be read"));
     HttpAnswer answer;
     answer.size = tail ? std::min(file.size(), static_cast<quint64>(*tail)) : file.size();
     answer.offset = file.size() - answer.size;

@@ -208,21 +208,21 @@ Site::Address const* Site::addressOf(QByteArray const& path)
 std::optional<HttpAnswer> Site::answerAtOnce(HttpRequest const& request) const
 {
     if (request.hosts.size() != 1)
-        return HttpAnswer::refusal(BadRequest, QStringLiteral("A request has exactly one line Host"));
+        return HttpAnswer::refusal(BadRequest, QStringLiteral("A request needs exactly one Host line"));
     if (!m_address.isOwnHost(request.hosts.constFirst()))
         return HttpAnswer::refusal(
             Forbidden,
-            QStringLiteral("'%1' is no name of this server, which serves this machine only: "
+            QStringLiteral("'%1' is not a name of this server, which serves this machine only: "
                            "use %2, or start it with --listen")
                 .arg(QString::fromUtf8(request.hosts.constFirst()), QString::fromLatin1(m_address.url())));
     if (request.method != "GET" && request.method != "HEAD") {
         HttpAnswer answer =
-            HttpAnswer::refusal(NotAllowed, QStringLiteral("There is nothing but to be read here"));
+            HttpAnswer::refusal(NotAllowed, QStringLiteral("This server answers only GET and HEAD"));
         answer.allow = "GET, HEAD";
         return answer;
     }
     if (request.hasBody)
-        return HttpAnswer::refusal(BadRequest, QStringLiteral("A request has no body here"));
+        return HttpAnswer::refusal(BadRequest, QStringLiteral("Requests must not have a body"));
     auto const file = m_files.find(request.path);
     if (file != m_files.end() && request.path != kBoard)
         return file->second;

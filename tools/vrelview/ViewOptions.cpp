@@ -15,7 +15,8 @@ void addOptions(QCommandLineParser& parser)
                        "output is the page's address."));
     parser.addOptions({
         option(QLatin1String("listen"),
-               "Listen there; default 127.0.0.1:8480, for this machine only. Port 0 takes a free one.",
+               "Address and port to listen on; default 127.0.0.1:8480, for this machine only. Port 0 picks a "
+               "free one.",
                "ADDRESS:PORT", QStringLiteral("127.0.0.1:8480")),
         option(QLatin1String("title"), "The page's title; default 'Boards on' and this machine's name.",
                "TEXT", QStringLiteral("Boards on ") + QSysInfo::machineHostName()),

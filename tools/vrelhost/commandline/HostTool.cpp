@@ -89,11 +89,11 @@ void HostTool::applyLogOptions()
     int const level = levelText.toInt(&isNumber);
     bool const isJson = format == QLatin1String("json");
     if (!isJson && format != QLatin1String("text"))
-        throw Refusal(QStringLiteral("--log-format is text or json, not '%1'").arg(format));
+        throw Refusal(QStringLiteral("--log-format must be text or json, not '%1'").arg(format));
     LogFormat const logFormat = isJson ? LogFormat::Json : LogFormat::Text;
     m_console.setLog(logFormat, kProgressLevel);
     if (!isNumber || level < 0 || level > kHighestLogLevel)
-        throw Refusal(QStringLiteral("--log-level is a number from 0 to %1, not '%2'")
+        throw Refusal(QStringLiteral("--log-level must be a number from 0 to %1, not '%2'")
                           .arg(kHighestLogLevel)
                           .arg(levelText));
     m_console.setLog(logFormat, level);
@@ -115,6 +115,6 @@ QString HostTool::argumentFault(Meant const& meant, QStringList const& arguments
         return isParsed ? QStringLiteral("No subcommand given") : parserFault(m_parser);
     int const nameLength = meant.front()->nameWords().size();
     if (meant.size() > 1 || arguments.size() < nameLength)
-        return QStringLiteral("The subcommand '%1' is not complete").arg(m_name);
+        return QStringLiteral("The subcommand '%1' is incomplete").arg(m_name);
     return isParsed ? meant.front()->argumentFault(arguments.mid(nameLength)) : parserFault(m_parser);
 }

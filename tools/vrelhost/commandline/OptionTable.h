@@ -54,7 +54,7 @@ int readNumber(QString const& text, OptionRow<Values> const& row,
     int const value = text.toInt(&isNumber);
     bool const isNoLimit = number.hasNoLimit && value == kNoLimit;
     if (!isNumber || !(isNoLimit || (value >= number.least && value <= number.most)))
-        throw Refusal(QStringLiteral("--%1 is a number of %2 from %3 to %4%5")
+        throw Refusal(QStringLiteral("--%1 must be a number of %2 from %3 to %4%5")
                           .arg(QLatin1String(row.name), QLatin1String(number.unit))
                           .arg(number.least)
                           .arg(number.most)

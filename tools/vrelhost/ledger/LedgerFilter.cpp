@@ -55,8 +55,9 @@ std::optional<qint64> LedgerFilter::readTime(QString const& text, qint64 now, QS
         time.setTimeSpec(Qt::UTC);
     if (time.isValid())
         return time.toMSecsSinceEpoch();
-    error = QStringLiteral("'%1' is no time: give one such as 2024-05-31T08:00:00Z (UTC without a zone), or "
-                           "an age such as 90s, 15m, 8h or 3d")
-                .arg(text);
+    error =
+        QStringLiteral("'%1' is not a time: give one such as 2024-05-31T08:00:00Z (UTC without a zone), or "
+                       "an age such as 90s, 15m, 8h or 3d")
+            .arg(text);
     return std::nullopt;
 }

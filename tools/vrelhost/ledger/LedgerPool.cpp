@@ -71,8 +71,7 @@ std::size_t LedgerPool::take(LedgerDatabase const& database, QString const& serv
     }
     m_left = 0;
     throw LedgerError(LedgerError::Unavailable,
-                      QStringLiteral("No row of '%1' is left: other boards have all "
-                                     "%2 of them; add rows to it")
+                      QStringLiteral("No row of '%1' is left: other boards have taken all %2; add rows to it")
                           .arg(m_file)
                           .arg(m_rows.size()));
 }
@@ -82,11 +81,10 @@ std::size_t LedgerPool::takenBefore(QString const& sha256) const
     auto const row = std::find_if(m_rows.begin(), m_rows.end(),
                                   [&sha256](Row const& entry) { return entry.sha256 == sha256; });
     if (row == m_rows.end())
-        throw LedgerError(
-            LedgerError::Unavailable,
-            QStringLiteral("The row that the board has taken in this job is not in '%1' any more, "
-                           "and it gets no other: put the row back")
-                .arg(m_file));
+        throw LedgerError(LedgerError::Unavailable,
+                          QStringLiteral("The row that this board took in this job is no longer in '%1', and "
+                                         "a board takes only one: put the row back")
+                              .arg(m_file));
     return static_cast<std::size_t>(row - m_rows.begin());
 }
 

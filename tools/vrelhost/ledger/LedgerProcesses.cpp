@@ -36,7 +36,7 @@ struct flock byteOf(qint64 process)
 LedgerError failure(QString const& ledger)
 {
     return {LedgerError::Unavailable,
-            QStringLiteral("Cannot use '%1-alive', which says who works with the ledger: %2")
+            QStringLiteral("Cannot use '%1-alive', which shows which processes use the ledger: %2")
                 .arg(ledger, qt_error_string())};
 }
 

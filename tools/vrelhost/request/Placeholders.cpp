@@ -55,20 +55,17 @@ QString deviceFault(QString const& name, std::map<QString, QString> const& value
     QString const& serial = values.at(kSerial);
     QString const& value = values.at(name);
     if (serial.isEmpty())
-        return QStringLiteral("The request holds {%1}, but no device is named: name it with --sn, --path or "
-                              "--all")
+        return QStringLiteral("The request contains {%1}, but no device is named: use --sn, --path or --all")
             .arg(name);
     if (value.isNull())
-        return QStringLiteral("The request holds {path}, but the vendor API lists no device '%1': leave "
-                              "{path} out or the device")
+        return QStringLiteral("The request contains {path}, but the vendor API lists no device '%1': remove "
+                              "{path} from the request, or leave the device out")
             .arg(ReportText::printable(serial));
-    return isFileNamePart(value)
-               ? QString()
-               : QStringLiteral(
-                     "The %1 '%2' cannot be part of a file name: leave {%3} out of the request, or "
-                     "the device")
-                     .arg(QLatin1String(name == kSerial ? "serial number" : "USB path"),
-                          ReportText::printable(value), name);
+    return isFileNamePart(value) ? QString()
+                                 : QStringLiteral("The %1 '%2' cannot be part of a file name: remove {%3} "
+                                                  "from the request, or leave the device out")
+                                       .arg(QLatin1String(name == kSerial ? "serial number" : "USB path"),
+                                            ReportText::printable(value), name);
 }
 
 } // namespace

@@ -131,7 +131,7 @@ private:
                 request.fill(values);
             }
         } catch (Refusal const& refusal) {
-            throw Refusal(QStringLiteral("row %1 of '%2' does not do: %3")
+            throw Refusal(QStringLiteral("row %1 of '%2' cannot be used: %3")
                               .arg(row + 1)
                               .arg(file.name(), refusal.cause()));
         }
@@ -150,10 +150,10 @@ private:
     {
         for (QString const& column : file->placeholders()) {
             if (m_sample.has(column))
-                throw Refusal(QStringLiteral("the table '%1' has a column '%2', and so has one before it")
+                throw Refusal(QStringLiteral("the table '%1' has a column '%2', and so has an earlier one")
                                   .arg(file->name(), column));
             if (m_asked.contains(column))
-                throw Refusal(QStringLiteral("a step before it uses {%1}, which the table '%2' gives")
+                throw Refusal(QStringLiteral("an earlier step uses {%1}, which the table '%2' provides")
                                   .arg(column, file->name()));
             m_sample.add(column, kSample);
         }

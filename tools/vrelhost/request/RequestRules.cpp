@@ -68,9 +68,8 @@ bool RequestRules::accept(JsonObject const& request, LogHandler& log)
             continue;
         QString command;
         request.getString(kCommandKey, command);
-        log.logMessage(kErrorLevel,
-                       QStringLiteral("Unknown key '%1': a request of the command '%2' has no keys but %3")
-                           .arg(entry.first, command, keys.join(QStringLiteral(", "))));
+        log.logMessage(kErrorLevel, QStringLiteral("Unknown key '%1': the keys of the command '%2' are %3")
+                                        .arg(entry.first, command, keys.join(QStringLiteral(", "))));
         isAccepted = false;
     }
     return isAccepted;
@@ -103,7 +102,7 @@ void RequestRules::requireShareable(JsonObject const& request)
         if (isThere && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
             throw Refusal(
                 QStringLiteral(
-                    "\"%1\" names '%2', which is no regular file, for all devices: give each its own, "
+                    "\"%1\" names '%2', which is not a regular file, for all devices: give each its own, "
                     "with {serial} or {path} in the name")
                     .arg(key, file),
                 Refusal::NoAdvice);

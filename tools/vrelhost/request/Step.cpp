@@ -49,8 +49,9 @@ int seconds(QJsonObject const& json, QLatin1String key)
 {
     int const value = json.value(key).toInt(0); // 0 also for what is no whole number
     if (value < 1 || value > Step::kLongest)
-        refuseStep(
-            QStringLiteral("\"%1\" is a whole number of seconds from 1 to %2").arg(key).arg(Step::kLongest));
+        refuseStep(QStringLiteral("\"%1\" must be a whole number of seconds from 1 to %2")
+                       .arg(key)
+                       .arg(Step::kLongest));
     return value;
 }
 
@@ -88,7 +89,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 {
     QString const file = json.value(command).toString();
     if (file.isEmpty())
-        refuseStep(QStringLiteral("\"%1\" is the name of a CSV file").arg(command));
+        refuseStep(QStringLiteral("\"%1\" must be the name of a CSV file").arg(command));
     bool const isTaken = command == QLatin1String("take");
     return {isTaken, std::make_shared<TableFile>(file, isTaken ? CsvTable::ForTake : CsvTable::ForLookUp)};
 }
@@ -98,7 +99,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 void Step::parse()
 {
     if (!json.isObject())
-        refuseStep(QStringLiteral("it is no JSON object"));
+        refuseStep(QStringLiteral("it is not a JSON object"));
     QJsonObject const object = json.toObject();
     bool const isRequest = object.contains(kCommandKey);
     auto const kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](Kind const& candidate) {

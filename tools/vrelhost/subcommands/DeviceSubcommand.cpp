@@ -28,11 +28,11 @@ constexpr DeviceSubcommand::Option kShared[] = {
     {"log-dir", "DIR", &RunOptions::logDirectory,
      "Write all log lines of each device to a new file in this directory, which is made if missing."},
     {"job", "NAME", &RunOptions::job,
-     "Name what is to be done: up to 64 letters, digits, -, . and _. Default: a digest of the request or "
+     "Name of the job: up to 64 letters, digits, -, . and _. Default: a digest of the request or "
      "recipe."},
     {"ledger", "FILE", &RunOptions::ledger,
-     "Record what is done with each device in this SQLite database, which is made if missing, and leave "
-     "alone devices that are done in this job."},
+     "Record what is done with each device in this SQLite database, which is made if missing, and skip "
+     "devices that are done in this job."},
     {"station", "NAME", &RunOptions::station, "Name this place in the ledger. Default: the host's name."},
     {"again", "", &RunOptions::isAgain, "Serve devices again that are done."},
 };
@@ -64,12 +64,13 @@ QString conflict(RunOptions const& options, bool isRecipe)
             .arg(QLatin1String(isRecipe ? "A recipe needs" : "--jobs, --json and --ledger need"));
     auto const isEmpty = [](RunOptions::Device const& device) { return device.text.isEmpty(); };
     if (options.isMany && std::any_of(options.devices.begin(), options.devices.end(), isEmpty))
-        return QStringLiteral("A device is named by a serial number or a USB path that is not empty");
+        return QStringLiteral("--sn and --path must not be empty");
     if (options.exe && options.jobs.value_or(1) > 1)
-        return QStringLiteral("--jobs above 1 does not go with --exe: the vendor API serves one downloader "
-                              "at a time");
+        return QStringLiteral(
+            "--jobs above 1 cannot be used with --exe: the vendor API serves one downloader "
+            "at a time");
     if (options.job && !isJobName(*options.job))
-        return QStringLiteral("--job is a name of 1 to 64 ASCII letters, digits, -, . and _, not '%1'")
+        return QStringLiteral("--job must be a name of 1 to 64 ASCII letters, digits, -, . and _, not '%1'")
             .arg(ReportText::printable(*options.job));
     if (options.ledger.value_or(QStringLiteral("x")).isEmpty())
         return QStringLiteral("--ledger needs a file");
@@ -119,13 +120,13 @@ int DeviceSubcommand::carryOut(Invocation const& call, RunOptions const& given,
         warnOfIdle(call, {"exe", "timeout", "jobs", "json", "verify", "log-dir", "again"},
                    "with --dry-run: nothing is run");
     else if (!options.exe)
-        warnOfIdle(call, {"timeout"}, "without --exe: what runs in-process is waited for");
+        warnOfIdle(call, {"timeout"}, "without --exe: operations in-process have no time limit");
     if (!recipe.accept(options.isMany, call.console.log()))
         return ExitRejected;
     int const taking = recipe.find("take");
     if (taking > 0 && !options.ledger)
         throw Refusal(
-            recipe.rejection(taking, QStringLiteral("it needs --ledger, which knows who has which row")));
+            recipe.rejection(taking, QStringLiteral("it needs --ledger, which records whose each row is")));
     RunSetting setting{options, recipe, call.console, call.console.log(), {call.console, firstSignal}};
     call.console.showWork(true);
     int const exitCode = work(setting);

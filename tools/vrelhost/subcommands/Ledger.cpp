@@ -86,7 +86,7 @@ LedgerFilter readFilter(Invocation const& call)
     FilterOptions options;
     readOptions(call.options, kFilterOptions, options);
     if (options.result && !LedgerFilter::isResult(*options.result))
-        throw Refusal(QStringLiteral("--result is one of %1, not '%2'")
+        throw Refusal(QStringLiteral("--result must be one of %1, not '%2'")
                           .arg(LedgerFilter::resultWords(), *options.result));
     LedgerFilter filter;
     filter.job = options.job;
@@ -124,7 +124,7 @@ int printRows(Invocation const& call, Query query)
     FormOptions form = readForm(call);
     readOptions(call.options, kCsvOption, form);
     if (form.isJson && form.isCsv)
-        throw Refusal(QStringLiteral("--json and --csv exclude each other"));
+        throw Refusal(QStringLiteral("--json and --csv cannot be used together"));
     LedgerFilter const filter = readFilter(call);
     return withLedger(call, [&](QString const& file) {
         auto const rows = (LedgerReader(file).*query)(filter);

@@ -79,7 +79,7 @@ int createRig(Invocation const& call)
     bool isNumber = false;
     int const count = call.options.value(kDevicesOption).toInt(&isNumber);
     if (!isNumber || count < 1 || count > kMostDevices)
-        throw Refusal(QStringLiteral("--devices is a number from 1 to %1").arg(kMostDevices));
+        throw Refusal(QStringLiteral("--devices must be a number from 1 to %1").arg(kMostDevices));
     std::vector<VrelRig::DeviceDescription> devices;
     devices.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
@@ -94,7 +94,7 @@ int plugDevice(Invocation const& call)
     QString const directory = directoryOf(call);
     QString const& serial = call.arguments.at(1);
     return carryOutOnRig(call, QStringLiteral("Cannot plug in '%1'").arg(serial),
-                         QStringLiteral("what is unplugged lies in '%1/unplugged'").arg(directory),
+                         QStringLiteral("unplugged devices are in '%1/unplugged'").arg(directory),
                          [&] { VrelRig::plugDevice(bytes(directory), serial.toStdString()); });
 }
 
@@ -103,7 +103,7 @@ int unplugDevice(Invocation const& call)
     QString const directory = directoryOf(call);
     QString const& serial = call.arguments.at(1);
     return carryOutOnRig(call, QStringLiteral("Cannot unplug '%1'").arg(serial),
-                         QStringLiteral("what is plugged in lies in '%1/devices'").arg(directory),
+                         QStringLiteral("plugged-in devices are in '%1/devices'").arg(directory),
                          [&] { VrelRig::unplugDevice(bytes(directory), serial.toStdString()); });
 }
 
@@ -113,8 +113,8 @@ int checkRig(Invocation const& call)
     std::string const directory = isNamed ? bytes(directoryOf(call)) : std::string();
     std::string found;
     int const exitCode = carryOutOnRig(
-        call, QStringLiteral("The rig cannot be taken"),
-        isNamed ? QStringLiteral("name another one") : QStringLiteral("VREL_RIG names another one"),
+        call, QStringLiteral("The rig cannot be used"),
+        isNamed ? QStringLiteral("name another one") : QStringLiteral("set VREL_RIG to another one"),
         [&] { found = VrelRig::checkRig(isNamed ? directory : VrelRig::configuredRoot()); });
     return exitCode == ExitSuccess ? call.console.print(QByteArray(found.c_str()) + '\n') : exitCode;
 }

@@ -200,7 +200,7 @@ void runMany(std::vector<Due> const& due, RunSetting const& setting)
     if (atATime < jobs)
         setting.toolLog.logMessage(
             kWarningLevel,
-            QStringLiteral("At most %1 of %2 devices ran at a time: the system gave no more threads")
+            QStringLiteral("At most %1 of %2 devices ran at a time: the system allows no more threads")
                 .arg(atATime)
                 .arg(jobs));
     if (done < total)

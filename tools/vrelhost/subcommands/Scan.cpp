@@ -57,7 +57,7 @@ ScanOptions readScanOptions(Invocation const& call)
     if (options.root.isEmpty())
         throw Refusal(QStringLiteral("--sysfs needs a directory"));
     if (!isFromApi && options.source != QLatin1String("exe"))
-        throw Refusal(QStringLiteral("--serial-from is api or exe, not '%1'").arg(options.source));
+        throw Refusal(QStringLiteral("--serial-from must be api or exe, not '%1'").arg(options.source));
     if (isFromApi) {
         if (options.exe)
             call.console.log().logMessage(kWarningLevel, "--exe has no effect without --serial-from exe");
@@ -67,9 +67,9 @@ ScanOptions readScanOptions(Invocation const& call)
     options.exe = findProgram(
         options.exe.value_or(QCoreApplication::applicationDirPath() + QStringLiteral("/ruxFwDownloader")));
     if (!options.exe->contains(QLatin1Char('/')))
-        call.console.log().logMessage(kErrorLevel,
-                                      QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe")
-                                          .arg(*options.exe, executableFault(*options.exe)));
+        call.console.log().logMessage(
+            kErrorLevel, QStringLiteral("Cannot run the downloader '%1': %2; give its path with --exe")
+                             .arg(*options.exe, executableFault(*options.exe)));
     return options;
 }
 
@@ -131,10 +131,11 @@ QString missingFromDownloader(QString const& exe, bool wasKilled)
 {
     QString const fault = executableFault(exe);
     if (!fault.isEmpty())
-        return QStringLiteral("the downloader '%1' cannot be run, %2; name it with --exe").arg(exe, fault);
+        return QStringLiteral("the downloader '%1' cannot be run, %2; give its path with --exe")
+            .arg(exe, fault);
     if (wasKilled)
-        return QStringLiteral("the downloader '%1' did not answer in time and was ended").arg(exe);
-    return QStringLiteral("the downloader '%1' gave none; --log-level 4 shows what it printed").arg(exe);
+        return QStringLiteral("the downloader '%1' did not answer in time and was killed").arg(exe);
+    return QStringLiteral("the downloader '%1' printed none; --log-level 4 shows its output").arg(exe);
 }
 
 /** What is known of all devices; nothing, with the cause logged, when a downloader was not waited for. */
@@ -150,7 +151,7 @@ std::optional<std::vector<ScannedDevice>> identify(std::list<DummyDevice> const&
         QString const serial = querySerial(allocator, record);
         if (options.exe && Interruption::isRequested()) {
             log.logMessage(kErrorLevel, starter->wasKilled()
-                                            ? "The downloader was ended: the scan was interrupted"
+                                            ? "The downloader was killed: the scan was interrupted"
                                             : "The scan was interrupted");
             return std::nullopt;
         }
@@ -162,9 +163,8 @@ std::optional<std::vector<ScannedDevice>> identify(std::list<DummyDevice> const&
         device.isDenied = UsbTree::isDenied(node);
         QString const cause =
             device.isDenied
-                ? QStringLiteral("no permission to use its node '%1'; install the udev rules that "
-                                 "come with the tools and be at the seat or in the group plugdev, "
-                                 "or scan with more rights")
+                ? QStringLiteral("no permission to use its node '%1'; install the udev rules that come with "
+                                 "the tools and join the group plugdev, or run the scan as root")
                       .arg(node)
             : options.exe ? missingFromDownloader(*options.exe, starter->wasKilled())
                           : missingFromApi(manager);

@@ -114,9 +114,10 @@ std::optional<std::list<DummyDevice>> UsbTree::devices(QString const& root, LogH
     std::error_code error;
     std::vector<Name> const names = deviceNames(tree, error);
     if (error && error != std::errc::no_such_file_or_directory) {
-        log.logMessage(kErrorLevel,
-                       QStringLiteral("Cannot read the USB devices in '%1': %2; --sysfs names another place")
-                           .arg(root, QString::fromStdString(error.message())));
+        log.logMessage(
+            kErrorLevel,
+            QStringLiteral("Cannot read the USB devices in '%1': %2; name another directory with --sysfs")
+                .arg(root, QString::fromStdString(error.message())));
         return std::nullopt;
     }
     std::list<DummyDevice> devices;
@@ -124,13 +125,15 @@ std::optional<std::list<DummyDevice>> UsbTree::devices(QString const& root, LogH
         auto const vendor = readId(tree / name / "idVendor");
         auto const product = readId(tree / name / "idProduct");
         if (!vendor || !product) {
-            log.logMessage(kWarningLevel,
-                           QStringLiteral("'%1' is left out: %2")
-                               .arg(text, isUnreadable(tree / name)
-                                              ? QStringLiteral("no permission to read its idVendor and "
-                                                               "idProduct; scan with more rights")
-                                              : QStringLiteral("it has no readable idVendor and "
-                                                               "idProduct")));
+            log.logMessage(
+                kWarningLevel,
+                QStringLiteral("'%1' is left out: %2")
+                    .arg(text,
+                         isUnreadable(tree / name)
+                             ? QStringLiteral(
+                                   "no permission to read its idVendor and idProduct; run the scan as root")
+                             : QStringLiteral("it has no readable idVendor and "
+                                              "idProduct")));
             continue;
         }
         DummyDevice& device = devices.emplace_back();

@@ -262,7 +262,7 @@ void DeviceRun::runSteps(LogHandler& log)
         if (m_setting.recipe.isArray)
             m_setting.log->beginStep(log, i + 1, count, m_setting.recipe.steps[index].command);
         if (i > 0 && Interruption::isRequested(Interruption::Steps)) {
-            log.logMessage(kErrorLevel, "Interrupted: this step, and any after it, was not run");
+            log.logMessage(kErrorLevel, "Interrupted: this step and those after it were not run");
             m_result.kind = Outcome::Failure;
         } else {
             QElapsedTimer timer;

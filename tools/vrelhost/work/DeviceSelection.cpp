@@ -63,8 +63,8 @@ std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList cons
         if (listed == list.end())
             refuseChoice(
                 (VendorApi::isFull(list)
-                     ? QStringLiteral("The vendor API lists as many devices as it can, but none at the "
-                                      "USB path '%1': name it with --sn")
+                     ? QStringLiteral(
+                           "The device list is full and has none at the USB path '%1': name it with --sn")
                      : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
                                       "paths"))
                     .arg(ReportText::printable(device.text)));

@@ -71,7 +71,7 @@ bool DownloaderRun::run(QString const& exe, int timeout)
     if (!fault.isEmpty()) {
         m_log.logMessage(
             kErrorLevel,
-            QStringLiteral("Cannot run the downloader '%1': %2; name it with --exe").arg(exe, fault));
+            QStringLiteral("Cannot run the downloader '%1': %2; give its path with --exe").arg(exe, fault));
         return false;
     }
     QElapsedTimer timer;
@@ -86,10 +86,11 @@ bool DownloaderRun::run(QString const& exe, int timeout)
         return true;
     bool const wasKilled = process.exitStatus() == QProcess::CrashExit;
     if (wasKilled && timeout != kNoTimeout && timer.elapsed() >= timeout)
-        m_log.logMessage(kErrorLevel,
-                         QStringLiteral("The downloader did not finish within %1 ms and was ended; "
-                                        "--timeout gives it more time")
-                             .arg(timeout));
+        m_log.logMessage(
+            kErrorLevel,
+            QStringLiteral(
+                "The downloader did not finish within %1 ms and was killed; --timeout gives it more time")
+                .arg(timeout));
     return false;
 }
 

@@ -34,10 +34,10 @@ QString fault(QProcess const& process, bool hasEnded, bool isLate, int seconds)
     if (process.error() == QProcess::FailedToStart)
         return QStringLiteral("cannot be started: ") + process.errorString();
     if (isLate)
-        return QStringLiteral("did not finish within %1 s and was ended; \"timeout\" gives it more time")
+        return QStringLiteral("did not finish within %1 s and was killed; \"timeout\" gives it more time")
             .arg(seconds);
     if (!hasEnded)
-        return QStringLiteral("was ended by signal %1").arg(process.exitCode());
+        return QStringLiteral("was killed by signal %1").arg(process.exitCode());
     return process.exitCode() == 0 ? QString()
                                    : QStringLiteral("ended with exit code %1").arg(process.exitCode());
 }

@@ -30,7 +30,7 @@ QString openRegular(QFile& file, QString const& name, int flags)
     if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
         return qt_error_string();
     file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
-    return S_ISREG(status.st_mode) ? QString() : QStringLiteral("it is no regular file");
+    return S_ISREG(status.st_mode) ? QString() : QStringLiteral("it is not a regular file");
 }
 
 /** The first byte that differs, which may be behind the end of one; nothing when there is none. */
@@ -114,8 +114,7 @@ QString TokenCheck::fault(JsonObject const& written)
     QFileInfo const file(token);
     if (!file.exists() || file.isFile())
         return QString();
-    return QStringLiteral("--verify cannot compare with '%1', which is no regular file: it is read twice")
-        .arg(token);
+    return QStringLiteral("--verify reads the token file twice: '%1' must be a regular file").arg(token);
 }
 
 bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObject const&)> const& readBack,
@@ -133,7 +132,7 @@ bool TokenCheck::isRight(JsonObject const& written, std::function<bool(JsonObjec
         return false;
     };
     if (!target.open())
-        return fail(QStringLiteral("no file for what is read back: ") + target.errorString());
+        return fail(QStringLiteral("cannot create a file for the token read back: ") + target.errorString());
 
     JsonObject request;
     request.setValue(QStringLiteral("command"), QStringLiteral("readtoken"));
