@@ -71,7 +71,7 @@ def is_taken(text):
     run = tool("run", "-", "--dry-run", "--sn", "7", "--ledger", "ledger.db", stdin=text)
     if run.returncode not in (0, 2):
         faults.append(f"{text}: {run.stderr}")
-    depends = run.returncode == 2 and re.search("names the file|no regular file|holds {path}", run.stderr)
+    depends = run.returncode == 2 and re.search("names the file|not a regular file|contains {path}", run.stderr)
     return None if depends else run.returncode == 0
 
 

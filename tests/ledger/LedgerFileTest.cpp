@@ -60,7 +60,7 @@ TEST_F(LedgerFileTest, LeavesWhatIsNoLedgerAsItIs)
     std::filesystem::remove(m_ledger.toStdString());
     ASSERT_EQ(::mkfifo(m_ledger.toLocal8Bit().constData(), S_IRWXU), 0);
     for (std::string const& text : errorsOf(m_ledger, other))
-        EXPECT_THAT(text, HasSubstr("is no regular file"));
+        EXPECT_THAT(text, HasSubstr("is not a regular file"));
 }
 
 TEST_F(LedgerFileTest, ReadsWhatAnotherProcessIsAboutToMoveFromItsLog)

@@ -25,7 +25,8 @@ import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 TIMES = [
-    (r"\b\d+\.\d{3}\b *", "0.000  "),  # seconds, more of which take up room of the next column
+    (r"\b\d+\.\d{3}\b", "0.000"),  # seconds
+    (r"(0\.000|…) {3,}", r"\1  "),  # more of which take up room before the next column
     (r"\b\d+\.\d s\b", "0.0 s"),
     (r'("duration": ?)\d+', r"\g<1>0"),
     (r"\b\d+ ms\b", "0 ms"),

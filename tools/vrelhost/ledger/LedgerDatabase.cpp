@@ -130,7 +130,7 @@ bool hasContent(QString const& file, bool isToBeMade)
     }
     if (!S_ISREG(status.st_mode))
         throw foreign(file, S_ISDIR(status.st_mode) ? QStringLiteral("a folder")
-                                                    : QStringLiteral("no regular file"));
+                                                    : QStringLiteral("not a regular file"));
     if (::access(name.constData(), isToBeMade ? R_OK | W_OK : R_OK) != 0)
         throw unavailable(file, qt_error_string());
     if (status.st_size == 0 && !isToBeMade)

@@ -148,7 +148,8 @@ CsvTable CsvTable::read(QString const& name, Use use)
 {
     QFile file(name);
     if (file.exists() && !QFileInfo(file).isFile())
-        throw refusal(name, QStringLiteral("it is no regular file")); // and is read again when it has changed
+        throw refusal(name,
+                      QStringLiteral("it is not a regular file")); // and is read again when it has changed
     if (!file.open(QIODevice::ReadOnly))
         throw refusal(name, file.errorString());
     QByteArray const text = file.read(kLargestTable + 1);

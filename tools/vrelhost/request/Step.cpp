@@ -60,11 +60,11 @@ QStringList programWords(QJsonValue const& value)
     QStringList words;
     for (QJsonValue const word : value.toArray()) {
         if (!word.isString() || word.toString().contains(QChar::Null))
-            refuseStep(QStringLiteral("\"exec\" is an array of texts without NUL"));
+            refuseStep(QStringLiteral("\"exec\" must be an array of texts without NUL"));
         words << word.toString();
     }
     if (words.isEmpty() || words.constFirst().isEmpty())
-        refuseStep(QStringLiteral("\"exec\" is an array of texts, the first of which names a program"));
+        refuseStep(QStringLiteral("\"exec\" must be an array of texts, the first of which names a program"));
     return words;
 }
 
