@@ -284,6 +284,8 @@ LedgerDatabase const& LedgerWriter::database()
         return *m_database;
     m_database.reset();
     m_database.emplace(m_file, LedgerDatabase::Access::Write);
+    m_database->run(
+        QStringLiteral("PRAGMA cache_size = -256")); // KiB: enough to add rows, however many there are
     m_processes.emplace(m_file);
     try {
         m_process = m_database->transaction([this] { return registered(*m_database); });
