@@ -33,6 +33,7 @@ ROWS = [
     ("start_version", "`vrelhost version`, on a rig of two devices", APPLICATION, 1.25),
     ("start_get_serial", "`ruxFwDownloader getSerial`, likewise", APPLICATION, 1.25),
     ("start_scan", "`vrelhost scan`, likewise", APPLICATION, 1.4),
+    ("ledger_service", "a service of 5 steps in a ledger", "seven single-row transactions of SQLite on the same disk", 1.5),
     ("dump_beside_xxd", "a process that dumps a file of 1 MiB by `rawDump`", "`xxd -p`, which prints the same", None),
     ("scan_beside_dfu", "`vrelhost scan` of a rig of two devices", "`dfu-util -l`", None),
     ("scan_beside_lsusb", "`vrelhost scan` of a rig of two devices", "`lsusb`", None),
