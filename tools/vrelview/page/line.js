@@ -39,14 +39,14 @@ function showTile(tile, service) {
         return element('i', {class: step < done ? 'done' : step === done && service.result !== 'success' ? 'now' : ''});
     }));
     setText(parts.serial, service.serial);
-    setText(parts.facts, `${isRunning ? 'running · ' : ''}${number}/${of} ${command || 'steps'}`);
+    setText(parts.facts, `${number}/${of} ${command || 'steps'}`);
     setText(parts.line, service.error ?? (service.line === service.result ? '' : service.line ?? '')); // PASS is said already
     showClock(tile);
 }
 
 function showClock({service, parts}) {
     if (service.result === 'under way') {
-        setText(parts.clock, clock(now() - Date.parse(service.began)));
+        setText(parts.clock, `running ${clock(now() - Date.parse(service.began))}`);
         return;
     }
     const day = timeOfDay(service.ended ?? service.began);
