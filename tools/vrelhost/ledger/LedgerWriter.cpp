@@ -193,7 +193,8 @@ void LedgerWriter::carryOut(Work const& work, bool isAlone)
         m_orders.push_back(&order);
     }
     m_change.notify_one();
-    order.done.get_future().get();
+    if (std::optional<LedgerError> const error = order.done.get_future().get())
+        throw *error;
 }
 
 /** Not before there is something to do, so that a lack of threads is an error as any other. */
@@ -248,10 +249,10 @@ void LedgerWriter::carryOutAtOnce(Orders const& orders)
                 order->work(ledger);
         });
         for (Order* order : orders)
-            order->done.set_value();
-    } catch (...) {
+            order->done.set_value(std::nullopt);
+    } catch (LedgerError const& error) {
         if (orders.size() == 1)
-            orders.front()->done.set_exception(std::current_exception());
+            orders.front()->done.set_value(error);
         else
             std::for_each(orders.begin(), orders.end(), [this](Order* order) { carryOutAtOnce({order}); });
     }

@@ -42,7 +42,7 @@ private:
     {
         Work const& work;
         bool isAlone; ///< needs a transaction of its own
-        std::promise<void> done = {};
+        std::promise<std::optional<LedgerError>> done = {};
     };
     using Orders = std::vector<Order*>;
 
