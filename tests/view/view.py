@@ -149,15 +149,17 @@ def check_logs(view, ledger, directory):
     """Files that a ledger names, whatever they are by now."""
     def named(name):
         return '/log/' + ledger.serve('L-1', '1-3', log=f'{directory}/{name}')
-    log, pipe, folder, link, gone = [named(name) for name in ['log', 'pipe', 'folder', 'link', 'gone']]
+    names = ['a.jsonl', 'pipe.jsonl', 'folder.jsonl', 'link.jsonl', 'other', 'gone.jsonl']
+    log, *others = [named(name) for name in names]
     text = b''.join(b'{"text":"line %d"}\n' % number for number in range(1100000))
-    open(f'{directory}/log', 'wb').write(text)
-    os.mkfifo(f'{directory}/pipe')
-    os.mkdir(f'{directory}/folder')
-    os.symlink('log', f'{directory}/link')
+    open(f'{directory}/a.jsonl', 'wb').write(text)
+    os.mkfifo(f'{directory}/pipe.jsonl')
+    os.mkdir(f'{directory}/folder.jsonl')
+    open(f'{directory}/other', 'w').write('secret\n')
+    os.symlink('a.jsonl', f'{directory}/link.jsonl')
     expect(view.ask(log)[2] == text, True, 'A log of 20 MB')
     expect(view.ask(f'{log}?tail=20')[2], text[-20:], 'The end of a log')
-    for address in [pipe, folder, link, gone]:
+    for address in others:
         expect(view.ask(address)[0], 404, f'What is no log: {address}')
     expect(view.ask(f'{log}?tail=x')[0], 400, 'A bad tail')
     expect(view.json('/api/v1/places?serial=L-1')[0]['line'], None, 'The line of a log that is gone')
@@ -165,7 +167,7 @@ def check_logs(view, ledger, directory):
 
 def check_events(view, ledger, directory):
     """What is announced, and that all hear of it, in little memory."""
-    log = f'{directory}/growing'
+    log = f'{directory}/growing.jsonl'
     open(log, 'w').write('{"text":"first"}\n{"text":"half')
     place = lambda: view.json('/api/v1/places?station=live')[0]
     follower = Events(view)

@@ -19,9 +19,12 @@ struct RegularFile
     struct stat status = {};
 
     explicit RegularFile(QString const& name)
-        : descriptor(::open(QFile::encodeName(name).constData(),
-                            O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC))
+        : descriptor(-1)
     {
+        if (!name.endsWith(QLatin1String(".jsonl"))) // a ledger from elsewhere may name what is no log
+            return;
+        descriptor = ::open(QFile::encodeName(name).constData(),
+                            O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC);
         if (descriptor >= 0 && (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)))
             ::close(release());
     }

@@ -8,7 +8,7 @@
 
 /**
  * Log files that a ledger names. By the time that they are asked for, anything may have taken their places:
- * what is not a regular file is not opened, and nothing waits for one.
+ * what is not a regular file, or not named as log files are, is not opened, and nothing waits for one.
  */
 namespace LogFiles {
 
