@@ -15,7 +15,7 @@ ROWS = [
     ("raw_dump", '`rawDump` of 64 KiB, offsets, 16 a line, " "',
      "`QString::fromLatin1(QByteArray::toHex(' '))` of the same bytes", 1.0),
     ("emmc_report", "whole eMMC report", "`rawDump` of its 532 raw bytes", 4),
-    ("erasetoken", "parse and run of erasetoken, API that does nothing, sink that drops",
+    ("erasetoken", "parse and run of erasetoken, API that does nothing, log that drops lines",
      "opening, reading and closing the module, and the bare API call", 2),
     ("module_version", "version of a module of 1 GiB (sparse file)", "of 132 bytes", 1.1),
     ("fetch_api", "`fetchApi` and drop of the handle",
