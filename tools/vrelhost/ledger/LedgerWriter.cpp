@@ -9,6 +9,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <chrono>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -222,10 +223,15 @@ QString LedgerWriter::note(QString const& what, Work const& work)
 
 void LedgerWriter::serve()
 {
+    constexpr std::chrono::milliseconds kGathering(1);
+    bool isShared = false;
     std::unique_lock lock(m_mutex);
     for (;;) {
         m_change.wait(lock, [this] { return m_isOver || !m_orders.empty(); });
+        if (isShared) // boards that end their steps together are here soon, and one commit does for all
+            m_change.wait_for(lock, kGathering, [this] { return m_isOver; });
         Orders const orders = std::exchange(m_orders, {});
+        isShared = orders.size() > 1;
         lock.unlock();
         carryOutMissed();
         if (orders.empty())
