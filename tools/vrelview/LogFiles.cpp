@@ -15,11 +15,10 @@ namespace {
 /** A regular file, open for reading; the descriptor is closed with the object unless it is released. */
 struct RegularFile
 {
-    int descriptor;
+    int descriptor = -1;
     struct stat status = {};
 
     explicit RegularFile(QString const& name)
-        : descriptor(-1)
     {
         if (!name.endsWith(QLatin1String(".jsonl"))) // a ledger from elsewhere may name what is no log
             return;
