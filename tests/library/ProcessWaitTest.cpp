@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QThread>
 
+#include <cerrno>
 #include <csignal>
 #include <sys/wait.h>
 
@@ -110,8 +111,10 @@ TEST(ProcessStartTest, WhatDoesNotStartHasNotExited)
 
 void reapAll(int /*signal*/)
 {
+    int const error = errno;
     while (::waitpid(-1, nullptr, WNOHANG) > 0) {
     }
+    errno = error;
 }
 
 /** Qt takes what it finds in such a status's place: often a success. */
