@@ -195,7 +195,7 @@ void LedgerWriter::carryOut(Work const& work, bool isAlone)
     }
     m_change.notify_one();
     if (std::optional<LedgerError> const error = order.done.get_future().get())
-        throw *error;
+        throw LedgerError(*error);
 }
 
 /** Not before there is something to do, so that a lack of threads is an error as any other. */
