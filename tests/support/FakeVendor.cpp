@@ -125,7 +125,7 @@ int listDevices(Object* self, VrelDeviceList* list, char* error)
 int reserved(Object* self)
 {
     self->vendor->calls.emplace_back("a reserved slot");
-    std::fputs("Add the slot that was called to tests/support/FakeVendor.cpp\n", stderr);
+    static_cast<void>(std::fputs("Add the slot that was called to tests/support/FakeVendor.cpp\n", stderr));
     return 1;
 }
 
