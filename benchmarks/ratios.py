@@ -19,7 +19,7 @@ ROWS = [
      "opening, reading and closing the module, and the bare API call", 2),
     ("module_version", "version of a module of 1 GiB (sparse file)", "of 132 bytes", 1.1),
     ("fetch_api", "`fetchApi` and drop of the handle",
-     "three lock/unlock pairs of a `QMutex` with a new and a delete between", 1.5),
+     "three lock/unlock pairs of a `QMutex` with a new and a delete between", 1.8),
     ("device_list", "`getDeviceList` with 24 devices", "building the same `std::map<QString, QString>` by hand", 1.5),
     ("filter_few", "`filterDevices`, 1,000 devices, one in 100 claimed", WALK, 1.3),
     ("filter_many", "`filterDevices`, 100,000 devices, one in 100 claimed", WALK, 1.3),
