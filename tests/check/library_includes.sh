@@ -20,7 +20,7 @@ never()
 never '(framework|tools|emulator|tests|benchmarks)' plugin commands devices external
 never 'vrelhost' tools/common
 cd tools/vrelhost
-never 'vrelhost/subcommands' commandline work request log
-never 'vrelhost/commandline' work request log
-never 'vrelhost/work' commandline request log
+never 'vrelhost/subcommands' commandline runs request log
+never 'vrelhost/commandline' runs request log
+never 'vrelhost/runs' commandline request log
 never 'vrelhost/request' log

@@ -4,7 +4,7 @@
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/ReportText.h"
-#include "tools/vrelhost/work/DeviceRun.h"
+#include "tools/vrelhost/runs/DeviceRun.h"
 
 #include <QRegularExpression>
 

@@ -2,8 +2,8 @@
 
 #include "tools/vrelhost/commandline/OptionTable.h"
 #include "tools/vrelhost/commandline/Subcommand.h"
-#include "tools/vrelhost/work/Interruption.h"
-#include "tools/vrelhost/work/RunOptions.h"
+#include "tools/vrelhost/runs/Interruption.h"
+#include "tools/vrelhost/runs/RunOptions.h"
 
 struct RunSetting;
 

@@ -4,10 +4,10 @@
 #include "tools/vrelhost/commandline/OptionTable.h"
 #include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/runs/DeviceRun.h"
+#include "tools/vrelhost/runs/DeviceSelection.h"
 #include "tools/vrelhost/subcommands/DeviceSubcommand.h"
 #include "tools/vrelhost/subcommands/Subcommands.h"
-#include "tools/vrelhost/work/DeviceRun.h"
-#include "tools/vrelhost/work/DeviceSelection.h"
 
 #include <algorithm>
 #include <atomic>

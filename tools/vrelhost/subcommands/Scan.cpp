@@ -12,10 +12,10 @@
 #include "tools/vrelhost/commandline/OptionTable.h"
 #include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/ReportText.h"
+#include "tools/vrelhost/runs/DownloaderRun.h"
+#include "tools/vrelhost/runs/Interruption.h"
 #include "tools/vrelhost/subcommands/Subcommands.h"
 #include "tools/vrelhost/subcommands/UsbTree.h"
-#include "tools/vrelhost/work/DownloaderRun.h"
-#include "tools/vrelhost/work/Interruption.h"
 
 #include <QCoreApplication>
 

@@ -5,12 +5,12 @@
 #include "tools/vrelhost/log/Console.h"
 #include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/request/RequestRules.h"
+#include "tools/vrelhost/runs/DeviceRun.h"
+#include "tools/vrelhost/runs/DeviceSelection.h"
+#include "tools/vrelhost/runs/ProcessGroup.h"
+#include "tools/vrelhost/runs/RowQueue.h"
 #include "tools/vrelhost/subcommands/DeviceSubcommand.h"
 #include "tools/vrelhost/subcommands/Subcommands.h"
-#include "tools/vrelhost/work/DeviceRun.h"
-#include "tools/vrelhost/work/DeviceSelection.h"
-#include "tools/vrelhost/work/ProcessGroup.h"
-#include "tools/vrelhost/work/RowQueue.h"
 
 #include <QDateTime>
 

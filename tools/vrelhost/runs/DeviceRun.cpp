@@ -1,4 +1,4 @@
-#include "tools/vrelhost/work/DeviceRun.h"
+#include "tools/vrelhost/runs/DeviceRun.h"
 
 #include "external/LogHandler.h"
 #include "framework/CompactJson.h"
@@ -11,8 +11,8 @@
 #include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/request/RequestRules.h"
-#include "tools/vrelhost/work/DownloaderRun.h"
-#include "tools/vrelhost/work/ExternalProgram.h"
+#include "tools/vrelhost/runs/DownloaderRun.h"
+#include "tools/vrelhost/runs/ExternalProgram.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>

@@ -9,10 +9,10 @@
 #include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Recipe.h"
 #include "tools/vrelhost/request/SourceFiles.h"
-#include "tools/vrelhost/work/Interruption.h"
-#include "tools/vrelhost/work/RowPool.h"
-#include "tools/vrelhost/work/RunOptions.h"
-#include "tools/vrelhost/work/TokenCheck.h"
+#include "tools/vrelhost/runs/Interruption.h"
+#include "tools/vrelhost/runs/RowPool.h"
+#include "tools/vrelhost/runs/RunOptions.h"
+#include "tools/vrelhost/runs/TokenCheck.h"
 
 #include <QProcessEnvironment>
 

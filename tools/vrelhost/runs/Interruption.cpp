@@ -1,4 +1,4 @@
-#include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/runs/Interruption.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

@@ -1,10 +1,10 @@
-#include "tools/vrelhost/work/ExternalProgram.h"
+#include "tools/vrelhost/runs/ExternalProgram.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "plugin/VrelProcessWait.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/work/ProcessGroup.h"
+#include "tools/vrelhost/runs/ProcessGroup.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/work/TokenCheck.h"
+#include "tools/vrelhost/runs/TokenCheck.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

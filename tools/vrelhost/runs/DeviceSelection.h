@@ -2,7 +2,7 @@
 
 #include "framework/LogSink.h"
 #include "tools/common/VendorApi.h"
-#include "tools/vrelhost/work/RunOptions.h"
+#include "tools/vrelhost/runs/RunOptions.h"
 
 #include <vector>
 

@@ -1,9 +1,9 @@
-#include "tools/vrelhost/work/RowQueue.h"
+#include "tools/vrelhost/runs/RowQueue.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "tools/vrelhost/log/Console.h"
-#include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/runs/Interruption.h"
 
 #include <chrono>
 #include <thread>

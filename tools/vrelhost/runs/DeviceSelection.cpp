@@ -1,4 +1,4 @@
-#include "tools/vrelhost/work/DeviceSelection.h"
+#include "tools/vrelhost/runs/DeviceSelection.h"
 
 #include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"

@@ -1,6 +1,6 @@
-#include "tools/vrelhost/work/ProcessGroup.h"
+#include "tools/vrelhost/runs/ProcessGroup.h"
 
-#include "tools/vrelhost/work/Interruption.h"
+#include "tools/vrelhost/runs/Interruption.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/work/RowPool.h"
+#include "tools/vrelhost/runs/RowPool.h"
 
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"

@@ -1,11 +1,11 @@
-#include "tools/vrelhost/work/DownloaderRun.h"
+#include "tools/vrelhost/runs/DownloaderRun.h"
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
 #include "plugin/VrelProcessWait.h"
 #include "tools/common/CommandLine.h"
-#include "tools/vrelhost/work/ProcessGroup.h"
+#include "tools/vrelhost/runs/ProcessGroup.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
