@@ -206,7 +206,7 @@ try {
 } catch (std::system_error const&) {
     throw LedgerError(
         LedgerError::Unavailable,
-        QStringLiteral("Cannot use the ledger '%1': the system gave no more threads").arg(m_file));
+        QStringLiteral("Cannot use the ledger '%1': the system allows no more threads").arg(m_file));
 }
 
 QString LedgerWriter::note(QString const& what, Work const& work)
@@ -291,10 +291,10 @@ LedgerDatabase const& LedgerWriter::database()
         return *m_database;
     m_database.reset();
     m_database.emplace(m_file, LedgerDatabase::Access::Write);
-    m_database->run(
-        QStringLiteral("PRAGMA cache_size = -256")); // KiB: enough to add rows, however many there are
-    m_processes.emplace(m_file);
     try {
+        m_database->run(
+            QStringLiteral("PRAGMA cache_size = -256")); // KiB: enough to add rows, however many there are
+        m_processes.emplace(m_file);
         m_process = m_database->transaction([this] { return registered(*m_database); });
     } catch (LedgerError const&) {
         m_database.reset();

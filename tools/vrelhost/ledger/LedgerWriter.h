@@ -41,8 +41,8 @@ private:
     struct Order
     {
         Work const& work;
-        bool isAlone; ///< needs a transaction of its own
-        std::promise<std::optional<LedgerError>> done = {};
+        bool isAlone;                                       ///< needs a transaction of its own
+        std::promise<std::optional<LedgerError>> done = {}; ///< a value: threads would share an exception
     };
     using Orders = std::vector<Order*>;
 
@@ -58,7 +58,7 @@ private:
 
     QString const m_file;
 
-    std::mutex m_mutex; ///< guards all up to the thread
+    std::mutex m_mutex; ///< guards what follows, the thread included
     std::condition_variable m_change;
     Orders m_orders;
     std::vector<Work> m_missed; ///< notes that could not be written

@@ -147,9 +147,9 @@ void judgeHeader(QStringList const& names, CsvTable::Use use)
 CsvTable CsvTable::read(QString const& name, Use use)
 {
     QFile file(name);
+    // A pipe gives its content once, and a table is read again when it has changed.
     if (file.exists() && !QFileInfo(file).isFile())
-        throw refusal(name,
-                      QStringLiteral("it is not a regular file")); // and is read again when it has changed
+        throw refusal(name, QStringLiteral("it is not a regular file"));
     if (!file.open(QIODevice::ReadOnly))
         throw refusal(name, file.errorString());
     QByteArray const text = file.read(kLargestTable + 1);

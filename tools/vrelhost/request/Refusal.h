@@ -32,3 +32,9 @@ private:
     QString m_cause;
     Advice m_advice;
 };
+
+/** Refuses what the help says nothing more about. */
+[[noreturn]] inline void refuse(QString const& cause)
+{
+    throw Refusal(cause, Refusal::NoAdvice);
+}

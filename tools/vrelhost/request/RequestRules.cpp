@@ -15,7 +15,7 @@
 
 namespace {
 
-QString const kCommandKey = QStringLiteral("command");
+QString const kCommandParameter = QStringLiteral("command");
 
 /** The parameters that name a file to be written; of all other files it is known that they are read. */
 constexpr std::pair<char const*, char const*> kWritten[] = {
@@ -43,7 +43,7 @@ std::string nativeName(QString const& file)
 QString writtenKey(JsonObject const& request)
 {
     QString command;
-    request.getString(kCommandKey, command);
+    request.getString(kCommandParameter, command);
     auto const written =
         std::find_if(std::begin(kWritten), std::end(kWritten),
                      [&command](auto const& entry) { return command == QLatin1String(entry.first); });
@@ -62,12 +62,12 @@ bool RequestRules::accept(JsonObject const& request, LogHandler& log)
     for (auto const& entry : types)
         keys << entry.first;
     if (keys.isEmpty())
-        keys << kCommandKey; // of a command without parameters
+        keys << kCommandParameter; // of a command without parameters
     for (auto const& entry : request) {
         if (keys.contains(entry.first))
             continue;
         QString command;
-        request.getString(kCommandKey, command);
+        request.getString(kCommandParameter, command);
         log.logMessage(kErrorLevel, QStringLiteral("Unknown key '%1': the keys of the command '%2' are %3")
                                         .arg(entry.first, command, keys.join(QStringLiteral(", "))));
         isAccepted = false;

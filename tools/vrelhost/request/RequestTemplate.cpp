@@ -50,11 +50,10 @@ JsonObject RequestTemplate::fill(Placeholders const& values) const
         bool isNumber = false;
         unsigned const number = filled.toUInt(&isNumber);
         if (!isNumber || number > greatest)
-            throw Refusal(QStringLiteral("\"%1\" is a number from 0 to %2, and %3 gives '%4'")
-                              .arg(entry.first)
-                              .arg(greatest)
-                              .arg(text, ReportText::printable(filled)),
-                          Refusal::NoAdvice);
+            refuse(QStringLiteral("\"%1\" must be a number from 0 to %2, and %3 gives '%4'")
+                       .arg(entry.first)
+                       .arg(greatest)
+                       .arg(text, ReportText::printable(filled)));
         request.setValue(entry.first, number);
     }
     return request;

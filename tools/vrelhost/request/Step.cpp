@@ -29,16 +29,11 @@ Kind const kKinds[] = {
     {QLatin1String("look-up"), {}},
 };
 
-[[noreturn]] void refuseStep(QString const& cause)
-{
-    throw Refusal(cause, Refusal::NoAdvice);
-}
-
 void refuseUnknownKeys(QJsonObject const& json, Kind const& kind)
 {
     for (QString const& key : json.keys()) {
         if (key != kind.command && (key != kind.option || key.isEmpty()))
-            refuseStep(
+            refuse(
                 QStringLiteral("Unknown key '%1': a step \"%2\" has no other keys%3")
                     .arg(key, kind.command,
                          kind.option.isEmpty() ? QString() : QStringLiteral(" but \"%1\"").arg(kind.option)));
@@ -49,9 +44,9 @@ int seconds(QJsonObject const& json, QLatin1String key)
 {
     int const value = json.value(key).toInt(0); // 0 also for what is no whole number
     if (value < 1 || value > Step::kLongest)
-        refuseStep(QStringLiteral("\"%1\" must be a whole number of seconds from 1 to %2")
-                       .arg(key)
-                       .arg(Step::kLongest));
+        refuse(QStringLiteral("\"%1\" must be a whole number of seconds from 1 to %2")
+                   .arg(key)
+                   .arg(Step::kLongest));
     return value;
 }
 
@@ -60,11 +55,11 @@ QStringList programWords(QJsonValue const& value)
     QStringList words;
     for (QJsonValue const word : value.toArray()) {
         if (!word.isString() || word.toString().contains(QChar::Null))
-            refuseStep(QStringLiteral("\"exec\" must be an array of texts without NUL"));
+            refuse(QStringLiteral("\"exec\" must be an array of texts without NUL"));
         words << word.toString();
     }
     if (words.isEmpty() || words.constFirst().isEmpty())
-        refuseStep(QStringLiteral("\"exec\" must be an array of texts, the first of which names a program"));
+        refuse(QStringLiteral("\"exec\" must be an array of texts, the first of which names a program"));
     return words;
 }
 
@@ -72,7 +67,7 @@ Step::Wait wait(QJsonObject const& json)
 {
     QJsonValue const reason = json.value(QLatin1String("for"));
     if (!reason.isUndefined() && reason != QLatin1String("restart"))
-        refuseStep(QStringLiteral("\"for\" is \"restart\""));
+        refuse(QStringLiteral("\"for\" must be \"restart\""));
     return {seconds(json, QLatin1String("wait")), !reason.isUndefined()};
 }
 
@@ -89,7 +84,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 {
     QString const file = json.value(command).toString();
     if (file.isEmpty())
-        refuseStep(QStringLiteral("\"%1\" must be the name of a CSV file").arg(command));
+        refuse(QStringLiteral("\"%1\" must be the name of a CSV file").arg(command));
     bool const isTaken = command == QLatin1String("take");
     return {isTaken, std::make_shared<TableFile>(file, isTaken ? CsvTable::ForTake : CsvTable::ForLookUp)};
 }
@@ -99,7 +94,7 @@ Step::Row row(QJsonObject const& json, QString const& command)
 void Step::parse()
 {
     if (!json.isObject())
-        refuseStep(QStringLiteral("it is not a JSON object"));
+        refuse(QStringLiteral("it is not a JSON object"));
     QJsonObject const object = json.toObject();
     bool const isRequest = object.contains(kCommandKey);
     auto const kind = std::find_if(std::begin(kKinds), std::end(kKinds), [&](Kind const& candidate) {

@@ -9,11 +9,6 @@ namespace {
 
 using VendorApi::DeviceList;
 
-[[noreturn]] void refuseChoice(QString const& cause)
-{
-    throw Refusal(cause, Refusal::NoAdvice);
-}
-
 DeviceName deviceOfSerial(QString const& serial, DeviceList const& list)
 {
     auto const entry =
@@ -49,7 +44,7 @@ std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList cons
     auto const addListed = [&](DeviceList::value_type const& device) {
         QString const cause = namingFault(device, list);
         if (!cause.isEmpty())
-            refuseChoice(cause + QStringLiteral(": name the others with --sn or --path"));
+            refuse(cause + QStringLiteral(": name the others with --sn or --path"));
         addOnce(devices, {device.second, device.first});
     };
     if (options.isAll)
@@ -61,13 +56,12 @@ std::vector<DeviceName> selectDevices(RunOptions const& options, DeviceList cons
         }
         auto const listed = list.find(device.text);
         if (listed == list.end())
-            refuseChoice(
-                (VendorApi::isFull(list)
-                     ? QStringLiteral(
-                           "The device list is full and has none at the USB path '%1': name it with --sn")
-                     : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
-                                      "paths"))
-                    .arg(ReportText::printable(device.text)));
+            refuse((VendorApi::isFull(list)
+                        ? QStringLiteral(
+                              "The device list is full and has none at the USB path '%1': name it with --sn")
+                        : QStringLiteral("There is no device at the USB path '%1'; vrelhost scan shows the "
+                                         "paths"))
+                       .arg(ReportText::printable(device.text)));
         addListed(*listed);
     }
     return devices;
@@ -90,9 +84,8 @@ void requireListed(std::vector<DeviceName> const& devices, DeviceList const& lis
 {
     for (DeviceName const& device : devices) {
         if (device.path.isNull() && !VendorApi::isFull(list))
-            refuseChoice(
-                QStringLiteral("The vendor API lists no device with the serial number '%1'; vrelhost scan "
-                               "shows the serial numbers")
-                    .arg(ReportText::printable(device.serial)));
+            refuse(QStringLiteral("The vendor API lists no device with the serial number '%1'; vrelhost scan "
+                                  "shows the serial numbers")
+                       .arg(ReportText::printable(device.serial)));
     }
 }

@@ -211,33 +211,36 @@ QJsonObject recipeSchema()
                  QLatin1String(kAnyText), QString::number(Step::Exec().seconds)));
 }
 
-QString resultWords()
+/** How something ended, in these words. */
+QString outcomeMembers(std::initializer_list<Outcome::Kind> kinds)
 {
     QStringList words;
-    for (auto const kind : {Outcome::NotRun, Outcome::Success, Outcome::Failure, Outcome::Done})
+    for (auto const kind : kinds)
         words << RunReport::word({kind, 0, {}});
-    return jsonText(words);
-}
-
-/** Keys that several formats have. */
-QString sharedMembers()
-{
     return QStringLiteral(
                R"("result": {"enum": %1}, "duration": {"type": "integer", "description": "milliseconds"},
-        "error": {"type": ["string", "null"]}, "serial": {"type": "string"}, "path": {"type": ["string", "null"]},
+        "error": {"type": ["string", "null"]})")
+        .arg(jsonText(words));
+}
+
+/** Keys of a device, which several formats have. */
+QString deviceMembers()
+{
+    return outcomeMembers({Outcome::NotRun, Outcome::Success, Outcome::Failure, Outcome::Done}) +
+           QStringLiteral(R"(, "serial": {"type": "string"}, "path": {"type": ["string", "null"]},
         "job": {"type": "string"}, "service": {"type": "string", "description": "UUID in the ledger"},
-        "command": {"type": "string"}, "time": {"type": "string", "format": "date-time"})")
-        .arg(resultWords());
+        "time": {"type": "string", "format": "date-time"})");
 }
 
 QJsonObject resultsSchema()
 {
-    return schemaOf(QStringLiteral(R"({"if": {"type": "array"}, "then": {"items": {"$ref": "#/$defs/device"}},
+    return schemaOf(
+        QStringLiteral(R"({"if": {"type": "array"}, "then": {"items": {"$ref": "#/$defs/device"}},
         "else": {"$ref": "#/$defs/device", "required": ["time"]}, "$defs": {
-        "step": {"type": "object", "properties": {%1}, "required": ["command", "result", "duration", "error"]},
+        "step": {"type": "object", "properties": {"command": {"type": "string"}, %2}, "required": ["command", "result", "duration", "error"]},
         "device": {"type": "object", "properties": {%1, "steps": {"type": "array", "items": {"$ref": "#/$defs/step"}}},
             "required": ["serial", "path", "result", "duration", "error", "job"]}}})")
-                        .arg(sharedMembers()));
+            .arg(deviceMembers(), outcomeMembers({Outcome::NotRun, Outcome::Success, Outcome::Failure})));
 }
 
 QJsonObject logSchema()
@@ -245,14 +248,14 @@ QJsonObject logSchema()
     return schemaOf(QStringLiteral(R"({"type": "object", "properties": {%1,
         "level": {"type": "integer", "minimum": 0, "maximum": %2}, "name": {"type": "string"}, "prefix": {"type": "string"},
         "text": {"type": "string"}, "label": {"type": "string"}, "value": {"type": "string"},
-        "step": {"type": "integer", "minimum": 1}, "tool": {"type": "string"},
+        "step": {"type": "integer", "minimum": 1}, "command": {"type": "string"}, "tool": {"type": "string"},
         "recipe": {"type": "array", "items": {"type": "string"}},
         "inputs": {"type": "array", "items": {"type": "object", "required": ["name", "size", "sha256"], "properties": {
             "name": {"type": "string"}, "size": {"type": "integer"}, "sha256": {"type": "string"}}}}},
         "required": ["level", "name", "prefix"], "oneOf": [{"required": ["text"]}, {"required": ["label", "value"]}],
         "dependentRequired": {"serial": ["path"], "step": ["serial", "command"], "result": ["duration", "error", "time"],
             "recipe": ["job", "inputs", "tool", "time"]}})")
-                        .arg(sharedMembers())
+                        .arg(deviceMembers())
                         .arg(kHighestLogLevel));
 }
 
