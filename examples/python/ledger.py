@@ -36,7 +36,7 @@ def boards(ledger: str, job: str | None = None) -> list[Board]:
     uri = Path(ledger).resolve().as_uri() + "?mode=ro"
     with closing(sqlite3.connect(uri, uri=True)) as database:
         if database.execute("PRAGMA application_id").fetchone()[0] != APPLICATION:
-            raise ValueError(f"{ledger} is no ledger")
+            raise ValueError(f"{ledger} is not a ledger")
         rows = database.execute(LAST_SERVICES, {"job": job}).fetchall()
     return [Board(serial, name, result, error, ended and datetime.fromtimestamp(ended / 1000, timezone.utc), attempts)
             for serial, name, result, error, ended, attempts, _ in rows]

@@ -20,7 +20,8 @@ never()
 never '(framework|tools|emulator|tests|benchmarks)' plugin commands devices external
 never 'vrelhost' tools/common
 cd tools/vrelhost
-never 'vrelhost/subcommands' commandline runs request log
-never 'vrelhost/commandline' runs request log
-never 'vrelhost/runs' commandline request log
-never 'vrelhost/request' log
+never 'vrelhost/subcommands' commandline runs request log ledger
+never 'vrelhost/commandline' runs request log ledger
+never 'vrelhost/runs' commandline request log ledger
+never 'vrelhost/request' log ledger
+never 'vrelhost/log' ledger

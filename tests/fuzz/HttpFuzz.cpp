@@ -7,6 +7,10 @@
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -19,17 +23,25 @@ namespace {
 
 constexpr std::uint16_t kNamedPort = 8480; // of the inputs; the server has any free one
 
+std::string s_directory = "/dev/shm/vrel-fuzz-XXXXXX"; // where nothing waits for a disk
+
 /** On a ledger of one board, until the process ends. */
 class View
 {
 public:
     View()
     {
-        QString const file = QStringLiteral("http-fuzz-%1.db").arg(::getpid());
+        require(::mkdtemp(s_directory.data()) != nullptr &&
+                    std::atexit([] { std::filesystem::remove_all(s_directory); }) == 0,
+                "there is a place for the ledger");
+        std::ofstream(s_directory + "/log.jsonl") << R"({"text":"line"})" << '\n';
+        QString const directory = QString::fromStdString(s_directory);
+        QString const file = directory + QStringLiteral("/ledger.db");
         LedgerDatabase(file, LedgerDatabase::Access::Write)
             .run(QStringLiteral(
-                "INSERT INTO services VALUES ('S', 'A', '1-1', 'J', 'T', 'in-process', 1, 2, 1, "
-                "'success', NULL, '/dev/null', '1', '1', 0, NULL)"));
+                     "INSERT INTO services VALUES ('S', 'A', '1-1', 'J', 'T', 'in-process', 1, 2, 1, "
+                     "'success', NULL, '%1/log.jsonl', '1', '1', 0, NULL)")
+                     .arg(directory));
         ListenAddress address{"127.0.0.1", 0};
         QString error;
         int const socket = address.open(error);

@@ -1,10 +1,11 @@
 #include "tools/vrelview/LineQueries.h"
 
+#include "tools/common/ReportText.h"
+#include "tools/vrelhost/ledger/LedgerColumns.h"
 #include "tools/vrelhost/ledger/LedgerDatabase.h"
 #include "tools/vrelhost/ledger/LedgerReader.h"
 #include "tools/vrelhost/ledger/LedgerReport.h"
 #include "tools/vrelhost/ledger/LedgerSelection.h"
-#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelview/LogFiles.h"
 
 QByteArray LineQueries::hours(LedgerReader const& reader, LedgerFilter const& filter)
@@ -23,7 +24,7 @@ QByteArray LineQueries::hours(LedgerReader const& reader, LedgerFilter const& fi
                     .arg(kHour) +
                 LedgerSelection::limitOf(filter),
             [&](QSqlQuery const& row) {
-                QString const time = LedgerReport::timeText(row.value(0).toLongLong() * kHour);
+                QString const time = LedgerColumns::timeText(row.value(0).toLongLong() * kHour);
                 hours << R"({"hour":)" + ReportText::json(time) + R"(,"success":)" +
                              row.value(1).toByteArray() + R"(,"failure":)" + row.value(2).toByteArray() + '}';
             });
@@ -56,7 +57,7 @@ QByteArray LineQueries::search(LedgerReader const& reader, QString const& text)
                 for (char const* const key : {"serial", "job", "station", "path", "result"})
                     board += '"' + QByteArray(key) +
                              "\":" + ReportText::json(row.value(column++).toString()) + ',';
-                QString const began = LedgerReport::timeText(row.value(column).toLongLong());
+                QString const began = LedgerColumns::timeText(row.value(column).toLongLong());
                 boards << '{' + board + R"("began":)" + ReportText::json(began) + '}';
             });
     });

@@ -1,4 +1,4 @@
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 #include "tools/vrelview/HttpServer.h"
 #include "tools/vrelview/Site.h"
 #include "tools/vrelview/ViewOptions.h"

@@ -1,7 +1,5 @@
 #include "tools/vrelhost/ledger/LedgerColumns.h"
 
-#include "tools/vrelhost/ledger/LedgerReport.h"
-
 #include <QDateTime>
 #include <QRegularExpression>
 
@@ -18,7 +16,7 @@ QByteArray jsonOf(std::optional<qint64> number, Kind kind)
 {
     if (!number)
         return QByteArrayLiteral("null");
-    return kind == Kind::Time ? ReportText::json(LedgerReport::timeText(*number))
+    return kind == Kind::Time ? ReportText::json(LedgerColumns::timeText(*number))
                               : QByteArray::number(*number);
 }
 
@@ -73,6 +71,11 @@ QString tableTextOf(std::optional<qint64> number, Kind kind)
 
 } // namespace
 
+QString LedgerColumns::timeText(qint64 time)
+{
+    return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC).toString(Qt::ISODateWithMs);
+}
+
 QByteArray LedgerColumns::json(Cell const& cell, Kind kind)
 {
     return std::visit([kind](auto const& value) { return jsonOf(value, kind); }, cell);
@@ -85,7 +88,7 @@ QByteArray LedgerColumns::csv(Cell const& cell, Kind kind)
     auto const number = std::get<std::optional<qint64>>(cell);
     if (!number)
         return QByteArray();
-    return kind == Kind::Time ? LedgerReport::timeText(*number).toLatin1() : QByteArray::number(*number);
+    return kind == Kind::Time ? LedgerColumns::timeText(*number).toLatin1() : QByteArray::number(*number);
 }
 
 QString LedgerColumns::tableText(Cell const& cell, Kind kind)

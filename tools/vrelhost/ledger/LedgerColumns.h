@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 
 #include <functional>
 #include <optional>
@@ -62,6 +62,9 @@ Cell cellOf(Row const& row, Column<Row> const& column)
         },
         column.value);
 }
+
+/** A time as the JSON has it: UTC, ISO 8601, with milliseconds. */
+QString timeText(qint64 time);
 
 QByteArray json(Cell const& cell, Kind kind);
 QByteArray csv(Cell const& cell, Kind kind);

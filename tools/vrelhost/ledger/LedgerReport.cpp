@@ -246,8 +246,3 @@ QByteArray LedgerReport::schema()
            rowSchema(kBoards) + R"(,"service":)" + rowSchema(kServices) + R"(,"job":)" + rowSchema(kJobs) +
            "}}";
 }
-
-QString LedgerReport::timeText(qint64 time)
-{
-    return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC).toString(Qt::ISODateWithMs);
-}

@@ -34,7 +34,4 @@ QByteArray toText(std::vector<LedgerService> const& services);
 /** A JSON Schema of all that toJson yields. */
 QByteArray schema();
 
-/** A time as the JSON has it: UTC, ISO 8601, with milliseconds. */
-QString timeText(qint64 time);
-
 } // namespace LedgerReport

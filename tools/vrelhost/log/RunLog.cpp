@@ -2,9 +2,9 @@
 
 #include "external/LogHandler.h"
 #include "framework/LogLines.h"
+#include "tools/common/ReportText.h"
 #include "tools/common/VendorApi.h"
 #include "tools/vrelhost/log/LogFile.h"
-#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/log/TerminalLog.h"
 
 #include <map>

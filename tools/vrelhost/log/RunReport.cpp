@@ -1,7 +1,7 @@
 #include "tools/vrelhost/log/RunReport.h"
 
 #include "plugin/VrelVersion.h"
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 
 #include <algorithm>
 #include <iterator>

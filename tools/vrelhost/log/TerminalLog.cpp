@@ -1,7 +1,7 @@
 #include "tools/vrelhost/log/TerminalLog.h"
 
 #include "framework/LogLines.h"
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 
 #include <QStringList>
 

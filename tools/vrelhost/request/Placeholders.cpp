@@ -1,6 +1,6 @@
 #include "tools/vrelhost/request/Placeholders.h"
 
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "commands/VrelFlashUtils.h"
 #include "external/LogHandler.h"
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"
 
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include "tools/vrelhost/request/RequestTemplate.h"
 
 #include "commands/VrelFlashUtils.h"
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 #include "tools/vrelhost/request/Placeholders.h"
 #include "tools/vrelhost/request/Refusal.h"
 

@@ -1,9 +1,9 @@
 #include "tools/vrelhost/subcommands/DeviceSubcommand.h"
 
 #include "external/LogHandler.h"
+#include "tools/common/ReportText.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/log/Console.h"
-#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/runs/DeviceRun.h"
 
 #include <QRegularExpression>

@@ -1,5 +1,6 @@
 #include "external/LogHandler.h"
 #include "framework/LogSink.h"
+#include "tools/common/ReportText.h"
 #include "tools/common/ToolProcess.h"
 #include "tools/vrelhost/commandline/OptionTable.h"
 #include "tools/vrelhost/ledger/LedgerError.h"
@@ -7,7 +8,6 @@
 #include "tools/vrelhost/ledger/LedgerReader.h"
 #include "tools/vrelhost/ledger/LedgerReport.h"
 #include "tools/vrelhost/log/Console.h"
-#include "tools/vrelhost/log/ReportText.h"
 #include "tools/vrelhost/request/Refusal.h"
 #include "tools/vrelhost/subcommands/Subcommands.h"
 

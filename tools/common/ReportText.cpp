@@ -1,4 +1,4 @@
-#include "tools/vrelhost/log/ReportText.h"
+#include "tools/common/ReportText.h"
 
 #include "framework/CompactJson.h"
 
