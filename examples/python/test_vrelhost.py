@@ -120,6 +120,6 @@ def test_the_ledger_says_what_vrelhost_says_of_it() -> None:
         for board in boards("ledger.db")] == [
         (row["serial"], row["job"], row["result"], row["error"], row["attempts"], row["last"][:23]) for row in shown]
     assert [board.attempts for board in boards("ledger.db", "order")] == [2, 2]
-    with pytest.raises(ValueError, match="no ledger"):
+    with pytest.raises(ValueError, match="not a ledger"):
         Path("other.db").touch()
         boards("other.db")
